@@ -1,0 +1,85 @@
+#pragma once
+
+#include <platform/base/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace platform {
+
+/// The open handles of one kind. A handle's value is a slot and a generation, so that one that was closed is refused
+/// also when its slot serves another handle by now; no value is ever dereferenced. Safe for use from any thread.
+template <typename Handle, typename Object>
+class HandleTable {
+public:
+    /// Never null. `Object` is shared with callers that looked it up and are still at work.
+    Handle Open(std::shared_ptr<Object> object) {
+        const std::scoped_lock lock(_mutex);
+        if (_free.empty()) {
+            _free.push_back(_slots.size());
+            _slots.emplace_back();
+        }
+        const std::size_t index = _free.back();
+        _free.pop_back();
+        Slot& slot = _slots[index];
+        slot.object = std::move(object);
+        return ToHandle(index, slot.generation);
+    }
+
+    /// Null when the handle is not open.
+    std::shared_ptr<Object> Find(Handle handle) const {
+        const std::scoped_lock lock(_mutex);
+        const Slot* slot = Locate(handle);
+        return slot ? slot->object : nullptr;
+    }
+
+    /// False when the handle was not open.
+    bool Close(Handle handle) {
+        std::shared_ptr<Object> released;  // destroyed after the lock is gone: its end may close other handles
+        const std::scoped_lock lock(_mutex);
+        Slot* slot = const_cast<Slot*>(Locate(handle));
+        if (!slot) return false;
+        released = std::move(slot->object);
+        slot->object = nullptr;
+        slot->generation = (slot->generation + 1) & generationMask;
+        _free.push_back(static_cast<std::size_t>(slot - _slots.data()));
+        return true;
+    }
+
+    std::size_t OpenCount() const {
+        const std::scoped_lock lock(_mutex);
+        return _slots.size() - _free.size();
+    }
+
+private:
+    struct Slot {
+        std::shared_ptr<Object> object;
+        std::uintptr_t generation = 0;
+    };
+
+    static constexpr unsigned indexBits = 24;
+    static constexpr std::uintptr_t indexMask = (std::uintptr_t{1} << indexBits) - 1;
+    static constexpr std::uintptr_t generationMask = 0xFFFF;
+
+    // Odd and above 2^40, so that no value is null, a predefined key or a plausible address.
+    static Handle ToHandle(std::size_t index, std::uintptr_t generation) {
+        return reinterpret_cast<Handle>((std::uintptr_t{1} << 62) | (generation << (indexBits + 1)) |
+                                        (std::uintptr_t{index} << 1) | 1U);
+    }
+
+    const Slot* Locate(Handle handle) const {
+        const auto value = reinterpret_cast<std::uintptr_t>(handle);
+        const std::size_t index = (value >> 1) & indexMask;
+        if (index >= _slots.size() || !_slots[index].object) return nullptr;
+        return ToHandle(index, _slots[index].generation) == handle ? &_slots[index] : nullptr;
+    }
+
+    mutable std::mutex _mutex;
+    std::vector<Slot> _slots;
+    std::vector<std::size_t> _free;
+};
+
+}  // namespace platform

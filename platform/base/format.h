@@ -1,0 +1,22 @@
+#pragma once
+
+#include <platform/base/export.h>
+#include <platform/base/types.h>
+
+#include <cstdarg>
+#include <string>
+
+namespace platform {
+
+/// Formats by the published rules of wide formats: `%s`, `%ws` and `%ls` take a wide text, `%hs` and `%S` a narrow
+/// (UTF-8) one, `%c` and `%wc` a wide character; `%d %i %u %x %X %o %p %%` with flags, widths and precisions as usual
+/// (`l` and `h` prefixes mean 32 and 16 bits: the published interfaces were 32-bit; `ll` and `I64` mean 64). A null
+/// text formats as "(null)"; an unknown conversion is copied as it stands. Never fails.
+PLATFORM_API std::wstring Format(const wchar_t* format, ...);
+PLATFORM_API std::wstring FormatArguments(const wchar_t* format, std::va_list arguments);
+
+/// The same for narrow formats: `%s` takes a narrow (UTF-8) text, `%ws`, `%ls` and `%S` a wide one. The result is UTF-8.
+PLATFORM_API std::string Format(const char* format, ...);
+PLATFORM_API std::string FormatArguments(const char* format, std::va_list arguments);
+
+}  // namespace platform

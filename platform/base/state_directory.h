@@ -1,0 +1,22 @@
+#pragma once
+
+#include <platform/base/export.h>
+
+#include <string>
+
+namespace platform {
+
+/// The directory that holds all of the product's state: `$OSTRA_HOME`; without it /var/lib/ostra for root and
+/// `${XDG_STATE_HOME:-$HOME/.local/state}/ostra` for others. An absolute UTF-8 path without a final slash; the
+/// environment is read anew on every call. Nothing is created.
+PLATFORM_API std::string StateDirectory();
+
+/// Creates a directory below the state directory (and the state directory itself), mode 0700, and returns its path;
+/// empty when it cannot be made, is no directory, or belongs to another user. `name` is one of ours, never user input.
+PLATFORM_API std::string EnsureStateDirectory(const std::string& name = {});
+
+/// Whether a name may stand as one file name: not empty, at most 200 bytes in UTF-8, not "." or "..", no slash,
+/// no backslash, no control character.
+PLATFORM_API bool IsSafeFileName(const std::wstring& name);
+
+}  // namespace platform
