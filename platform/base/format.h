@@ -15,7 +15,8 @@ namespace platform {
 PLATFORM_API std::wstring Format(const wchar_t* format, ...);
 PLATFORM_API std::wstring FormatArguments(const wchar_t* format, std::va_list arguments);
 
-/// The same for narrow formats: `%s` takes a narrow (UTF-8) text, `%ws`, `%ls` and `%S` a wide one. The result is UTF-8.
+/// The same for narrow formats: `%s` takes a narrow (UTF-8) text, `%ws`, `%ls` and `%S` a wide one. The result is
+/// UTF-8.
 PLATFORM_API std::string Format(const char* format, ...);
 PLATFORM_API std::string FormatArguments(const char* format, std::va_list arguments);
 

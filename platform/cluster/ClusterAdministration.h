@@ -1,0 +1,92 @@
+#pragma once
+
+#include <platform/base/export.h>
+#include <platform/base/types.h>
+#include <platform/cluster/ClusterService.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// One entry of a cluster's change list. Numbers rise by one; the oldest entries are dropped at some length.
+struct ClusterChange {
+    std::int64_t number = 0;
+    std::int64_t time = 0;   ///< seconds since 1 January 1970 UTC
+    std::wstring user;       ///< who made it
+    std::wstring command;    ///< the command that made it, as SetChangeCommand gave it; may be empty
+    std::wstring object;     ///< name of the object or key that changed
+    DWORD notification = 0;  ///< CLUSTER_CHANGE_...
+    std::wstring detail;     ///< what changed, for people: "offline -> online on N1"
+};
+
+/// A partition of a shared disk.
+struct DiskPartition {
+    std::wstring drive;  ///< the device name, such as "E:"
+    std::wstring label;  ///< volume label
+    DWORD serialNumber = 0;
+};
+
+/// A disk on the bus that all nodes share.
+struct SharedDisk {
+    DWORD signature = 0;
+    DWORD scsiAddress = 0;
+    DWORD number = 0;
+    std::vector<DiskPartition> partitions;
+};
+
+/// A network of the cluster. Role: 0 none, 1 internal only, 2 clients only, 3 both.
+struct NetworkDescription {
+    std::wstring name;
+    std::wstring address;  ///< of the subnet, dotted decimal
+    std::wstring mask;     ///< dotted decimal
+    DWORD role = 3;
+    std::wstring description;
+};
+
+/// An engine's own side: what a cluster's hardware and its service would bring about, and what only programs and tests
+/// may do. Codes are those of ClusterService.
+class PLATFORM_API ClusterAdministration {
+public:
+    virtual ~ClusterAdministration() = default;
+
+    virtual DWORD AddNode(const std::wstring& name) = 0;
+    /// Adds a network, and to it one interface for each node.
+    virtual DWORD AddNetwork(const NetworkDescription& network) = 0;
+    virtual DWORD RemoveNetwork(ObjectId network) = 0;
+    virtual DWORD AddDisk(const SharedDisk& disk) = 0;
+    virtual DWORD Disks(std::vector<SharedDisk>& disks) = 0;
+
+    /// The node stops answering: its groups fail over, and those that no node may have stay with it, offline.
+    virtual DWORD TakeNodeDown(ObjectId node) = 0;
+    virtual DWORD BringNodeUp(ObjectId node) = 0;
+    /// The resource fails, and with it, in a chain, what depends on it is taken offline.
+    virtual DWORD FailResource(ObjectId resource) = 0;
+    /// Sets a network's or an interface's state, as a broken cable would.
+    virtual DWORD SetNetworkState(ObjectId network, DWORD state) = 0;
+    virtual DWORD SetNetworkInterfaceState(ObjectId networkInterface, DWORD state) = 0;
+
+    /// Deletes a group that has no resources and is not online.
+    virtual DWORD DeleteGroup(ObjectId group) = 0;
+    /// Deletes a resource that is not online and on which nothing depends, with its keys.
+    virtual DWORD DeleteResource(ObjectId resource) = 0;
+
+    /// The changes after `number`, oldest first, at most `limit`. When entries after `number` have been dropped, the
+    /// first one returned has a number above `number` + 1.
+    virtual DWORD Changes(std::int64_t number, std::size_t limit, std::vector<ClusterChange>& changes) = 0;
+    /// The number of the newest change, 0 before the first.
+    virtual DWORD LastChange(std::int64_t& number) = 0;
+
+    /// The same cluster in the memory of this process, cut loose from the original, to rehearse changes on.
+    virtual DWORD CopyIntoMemory(std::shared_ptr<ClusterService>& copy) = 0;
+
+    /// Checks what must hold of the engine's own state at any time; one line for each breach.
+    virtual DWORD CheckInvariants(std::vector<std::wstring>& breaches) = 0;
+};
+
+/// Names the command on whose behalf this process changes clusters from now on; change lists record it.
+PLATFORM_API void SetChangeCommand(const std::wstring& command);
+PLATFORM_API std::wstring ChangeCommand();
+
+}  // namespace platform
