@@ -91,6 +91,7 @@ inline constexpr DWORD ClusterNodeUp = 5056;
 inline constexpr DWORD ClusterIpAddressInUse = 5057;
 inline constexpr DWORD ClusterNodeNotPaused = 5058;
 inline constexpr DWORD ClusterNodePaused = 5070;
+inline constexpr DWORD NodeCannotHostResource = 5071;
 inline constexpr DWORD ResourceTypeNotFound = 5078;
 
 }  // namespace platform::error
