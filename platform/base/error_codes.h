@@ -24,6 +24,7 @@ inline constexpr DWORD CallNotImplemented = 120;
 inline constexpr DWORD SemaphoreTimeout = 121;
 inline constexpr DWORD InsufficientBuffer = 122;
 inline constexpr DWORD InvalidName = 123;
+inline constexpr DWORD ModuleNotFound = 126;
 inline constexpr DWORD DirectoryNotEmpty = 145;
 inline constexpr DWORD Busy = 170;
 inline constexpr DWORD AlreadyExists = 183;
@@ -87,7 +88,8 @@ inline constexpr DWORD ClusterNodeNotMember = 5052;
 inline constexpr DWORD ClusterInvalidNetwork = 5054;
 inline constexpr DWORD ClusterNodeUp = 5056;
 inline constexpr DWORD ClusterIpAddressInUse = 5057;
-inline constexpr DWORD ClusterNodePaused = 5058;
+inline constexpr DWORD ClusterNodeNotPaused = 5058;
+inline constexpr DWORD ClusterNodePaused = 5070;
 inline constexpr DWORD ResourceTypeNotFound = 5078;
 
 }  // namespace platform::error

@@ -1,0 +1,253 @@
+#include <platform/base/format.h>
+#include <platform/base/text.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+#include <optional>
+
+namespace platform {
+
+namespace {
+
+constexpr int widthLimit = 4096;
+
+enum class Size { Plain, Byte, Half, Long, LongLong, Wide };
+
+/// One conversion specification, its widths already taken from the arguments.
+struct Conversion {
+    std::string flags;
+    int width = 0;
+    std::optional<int> precision;
+    Size size = Size::Plain;
+    wchar_t type = 0;
+
+    bool Has(char flag) const { return flags.find(flag) != std::string::npos; }
+};
+
+class Formatter {
+public:
+    Formatter(std::wstring_view format, bool isNarrow, std::va_list arguments) : _format(format), _isNarrow(isNarrow) {
+        va_copy(_arguments, arguments);
+    }
+    Formatter(const Formatter&) = delete;
+    Formatter& operator=(const Formatter&) = delete;
+    ~Formatter() { va_end(_arguments); }
+
+    std::wstring Run() {
+        while (_at < _format.size()) {
+            const std::size_t percent = std::min(_format.find(L'%', _at), _format.size());
+            _result += _format.substr(_at, percent - _at);
+            _at = percent;
+            if (_at < _format.size()) Convert();
+        }
+        return std::move(_result);
+    }
+
+private:
+    void Convert() {
+        const std::size_t start = _at++;
+        Conversion conversion;
+        ParseFlags(conversion);
+        ParseWidth(conversion);
+        ParsePrecision(conversion);
+        ParseSize(conversion);
+        if (_at < _format.size()) conversion.type = _format[_at++];
+        if (!Write(conversion)) _result += _format.substr(start, _at - start);
+    }
+
+    bool Accept(std::wstring_view expected) {
+        if (!_format.substr(_at).starts_with(expected)) return false;
+        _at += expected.size();
+        return true;
+    }
+
+    void ParseFlags(Conversion& conversion) {
+        for (; _at < _format.size() && std::wstring_view(L"-+ #0").find(_format[_at]) != std::wstring_view::npos; ++_at)
+            if (!conversion.Has(static_cast<char>(_format[_at]))) conversion.flags += static_cast<char>(_format[_at]);
+    }
+
+    int ParseNumber() {
+        int number = 0;
+        for (; _at < _format.size() && _format[_at] >= L'0' && _format[_at] <= L'9'; ++_at)
+            number = std::min(number * 10 + static_cast<int>(_format[_at] - L'0'), widthLimit);
+        return number;
+    }
+
+    void ParseWidth(Conversion& conversion) {
+        if (!Accept(L"*")) {
+            conversion.width = ParseNumber();
+            return;
+        }
+        const int width = va_arg(_arguments, int);
+        if (width < 0 && !conversion.Has('-')) conversion.flags += '-';
+        conversion.width = width > -widthLimit && width < widthLimit ? std::abs(width) : widthLimit;
+    }
+
+    void ParsePrecision(Conversion& conversion) {
+        if (!Accept(L".")) return;
+        const int precision = Accept(L"*") ? va_arg(_arguments, int) : ParseNumber();
+        if (precision >= 0) conversion.precision = std::min(precision, widthLimit);
+    }
+
+    void ParseSize(Conversion& conversion) {
+        static constexpr std::pair<std::wstring_view, Size> prefixes[] = {
+            {L"hh", Size::Byte},      {L"h", Size::Half},     {L"ll", Size::LongLong},
+            {L"I64", Size::LongLong}, {L"I32", Size::Plain},  {L"l", Size::Long},
+            {L"j", Size::LongLong},   {L"z", Size::LongLong}, {L"w", Size::Wide},
+        };
+        for (const auto& [prefix, size] : prefixes) {
+            if (!Accept(prefix)) continue;
+            conversion.size = size;
+            return;
+        }
+    }
+
+    /// False when the conversion is none that is known; no argument is taken then.
+    bool Write(const Conversion& conversion) {
+        switch (conversion.type) {
+            case L'%': _result += L'%'; return true;
+            case L's':
+            case L'S': WriteText(conversion); return true;
+            case L'c':
+            case L'C': WriteCharacter(conversion); return true;
+            case L'd':
+            case L'i': return WriteSigned(conversion);
+            case L'u':
+            case L'x':
+            case L'X':
+            case L'o': return WriteUnsigned(conversion);
+            case L'p': WritePointer(conversion); return true;
+            default: return false;
+        }
+    }
+
+    bool TakesWide(const Conversion& conversion) const {
+        if (conversion.size == Size::Wide || conversion.size == Size::Long) return true;
+        if (conversion.size == Size::Half) return false;
+        const bool isCapital = conversion.type == L'S' || conversion.type == L'C';
+        return isCapital == _isNarrow;
+    }
+
+    void WriteText(const Conversion& conversion) {
+        // Like the C functions, a precision also bounds what is read: the text may lack its end then.
+        const auto limit = conversion.precision;
+        if (TakesWide(conversion)) {
+            const wchar_t* text = va_arg(_arguments, const wchar_t*);
+            if (!text) text = L"(null)";
+            const auto size = limit ? wcsnlen(text, static_cast<std::size_t>(*limit)) : std::wcslen(text);
+            WritePadded(std::wstring_view(text, size), conversion);
+        } else {
+            const char* text = va_arg(_arguments, const char*);
+            if (!text) text = "(null)";
+            const auto size = limit ? strnlen(text, static_cast<std::size_t>(*limit)) : std::strlen(text);
+            WritePadded(FromUtf8(std::string_view(text, size)), conversion);
+        }
+    }
+
+    void WriteCharacter(const Conversion& conversion) {
+        const int value = va_arg(_arguments, int);
+        if (TakesWide(conversion)) {
+            const auto character = static_cast<wchar_t>(value);
+            WritePadded(std::wstring_view(&character, 1), conversion);
+        } else {
+            const auto character = static_cast<char>(value);
+            WritePadded(FromUtf8(std::string_view(&character, 1)), conversion);
+        }
+    }
+
+    bool WriteSigned(const Conversion& conversion) {
+        if (conversion.size == Size::Wide) return false;
+        long long value = 0;
+        if (conversion.size == Size::LongLong) {
+            value = va_arg(_arguments, long long);
+        } else {
+            const int argument = va_arg(_arguments, int);
+            value = conversion.size == Size::Byte   ? static_cast<signed char>(argument)
+                    : conversion.size == Size::Half ? static_cast<std::int16_t>(argument)
+                                                    : argument;
+        }
+        WriteNumber(conversion, "ll", 'd', value);
+        return true;
+    }
+
+    bool WriteUnsigned(const Conversion& conversion) {
+        if (conversion.size == Size::Wide) return false;
+        unsigned long long value = 0;
+        if (conversion.size == Size::LongLong) {
+            value = va_arg(_arguments, unsigned long long);
+        } else {
+            const unsigned argument = va_arg(_arguments, unsigned);
+            value = conversion.size == Size::Byte   ? static_cast<BYTE>(argument)
+                    : conversion.size == Size::Half ? static_cast<WORD>(argument)
+                                                    : argument;
+        }
+        WriteNumber(conversion, "ll", static_cast<char>(conversion.type), value);
+        return true;
+    }
+
+    void WritePointer(const Conversion& conversion) {
+        Conversion pointer = conversion;
+        std::erase_if(pointer.flags, [](char flag) { return flag != '-'; });
+        pointer.precision.reset();
+        WriteNumber(pointer, "", 'p', va_arg(_arguments, const void*));
+    }
+
+    template <typename Value>
+    void WriteNumber(const Conversion& conversion, const char* size, char type, Value value) {
+        std::string format = "%" + conversion.flags + std::to_string(conversion.width);
+        if (conversion.width == 0) format.pop_back();  // a width of 0 would read as a flag
+        if (conversion.precision) format += "." + std::to_string(*conversion.precision);
+        format.append(size).push_back(type);
+        std::array<char, widthLimit + 32> buffer;
+        const int length = std::snprintf(buffer.data(), buffer.size(), format.c_str(), value);
+        for (int index = 0; index < length; ++index)
+            _result += static_cast<wchar_t>(buffer[static_cast<std::size_t>(index)]);
+    }
+
+    void WritePadded(std::wstring_view text, const Conversion& conversion) {
+        const auto width = static_cast<std::size_t>(conversion.width);
+        const std::wstring padding(width > text.size() ? width - text.size() : 0, L' ');
+        if (!conversion.Has('-')) _result += padding;
+        _result += text;
+        if (conversion.Has('-')) _result += padding;
+    }
+
+    std::wstring_view _format;
+    bool _isNarrow;
+    std::va_list _arguments;
+    std::size_t _at = 0;
+    std::wstring _result;
+};
+
+}  // namespace
+
+std::wstring FormatArguments(const wchar_t* format, std::va_list arguments) {
+    return format ? Formatter(format, false, arguments).Run() : std::wstring();
+}
+
+std::string FormatArguments(const char* format, std::va_list arguments) {
+    if (!format) return {};
+    const std::wstring wide = FromUtf8(format);
+    return ToUtf8(Formatter(wide, true, arguments).Run());
+}
+
+std::wstring Format(const wchar_t* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::wstring text = FormatArguments(format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+std::string Format(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text = FormatArguments(format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+}  // namespace platform
