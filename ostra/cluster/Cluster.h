@@ -55,7 +55,7 @@ public:
     /// Traces identifier and name. The state's text.
     virtual std::wstring Info();
 
-    /// Makes the collections, and with full discovery reads the inventory.
+    /// Starts over with empty collections, and with full discovery reads the inventory.
     void Initialize();
 
     // Discovery. Objects that stood under the same names before stay alive, but no longer stand in the collections.
@@ -171,7 +171,6 @@ protected:
 private:
     using Kept = std::vector<std::shared_ptr<void>>;
 
-    void DisplayFailure(const std::wstring& text) const;
     void Connect(const platform::SharedHandle<HCLUSTER, CloseCluster>& handle);
     DWORD NumberOfGroups() const;
     void DiscoverNode(const std::wstring& nodeName);
@@ -180,9 +179,11 @@ private:
     void RemoveNotifiedResource(const std::wstring& name);
     void DiscoverInventory();
     void ChooseDefaultDisk();
-    Group* FindOpenGroup(const std::wstring& groupName);
-    Group* ReportUnknownGroup(Group* group, const std::wstring& report);
-    std::vector<HNODE> PreferredOwners(const std::wstring& names);
+    Node* ListedNode(const std::wstring& nodeName) const;
+    Group* ListedGroup(const std::wstring& groupName) const;
+    Group* OpenListedGroup(const std::wstring& groupName, const wchar_t* unknownGroup);
+    void AppendOwners(std::vector<HNODE>& owners, const StringArray& nodeNames);
+    static HNODE OpenedHandle(Node& node);
 
     std::shared_ptr<Kept> _kept;  // what no collection owns: former connections, and objects made on our behalf
 };

@@ -39,8 +39,8 @@ public:
     /// opened, or its state is still settling; state and text stay as they were.
     int Status(int argument) override;
 
-    /// Creates the group in the cluster, writes its parameters and, unless `online` is 0, brings it online. 0 when the
-    /// cluster refused to create it; otherwise 1, or the result of bringing it online.
+    /// Creates the group in the cluster, writes its parameters and, unless `online` is 0, brings it online. 0, with the
+    /// thread's last error, when the cluster refused to create it; otherwise 1, or the result of bringing it online.
     virtual int Create(const StringArray* parameters, int online);
     /// The same for a group that exists.
     virtual int Change(const StringArray* parameters, int online);
@@ -113,7 +113,8 @@ protected:
 private:
     friend class Node;
 
-    void ListResourcesIn(const std::shared_ptr<ClusterComponents>& index);
+    void ListResourcesIn(const std::weak_ptr<ClusterComponents>& index);
+    Resource* FindResource(const std::wstring& resourceName) const;
     int FinishCreation(const StringArray* parameters, int online, const std::wstring& onlineFailure);
     int WriteParameters(const StringArray& parameters);
     int Ask(DWORD (*request)(HGROUP), const std::wstring& done, const std::wstring& failure);
