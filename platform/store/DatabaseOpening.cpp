@@ -132,11 +132,6 @@ DWORD CheckIdentity(const DatabaseSchema& schema, int applicationId, int version
     return error::Success;
 }
 
-bool Exists(const std::string& path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
-}
-
 // The directory without symbolic links, so that the file's own name is the only one that NOFOLLOW refuses.
 DWORD Canonical(const std::string& path, std::string& canonical) {
     const std::size_t slash = path.rfind('/');
