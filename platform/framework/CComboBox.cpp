@@ -1,0 +1,3 @@
+#include <platform/framework/CComboBox.h>
+
+CComboBox::~CComboBox() = default;

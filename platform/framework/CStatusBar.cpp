@@ -1,0 +1,5 @@
+#include <platform/framework/CStatusBar.h>
+
+CStatusBar::~CStatusBar() = default;
+
+CStatusBarCtrl::~CStatusBarCtrl() = default;

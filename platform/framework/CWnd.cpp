@@ -1,0 +1,3 @@
+#include <platform/framework/CWnd.h>
+
+CWnd::~CWnd() = default;
