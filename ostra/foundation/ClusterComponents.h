@@ -63,4 +63,7 @@ protected:
     LONG _tag = 0;
     NTEventViewer _eventViewer;
     mutable LONG _justChanged = 0;
+
+private:
+    void CopyTitle(const ClusterComponents& other);
 };

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <string_view>
 
 /// Writes reports to the event log, under one event source. It is the library's main failure channel. Every cluster
 /// object holds one: all writers of one source and server share one registration.
@@ -17,7 +18,7 @@ public:
 
     /// Registers `sourceName` on a server; an empty server name means this computer. When that fails, one line on
     /// standard output says so and every report of this writer fails. The numbering of reports starts anew.
-    NTEventViewer(const std::wstring& sourceName, WORD eventType, const std::wstring& serverName);
+    NTEventViewer(std::wstring_view sourceName, WORD eventType, std::wstring_view serverName);
     /// Copies share the registration, which ends with the last of them; the numbering goes on.
     NTEventViewer(const NTEventViewer&) = default;
     NTEventViewer& operator=(const NTEventViewer&) = default;

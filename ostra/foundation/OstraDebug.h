@@ -4,7 +4,7 @@
 
 #include <cstdio>
 #include <memory>
-#include <string>
+#include <string_view>
 
 /// Time-stamped trace lines of one component, in one log file below the state directory ("log/NAME.log"). A bit of the
 /// registry value "DebugMask" under "Software\Norvane\Ostra\OstraDebug" says whether a component traces at all: bit 1
@@ -16,7 +16,7 @@ class OSTRA_API OstraDebug {
 public:
     /// The component's name is the file name of `path` without directory and extension, at most 259 characters.
     /// Whether it traces is decided here, for the object's lifetime.
-    explicit OstraDebug(const std::wstring& path);
+    explicit OstraDebug(std::wstring_view path);
     /// Copies write to the same open file, which the last of them closes.
     OstraDebug(const OstraDebug&) = default;
     OstraDebug& operator=(const OstraDebug&) = default;
@@ -24,7 +24,7 @@ public:
 
     /// Whether the registry's mask enables the component now. Names compare without regard to case; one that is not
     /// in the table of components is never enabled. Asking again costs a look at the registry's change counter.
-    static bool IsDebugEnabled(const std::wstring& componentName);
+    static bool IsDebugEnabled(std::wstring_view componentName);
 
     void DbgEnter(const wchar_t* functionName) const;
     /// The line is followed by an empty one.
@@ -33,8 +33,6 @@ public:
     void DbgLog(const wchar_t* format, ...) const;
 
 private:
-    void WriteLine(const std::wstring& text) const;
-
     std::shared_ptr<std::FILE> _fp;  // null when tracing is off or the file could not be opened
     bool _enabled = false;
 };

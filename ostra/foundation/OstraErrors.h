@@ -6,7 +6,7 @@
 
 #include <string>
 
-class CStatusBar;
+class CStatusBarCtrl;
 class CWnd;
 class OstraError;
 
@@ -43,10 +43,10 @@ public:
     /// Lists the records on standard output. The result is always empty.
     std::wstring Info() const;
 
-    /// No lasting effect: the bar that it would give the window is gone when the call returns.
+    /// Gives the window a status bar, which is gone when the call returns: no lasting effect. Null is ignored.
     void EnableStatusBarWriting(CWnd* window, int enable);
     /// Writes a fixed mark into the control's part 0; null is ignored.
-    void EnableStatusBarWriting(CStatusBar* control, int enable);
+    void EnableStatusBarWriting(CStatusBarCtrl* control, int enable);
 
 private:
     std::wstring _name;
