@@ -34,6 +34,7 @@ inline constexpr DWORD MoreData = 234;
 inline constexpr DWORD NoMoreItems = 259;
 inline constexpr DWORD PipeConnected = 535;
 inline constexpr DWORD IoPending = 997;
+inline constexpr DWORD FileInvalid = 1006;
 inline constexpr DWORD BadDatabase = 1009;
 inline constexpr DWORD BadKey = 1010;
 inline constexpr DWORD CannotOpenDatabase = 1011;
@@ -90,6 +91,7 @@ inline constexpr DWORD ClusterNodeUp = 5056;
 inline constexpr DWORD ClusterIpAddressInUse = 5057;
 inline constexpr DWORD ClusterNodeNotPaused = 5058;
 inline constexpr DWORD ClusterNodePaused = 5070;
+inline constexpr DWORD NodeCannotHostResource = 5071;
 inline constexpr DWORD ResourceTypeNotFound = 5078;
 
 }  // namespace platform::error

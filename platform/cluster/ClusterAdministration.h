@@ -51,29 +51,37 @@ class PLATFORM_API ClusterAdministration {
 public:
     virtual ~ClusterAdministration() = default;
 
+    /// A new node, up. It becomes a possible owner of the resources that every node so far could have. 5010 as for any
+    /// name that is taken.
     virtual DWORD AddNode(const std::wstring& name) = 0;
-    /// Adds a network, and to it one interface for each node.
+    /// Adds a network, up, and to it one interface for each node; nodes that are added later get theirs. 87 for an
+    /// address or a mask that is none, or a role above 3.
     virtual DWORD AddNetwork(const NetworkDescription& network) = 0;
     virtual DWORD RemoveNetwork(ObjectId network) = 0;
+    /// 5010 for a signature that another disk has.
     virtual DWORD AddDisk(const SharedDisk& disk) = 0;
     virtual DWORD Disks(std::vector<SharedDisk>& disks) = 0;
 
-    /// The node stops answering: its groups fail over, and those that no node may have stay with it, offline.
+    /// The node stops answering: its groups fail over and come up as they were; those that no node may have stay with
+    /// it, offline. 5050 when it is down already.
     virtual DWORD TakeNodeDown(ObjectId node) = 0;
+    /// The node answers again, not paused; groups that stayed with it stay offline. 5056 when it is up already.
     virtual DWORD BringNodeUp(ObjectId node) = 0;
-    /// The resource fails, and with it, in a chain, what depends on it is taken offline.
+    /// The resource fails, and with it, in a chain, what depends on it is taken offline. 5004 unless it is online.
+    /// Bringing it online, or taking it offline, ends the failure.
     virtual DWORD FailResource(ObjectId resource) = 0;
     /// Sets a network's or an interface's state, as a broken cable would.
     virtual DWORD SetNetworkState(ObjectId network, DWORD state) = 0;
     virtual DWORD SetNetworkInterfaceState(ObjectId networkInterface, DWORD state) = 0;
 
-    /// Deletes a group that has no resources and is not online.
+    /// Deletes a group that has no resources (145) and is not online (5023), with its key.
     virtual DWORD DeleteGroup(ObjectId group) = 0;
-    /// Deletes a resource that is not online and on which nothing depends, with its keys.
+    /// Deletes a resource that is not online (5019) and on which nothing depends (5001), with its keys.
     virtual DWORD DeleteResource(ObjectId resource) = 0;
 
     /// The changes after `number`, oldest first, at most `limit`. When entries after `number` have been dropped, the
-    /// first one returned has a number above `number` + 1.
+    /// first one returned has a number above `number` + 1. What changed nothing, or was undone, has no entry. A rename
+    /// is a ..._PROPERTY of the new name; a group that changes its node has a GROUP_STATE.
     virtual DWORD Changes(std::int64_t number, std::size_t limit, std::vector<ClusterChange>& changes) = 0;
     /// The number of the newest change, 0 before the first.
     virtual DWORD LastChange(std::int64_t& number) = 0;
