@@ -6,6 +6,7 @@
 #include <platform/base/format.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
+#include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <platform/system/message_box.h>
 
@@ -17,12 +18,7 @@
 
 namespace {
 
-constexpr DWORD readAccess = 0x20019;
-constexpr DWORD writeAccess = 0x20006;
-constexpr DWORD readWriteAccess = 0x2001F;
-constexpr DWORD allAccess = 0xF003F;
-constexpr DWORD lastingKey = 0;
-constexpr DWORD volatileKey = 1;
+constexpr DWORD readWrite = KEY_READ | KEY_WRITE;
 constexpr DWORD valueCapacity = 65'001;
 constexpr DWORD nameCapacity = 65'001;
 constexpr DWORD discoveredCapacity = 200;  // characters of a name, bytes of data
@@ -37,8 +33,8 @@ struct ValueType {
 };
 
 constexpr ValueType valueTypes[] = {
-    {L"REG_DWORD", valueTypeNumber},  {L"REG_SZ", valueTypeText},       {L"REG_EXPAND_SZ", valueTypeExpandableText},
-    {L"REG_MULTI_SZ", valueTypeList}, {L"REG_BINARY", valueTypeBinary},
+    {L"REG_DWORD", REG_DWORD},       {L"REG_SZ", REG_SZ},         {L"REG_EXPAND_SZ", REG_EXPAND_SZ},
+    {L"REG_MULTI_SZ", REG_MULTI_SZ}, {L"REG_BINARY", REG_BINARY},
 };
 
 struct ParameterString {
@@ -127,7 +123,7 @@ int ClusterKey::Valid() const {
 HKEY ClusterKey::GetHandle(const std::wstring& path) {
     if (path == rootName) return _root.Get();
     HKEY opened = nullptr;
-    const DWORD status = Code(ClusterRegOpenKey(_root.Get(), path.c_str(), readWriteAccess, &opened));
+    const DWORD status = Code(ClusterRegOpenKey(_root.Get(), path.c_str(), readWrite, &opened));
     if (status == platform::error::Success) return opened;
     Report(L"ClusterKey::GetHandle( ). Failure calling ClusterRegOpenKey( ). for " + path + L" " +
            _error.GetErrorString(status));
@@ -137,8 +133,8 @@ HKEY ClusterKey::GetHandle(const std::wstring& path) {
 HKEY ClusterKey::GetHandle(const std::wstring& name, HKEY parentKey) {
     if (!parentKey) return nullptr;
     HKEY created = nullptr;
-    const DWORD status =
-        Code(ClusterRegCreateKey(parentKey, name.c_str(), volatileKey, allAccess, nullptr, &created, nullptr));
+    const DWORD status = Code(
+        ClusterRegCreateKey(parentKey, name.c_str(), REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &created, nullptr));
     if (status == platform::error::Success) return created;
     ReportAndShow(L"ClusterKey::GetHandle( ). Failure calling ClusterRegCreateOpenKey( ). for " + name + L" " +
                   _error.GetErrorString(status));
@@ -148,7 +144,7 @@ HKEY ClusterKey::GetHandle(const std::wstring& name, HKEY parentKey) {
 HKEY ClusterKey::AddKey(const std::wstring& parentPath, const std::wstring& name, const std::wstring& valueName,
                         const std::wstring& value, DWORD type) {
     OwnedKey parent = parentPath == rootName ? _root : OwnedKey(GetHandle(parentPath));
-    const HKEY created = CreateKey(parent.Get(), name, writeAccess);
+    const HKEY created = CreateKey(parent.Get(), name, KEY_WRITE);
     if (created && !valueName.empty() && !AddValue(created, valueName, value, type))
         ReportAndShow(L"ClusterKey::AddKey( ). Failure calling ClusterRegSetValue( ).");
     return created;
@@ -156,7 +152,7 @@ HKEY ClusterKey::AddKey(const std::wstring& parentPath, const std::wstring& name
 
 HKEY ClusterKey::AddKey(HKEY parentKey, const std::wstring& name, const std::wstring& valueName,
                         const std::wstring& value, DWORD type) {
-    const HKEY created = CreateKey(parentKey, name, readWriteAccess);
+    const HKEY created = CreateKey(parentKey, name, readWrite);
     if (created && !valueName.empty() && !AddValue(created, valueName, value, type))
         ReportAndShow(L"Failure calling ClusterRegSetValue( ).");
     return created;
@@ -172,7 +168,7 @@ int ClusterKey::AddValue(HKEY key, const std::wstring& name, const std::wstring&
 
 int ClusterKey::AddValue(HKEY key, const std::wstring& name, DWORD value) {
     const std::array<BYTE, 4> bytes = BytesOfNumber(value);
-    if (ClusterRegSetValue(key, name.c_str(), valueTypeNumber, bytes.data(), 4) == platform::error::Success) return 1;
+    if (ClusterRegSetValue(key, name.c_str(), REG_DWORD, bytes.data(), 4) == platform::error::Success) return 1;
     Show(L"Failure calling ClusterRegSetValue( DWORD ).");
     return 0;
 }
@@ -223,7 +219,7 @@ int ClusterKey::Delete(HKEY key, const std::wstring& name) {
 
 std::wstring ClusterKey::GetValue(const std::wstring& name, HKEY key) const {
     const auto data = std::make_unique_for_overwrite<BYTE[]>(valueCapacity);
-    DWORD type = valueTypeNone;
+    DWORD type = REG_NONE;
     DWORD size = valueCapacity;
     const DWORD status = Code(ClusterRegQueryValue(key, name.c_str(), &type, data.get(), &size));
     if (status == platform::error::MoreData) return {};
@@ -270,7 +266,7 @@ int ClusterKey::GetChildKey(HKEY key, int depth) {
         status = Code(ClusterRegEnumKey(key, index, name, &size, nullptr));
         if (status != platform::error::Success) break;
         LONG opening = 0;
-        const OwnedKey subkey = OpenKey(key, name, readAccess, opening);
+        const OwnedKey subkey = OpenKey(key, name, KEY_READ, opening);
         status = Code(opening);
         if (subkey) Discover(subkey.Get(), depth + 1);
     }
@@ -287,7 +283,7 @@ int ClusterKey::Info() {
 }
 
 ClusterKey& ClusterKey::operator<<(Persistence& object) {
-    AddValue(_handle.Get(), persistenceValueName, object.PersistentData(), valueTypeBinary);
+    AddValue(_handle.Get(), persistenceValueName, object.PersistentData(), REG_BINARY);
     return *this;
 }
 
@@ -300,7 +296,7 @@ DWORD ClusterKey::WriteMode(const std::wstring& typeName) {
     for (const ValueType& known : valueTypes)
         if (typeName == known.keyword) return known.type;
     Report(L"ClusterKey::WriteMode( ). Invalid write mode " + typeName);
-    return valueTypeText;
+    return REG_SZ;
 }
 
 int ClusterKey::Discover(HKEY key, int depth) {
@@ -309,7 +305,7 @@ int ClusterKey::Discover(HKEY key, int depth) {
     for (DWORD index = 0; index < mostDiscoveredValues; ++index) {
         DWORD nameSize = discoveredCapacity;
         DWORD dataSize = discoveredCapacity;
-        DWORD type = valueTypeNone;
+        DWORD type = REG_NONE;
         const DWORD status = ClusterRegEnumValue(key, index, name, &nameSize, &type, data, &dataSize);
         if (status == platform::error::NoMoreItems) break;
         if (status != platform::error::Success) continue;
@@ -353,14 +349,15 @@ void ClusterKey::ReportAndShow(const std::wstring& text) const {
 }
 
 int ClusterKey::Initialize() {
-    _root.Reset(GetClusterKey(_cluster, readWriteAccess));
+    _root.Reset(GetClusterKey(_cluster, readWrite));
     if (!_root) ReportAndShow(L"ClusterKey::Initialize( ). Failure calling GetClusterKey( ).");
     return 0;
 }
 
 HKEY ClusterKey::CreateKey(HKEY parentKey, const std::wstring& name, DWORD access) {
     HKEY created = nullptr;
-    const LONG status = ClusterRegCreateKey(parentKey, name.c_str(), lastingKey, access, nullptr, &created, nullptr);
+    const LONG status =
+        ClusterRegCreateKey(parentKey, name.c_str(), REG_OPTION_NON_VOLATILE, access, nullptr, &created, nullptr);
     if (Code(status) == platform::error::Success) return created;
     Show(L"ClusterKey::Add( ). Failure calling ClusterRegCreateKey( ).");
     return nullptr;
@@ -379,12 +376,12 @@ int ClusterKey::WriteParameter(const std::wstring& parameter, HKEY key) {
 
 std::wstring ClusterKey::FormatDataValue(DWORD type, const std::wstring&, std::span<const BYTE> data) const {
     switch (type) {
-        case valueTypeText:
-        case valueTypeExpandableText:
-        case valueTypeBinary:
-        case valueTypeNumber:
-        case valueTypeList: return TextOfValue(type, data);
-        case valueTypeNone: platform::WriteOutput(L"Not a defined type"); return {};
+        case REG_SZ:
+        case REG_EXPAND_SZ:
+        case REG_BINARY:
+        case REG_DWORD:
+        case REG_MULTI_SZ: return TextOfValue(type, data);
+        case REG_NONE: platform::WriteOutput(L"Not a defined type"); return {};
         default: Show(L"ClusterKey::FormatDataValue( ). Illegal data type."); return {};
     }
 }

@@ -5,6 +5,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/output.h>
+#include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <platform/framework/CArchive.h>
 
@@ -16,8 +17,7 @@
 
 namespace {
 
-constexpr DWORD readWriteAccess = 0x2001F;
-constexpr DWORD allAccess = 0xF003F;
+constexpr DWORD readWrite = KEY_READ | KEY_WRITE;
 constexpr int mostComponents = 50;
 constexpr DWORD mostSubKeys = 1000;
 constexpr DWORD valueCapacity = 10'000;
@@ -113,7 +113,7 @@ int Registry::Valid() const {
 
 HKEY Registry::GetHandle(const std::wstring& subkeyPath) {
     HKEY opened = nullptr;
-    const LONG status = RegOpenKeyExW(_keyHandle, subkeyPath.c_str(), 0, readWriteAccess, &opened);
+    const LONG status = RegOpenKeyExW(_keyHandle, subkeyPath.c_str(), 0, readWrite, &opened);
     if (IsSuccess(status)) return opened;
     ReportAndShow(L"Registry::GetHandle( ). Failure calling RegOpenKeyEx( ). " + subkeyPath + L".\n" +
                   _error.GetErrorString(static_cast<DWORD>(status)));
@@ -152,21 +152,21 @@ std::wstring Registry::FormatData(const wchar_t* data, DWORD type, DWORD size) {
     const std::span bytes(reinterpret_cast<const BYTE*>(data), data ? size : 0);
     _value.clear();
     switch (type) {
-        case valueTypeNone:
-        case valueTypeResourceList: break;
-        case valueTypeText: _value = platform::FromUtf16(bytes); break;
-        case valueTypeExpandableText:
-        case valueTypeBigEndianNumber:
-        case valueTypeLink:
-        case valueTypeList:
+        case REG_NONE:
+        case REG_RESOURCE_LIST: break;
+        case REG_SZ: _value = platform::FromUtf16(bytes); break;
+        case REG_EXPAND_SZ:
+        case REG_DWORD_BIG_ENDIAN:
+        case REG_LINK:
+        case REG_MULTI_SZ:
             _value = platform::FromUtf16(bytes);
             platform::WriteOutput(L"Multiple strings:\n" + platform::Format(L"String %d: %ws\n", 0, _value.c_str()));
             break;
-        case valueTypeBinary:
+        case REG_BINARY:
             _value = platform::FromUtf16(bytes);
             platform::WriteOutput(platform::Format(L"Binary data: size:%d", size));
             break;
-        case valueTypeNumber:
+        case REG_DWORD:
             if (const auto number = NumberOfValue(bytes)) _value = platform::Format(L"%u", *number);
             break;
         default: Show(L"Registry::FormatData( ). Invalid data type.");
@@ -177,7 +177,7 @@ std::wstring Registry::FormatData(const wchar_t* data, DWORD type, DWORD size) {
 std::wstring Registry::FormatData(DWORD type, const std::wstring&, BYTE* data) {
     if (!data) return {};
     std::size_t size = sizeof(DWORD);
-    if (type != valueTypeNumber)
+    if (type != REG_DWORD)
         for (size = 0; data[size] != 0 || data[size + 1] != 0;) size += 2;
     return TextOfValue(type, {data, size});
 }
@@ -202,7 +202,7 @@ HKEY Registry::AddKey(const std::wstring& subkey) {
         return nullptr;
     }
     HKEY created = nullptr;
-    if (IsSuccess(CreateKey(_keyHandle, subkey, readWriteAccess, created))) return created;
+    if (IsSuccess(CreateKey(_keyHandle, subkey, readWrite, created))) return created;
     Report(L"RegsitryKey::AddKey( ). Failure calling RegCreateKeyEx( ). for " + subkey);
     return nullptr;
 }
@@ -211,7 +211,7 @@ HKEY Registry::AddKey(const std::wstring& parentPath, const std::wstring& subkey
                       const std::wstring& value, DWORD type) {
     const OwnedKey parent(GetHandle(parentPath));
     HKEY created = nullptr;
-    const LONG status = CreateKey(parent.Get(), subkey, readWriteAccess, created);
+    const LONG status = CreateKey(parent.Get(), subkey, readWrite, created);
     if (!IsSuccess(status)) {
         Show(L"Registry::AddKey( path... ). Failure calling RegCreateKeyEx( )." +
              _error.GetErrorString(static_cast<DWORD>(status)));
@@ -225,7 +225,7 @@ HKEY Registry::AddKey(const std::wstring& parentPath, const std::wstring& subkey
 HKEY Registry::AddKey(HKEY parent, const std::wstring& subkey, const std::wstring& valueName, const std::wstring& value,
                       DWORD type) {
     HKEY created = nullptr;
-    const LONG status = CreateKey(parent, subkey, readWriteAccess, created);
+    const LONG status = CreateKey(parent, subkey, readWrite, created);
     if (!IsSuccess(status)) {
         Show(L"Registry::AddKey( handle... ). Failure calling ClusterRegCreateKey( )." +
              _error.GetErrorString(static_cast<DWORD>(status)));
@@ -247,13 +247,13 @@ int Registry::AddValue(HKEY key, const std::wstring& name, const std::wstring& v
 
 int Registry::AddValue(HKEY key, const std::wstring& name, DWORD value) {
     const std::array<BYTE, 4> bytes = BytesOfNumber(value);
-    if (IsSuccess(RegSetValueExW(key, name.c_str(), 0, valueTypeNumber, bytes.data(), 4))) return 1;
+    if (IsSuccess(RegSetValueExW(key, name.c_str(), 0, REG_DWORD, bytes.data(), 4))) return 1;
     Report(L"Registry::AddValue( ). Failure calling RegSetValue( ).");
     return 0;
 }
 
 Registry& Registry::operator<<(std::wstring& text) {
-    AddValue(_keyHandle, persistenceValueName, text, valueTypeBinary);
+    AddValue(_keyHandle, persistenceValueName, text, REG_BINARY);
     return *this;
 }
 
@@ -286,8 +286,8 @@ Registry::OwnedKey Registry::Walk(OwnedKey key, bool isCreating) const {
 
 Registry::OwnedKey Registry::OpenComponent(HKEY parent, const std::wstring& component, bool isCreating) const {
     HKEY opened = nullptr;
-    const LONG status = isCreating ? CreateKey(parent, component, allAccess, opened)
-                                   : RegOpenKeyExW(parent, component.c_str(), 0, readWriteAccess, &opened);
+    const LONG status = isCreating ? CreateKey(parent, component, KEY_ALL_ACCESS, opened)
+                                   : RegOpenKeyExW(parent, component.c_str(), 0, readWrite, &opened);
     if (IsSuccess(status)) return OwnedKey(opened);
     Report(L"Registry::Open. Failure opening " + component + L" " + _error.GetErrorString(static_cast<DWORD>(status)));
     return OwnedKey();
@@ -296,7 +296,7 @@ Registry::OwnedKey Registry::OpenComponent(HKEY parent, const std::wstring& comp
 // Sets _value; data that outgrows the capacity counts as read, and as an empty text.
 LONG Registry::ReadValue(HKEY key, const std::wstring& name, DWORD capacity) {
     const auto buffer = std::make_unique_for_overwrite<BYTE[]>(capacity);
-    DWORD type = valueTypeNone;
+    DWORD type = REG_NONE;
     DWORD size = capacity;
     const LONG status = RegQueryValueExW(key, name.c_str(), nullptr, &type, buffer.get(), &size);
     if (static_cast<DWORD>(status) == platform::error::MoreData) return 0;

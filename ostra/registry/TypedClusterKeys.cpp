@@ -3,15 +3,16 @@
 #include <ostra/registry/value_text.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
+#include <platform/base/registry_types.h>
 
 namespace {
 
-constexpr DWORD readWriteAccess = 0x2001F;
+constexpr DWORD readWrite = KEY_READ | KEY_WRITE;
 
 }  // namespace
 
 ClusterGroupKey::ClusterGroupKey(HGROUP group, HCLUSTER cluster) : ClusterKey(cluster) {
-    _root.Reset(GetClusterGroupKey(group, readWriteAccess));
+    _root.Reset(GetClusterGroupKey(group, readWrite));
     _handle = _root;
     if (!_root) {
         platform::WriteOutput(
@@ -29,7 +30,7 @@ int ClusterGroupKey::Delete(const std::wstring& name) {
 }
 
 HKEY ClusterGroupKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, valueTypeText);
+    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
 }
 
 int ClusterGroupKey::Info() {
@@ -39,7 +40,7 @@ int ClusterGroupKey::Info() {
 }
 
 ClusterResourceKey::ClusterResourceKey(HRESOURCE resource, HCLUSTER cluster) : ClusterKey(cluster) {
-    _root.Reset(GetClusterResourceKey(resource, readWriteAccess));
+    _root.Reset(GetClusterResourceKey(resource, readWrite));
     if (!_root) {
         platform::WriteOutput(
             L"ClusterResoruceKey::ClusterResourceKey( ). Failure calling"
@@ -47,7 +48,7 @@ ClusterResourceKey::ClusterResourceKey(HRESOURCE resource, HCLUSTER cluster) : C
         return;
     }
     LONG status = 0;
-    _handle = OpenKey(Root(), L"Parameters", readWriteAccess, status);
+    _handle = OpenKey(Root(), L"Parameters", readWrite, status);
     if (!_handle) {
         Show(L"ClusterResourceKey::ClusterResourceKey( ). Failure calling ClusterRegOpenKey( )." +
              _error.GetErrorString(static_cast<DWORD>(status)));
@@ -63,7 +64,7 @@ int ClusterResourceKey::Delete(const std::wstring& name) {
 }
 
 HKEY ClusterResourceKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, valueTypeText);
+    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
 }
 
 int ClusterResourceKey::SetParameters(const StringArray* parameters, const std::wstring& keyName) {
@@ -92,12 +93,12 @@ int ClusterNetworksKey::Delete(const std::wstring& name) {
 }
 
 HKEY ClusterNetworksKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, valueTypeText);
+    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
 }
 
 void ClusterNetworksKey::OpenNetworks() {
     LONG status = 0;
-    _handle = OpenKey(Root(), L"Networks", readWriteAccess, status);
+    _handle = OpenKey(Root(), L"Networks", readWrite, status);
     if (!_handle) {
         ReportAndShow(L"ClusterNetworksKey::ClusterNetworksKey( ). Failure calling ClusterRegOpenKey( )." +
                       _error.GetErrorString(static_cast<DWORD>(status)));
@@ -122,7 +123,7 @@ int ClusterIPStackKey::Delete(const std::wstring& name) {
 }
 
 HKEY ClusterIPStackKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, valueTypeText);
+    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
 }
 
 void ClusterIPStackKey::CreatePool(const std::wstring& networkName) {
@@ -133,7 +134,7 @@ void ClusterIPStackKey::CreatePool(const std::wstring& networkName) {
     OwnedKey key = _root;
     for (const std::wstring& level :
          {std::wstring(L"Ostra"), std::wstring(L"ExpertWizard"), std::wstring(L"IPStack"), networkName}) {
-        if (key) key.Reset(ClusterKey::AddKey(key.Get(), level, L"", L"", valueTypeText));
+        if (key) key.Reset(ClusterKey::AddKey(key.Get(), level, L"", L"", REG_SZ));
     }
     _handle = key;
     if (!_handle) Show(L"ClusterIPStackKey::ClusterIPStackKey( ). Failure opening ClusterIPStackKey.");
@@ -142,7 +143,7 @@ void ClusterIPStackKey::CreatePool(const std::wstring& networkName) {
 ClusterSchedulerKey::ClusterSchedulerKey(const std::wstring& clusterName, const std::wstring& subkeyName)
     : ClusterKey(clusterName) {
     LONG status = 0;
-    const OwnedKey product = OpenKey(Root(), L"Ostra", readWriteAccess, status);
+    const OwnedKey product = OpenKey(Root(), L"Ostra", readWrite, status);
     if (!product) {
         ReportAndShow(L"ClusterSchedulerKey::ClusterSchedulerKey( ). Failure calling ClusterRegOpenKey( )." +
                       _error.GetErrorString(static_cast<DWORD>(status)));

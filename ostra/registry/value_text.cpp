@@ -14,11 +14,11 @@ std::optional<DWORD> NumberOfValue(std::span<const BYTE> data) {
 
 std::wstring TextOfValue(DWORD type, std::span<const BYTE> data) {
     switch (type) {
-        case valueTypeText:
-        case valueTypeExpandableText:
-        case valueTypeBinary:
-        case valueTypeList: return platform::FromUtf16(data);
-        case valueTypeNumber:
+        case REG_SZ:
+        case REG_EXPAND_SZ:
+        case REG_BINARY:
+        case REG_MULTI_SZ: return platform::FromUtf16(data);
+        case REG_DWORD:
             if (const auto number = NumberOfValue(data)) return platform::Format(L"%d", *number);
             return {};
         default: return {};

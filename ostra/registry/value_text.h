@@ -1,5 +1,6 @@
 #pragma once
 
+#include <platform/base/registry_types.h>
 #include <platform/base/types.h>
 
 #include <array>
@@ -8,16 +9,6 @@
 #include <string>
 
 // How values of the registry and of the cluster database are stored, and how they read as texts.
-
-inline constexpr DWORD valueTypeNone = 0;
-inline constexpr DWORD valueTypeText = 1;
-inline constexpr DWORD valueTypeExpandableText = 2;
-inline constexpr DWORD valueTypeBinary = 3;
-inline constexpr DWORD valueTypeNumber = 4;
-inline constexpr DWORD valueTypeBigEndianNumber = 5;
-inline constexpr DWORD valueTypeLink = 6;
-inline constexpr DWORD valueTypeList = 7;
-inline constexpr DWORD valueTypeResourceList = 8;
 
 inline constexpr wchar_t persistenceValueName[] = L"Persistence";
 
