@@ -1,4 +1,5 @@
 #include <ostra/cluster/Cluster.h>
+
 #include <ostra/cluster/MakeOrNull.h>
 #include <ostra/cluster/NameEnumeration.h>
 #include <ostra/cluster/OwnedComponents.h>

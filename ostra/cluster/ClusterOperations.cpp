@@ -1,4 +1,5 @@
 #include <ostra/cluster/Cluster.h>
+
 #include <ostra/cluster/Group.h>
 #include <ostra/cluster/MakeOrNull.h>
 #include <ostra/cluster/Node.h>

@@ -1,7 +1,8 @@
+#include <ostra/cluster/Node.h>
+
 #include <ostra/cluster/Group.h>
 #include <ostra/cluster/MakeOrNull.h>
 #include <ostra/cluster/NameEnumeration.h>
-#include <ostra/cluster/Node.h>
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/display.h>
 #include <platform/base/error_codes.h>

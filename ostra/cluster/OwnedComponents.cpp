@@ -1,5 +1,6 @@
-#include <ostra/cluster/MakeOrNull.h>
 #include <ostra/cluster/OwnedComponents.h>
+
+#include <ostra/cluster/MakeOrNull.h>
 #include <ostra/foundation/ClusterComponent.h>
 
 #include <algorithm>
