@@ -85,13 +85,15 @@ DWORD DefaultName(std::wstring& name) {
 
 }  // namespace
 
-void ClusterDirectory::Register(const std::wstring& name, std::shared_ptr<ClusterService> service) {
+std::shared_ptr<ClusterService> ClusterDirectory::Register(const std::wstring& name,
+                                                           std::shared_ptr<ClusterService> service) {
     Directory& directory = TheDirectory();
-    Registration replaced;  // ends after the lock: its service may call back
+    const std::wstring folded = FoldCase(name);
     const std::scoped_lock lock(directory.registrationMutex);
-    Registration& entry = directory.registrations[FoldCase(name)];
-    replaced = std::exchange(entry, {name, std::move(service)});
-    if (!entry.service) directory.registrations.erase(FoldCase(name));
+    Registration& entry = directory.registrations[folded];
+    const Registration replaced = std::exchange(entry, {name, std::move(service)});
+    if (!entry.service) directory.registrations.erase(folded);
+    return replaced.service;
 }
 
 DWORD ClusterDirectory::Resolve(const std::wstring& name, std::shared_ptr<ClusterService>& service) {

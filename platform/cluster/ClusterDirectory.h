@@ -31,8 +31,9 @@ PLATFORM_API void RegisterClusterEngine(const std::wstring& name, ClusterEngine*
 /// to case. Services stay open and shared within the process as long as anyone holds them.
 class PLATFORM_API ClusterDirectory {
 public:
-    /// Answers for `name` in this process from now on, before any folder; a null service takes that back.
-    static void Register(const std::wstring& name, std::shared_ptr<ClusterService> service);
+    /// Answers for `name` in this process from now on, before any folder; a null service takes that back. What was
+    /// registered for that name before, null when nothing was.
+    static std::shared_ptr<ClusterService> Register(const std::wstring& name, std::shared_ptr<ClusterService> service);
 
     /// The service of a cluster. An empty name means the cluster that OSTRA_CLUSTER names, else the only one there is
     /// (of several, none: error::InvalidParameter). 2 when there is no such cluster, 50 when its engine is missing or
