@@ -1,5 +1,6 @@
 #include <ostra/registry/ClusterKey.h>
 
+#include <ostra/foundation/ParameterString.h>
 #include <ostra/foundation/Persistence.h>
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
@@ -13,7 +14,6 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -36,29 +36,6 @@ constexpr ValueType valueTypes[] = {
     {L"REG_DWORD", REG_DWORD},       {L"REG_SZ", REG_SZ},         {L"REG_EXPAND_SZ", REG_EXPAND_SZ},
     {L"REG_MULTI_SZ", REG_MULTI_SZ}, {L"REG_BINARY", REG_BINARY},
 };
-
-struct ParameterString {
-    std::wstring name;
-    std::wstring keyword;
-    std::wstring value;
-};
-
-// The text before the first `mark`, which leaves `rest` with what is behind it; without one, empty, and `rest` whole.
-std::wstring TakeUpTo(std::wstring_view& rest, wchar_t mark) {
-    const std::size_t at = rest.find(mark);
-    if (at == std::wstring_view::npos) return {};
-    const std::wstring head(rest.substr(0, at));
-    rest.remove_prefix(at + 1);
-    return head;
-}
-
-ParameterString Parse(std::wstring_view rest) {
-    ParameterString parsed;
-    parsed.name = TakeUpTo(rest, L'=');
-    parsed.keyword = TakeUpTo(rest, L':');
-    parsed.value = rest;
-    return parsed;
-}
 
 template <typename Status>
 DWORD Code(Status status) {
@@ -366,7 +343,7 @@ HKEY ClusterKey::CreateKey(HKEY parentKey, const std::wstring& name, DWORD acces
 // Numbers always belong to the object's own key: whoever reads a resource's numbers looks there, also when its texts
 // go to a subkey.
 int ClusterKey::WriteParameter(const std::wstring& parameter, HKEY key) {
-    const ParameterString parsed = Parse(parameter);
+    const ParameterString parsed(parameter);
     const int written = parsed.keyword == L"REG_DWORD"
                             ? AddValue(_handle.Get(), parsed.name, platform::ParseDecimal(parsed.value))
                             : AddValue(key, parsed.name, parsed.value, WriteMode(parsed.keyword));
