@@ -113,7 +113,6 @@ private:
     int UpdateRegistry(const StringArray* parameters);
     void WriteTypeParameters();
     DWORD ReadProperties(StringMap& map, DWORD controlCode);
-    void TakeTypeFrom(const StringMap& attributes);
-    DWORD AddDependency(HRESOURCE other, const wchar_t* failure);
-    void ReportFailure(const std::wstring& text);
+    bool AddDependency(HRESOURCE other, const wchar_t* failure);
+    void ReportFailure(const std::wstring& text) const;
 };

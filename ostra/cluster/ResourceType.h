@@ -50,6 +50,8 @@ public:
 protected:
     /// Empties the categories and every list.
     void DeinitializeParameters();
+    /// What stands before the first "="; empty when there is none.
+    static std::wstring ParameterName(const std::wstring& parameter);
 
     StringArray _categories;
     std::array<StringArray, 5> _parameters;
@@ -58,4 +60,7 @@ protected:
     StringArray _attributeNames;
     OstraError _typeError;
     std::wstring _typeName;
+
+private:
+    int ReportDiscovery(const std::wstring& failure) const;
 };

@@ -7,8 +7,10 @@
 #include <platform/base/SharedHandle.h>
 #include <platform/cluster/cluster_api.h>
 
+#include <functional>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -54,9 +56,13 @@ private:
     int GetAllNodes();
     int GetAllResources();
     DWORD GetPhysicalDiskResources(const std::wstring& resourceName);
-    void AddUsedDisk(const std::wstring& resourceName, StringMap& attributes);
-    void AddAvailableDisk(const std::wstring* descriptions);
-    void ReportFailure(const std::wstring& text);
+    void AddUsedDisk(const std::wstring& resourceName, const StringMap& attributes);
+    void AddAvailableDisk(std::span<const std::wstring> descriptions);
+    /// Visits the names of the cluster's objects; a name that cannot be had is reported and passed over. The index at
+    /// which the walk ended, -1 when it could not begin.
+    int Walk(DWORD types, const std::function<void(const std::wstring&)>& visit, const std::wstring& openFailure,
+             const std::wstring& itemFailure);
+    void ReportFailure(const std::wstring& text) const;
 
     DiskMap _availables;
     DiskMap _used;

@@ -21,7 +21,7 @@ public:
     explicit ClusterProperties(HCLUSTER cluster);
 
 private:
-    HCLUSTER _cluster;  // the caller's
+    [[maybe_unused]] HCLUSTER _cluster;  // the caller's
 };
 
 class OSTRA_API NodeProperties : public Properties {
@@ -31,6 +31,8 @@ public:
     DWORD Get(StringMap* attributes, DWORD controlCode, HNODE host = nullptr);
 
 private:
+    static const ObjectKind kind;
+
     HNODE _node;  // the caller's
 };
 
@@ -41,8 +43,10 @@ public:
     DWORD Get(StringMap* attributes, DWORD controlCode, HNODE host = nullptr);
 
 private:
-    HGROUP _group;  // the caller's
-    HNODE _node;    // the caller's
+    static const ObjectKind kind;
+
+    HGROUP _group;                 // the caller's
+    [[maybe_unused]] HNODE _node;  // the caller's
 };
 
 class OSTRA_API ResourceProperties : public Properties {
@@ -53,6 +57,8 @@ public:
     DWORD Get(StringMap* attributes, DWORD controlCode, HNODE host = nullptr);
 
 private:
+    static const ObjectKind kind;
+
     HRESOURCE _resource;  // the caller's
 };
 
@@ -68,7 +74,11 @@ public:
     DWORD Get(const std::wstring& typeName, StringArray* descriptions, DWORD controlCode, HNODE host = nullptr);
 
 private:
-    bool ReadType(const std::wstring& typeName, DWORD controlCode);
+    /// The number of properties to hand over.
+    std::size_t ReadDisks(const std::wstring& typeName, DWORD controlCode);
+    ControlCall CallOnType(const std::wstring& typeName, DWORD controlCode) const;
+
+    static const ObjectKind kind;
 
     HCLUSTER _cluster;  // the caller's
 };
@@ -81,6 +91,8 @@ public:
     DWORD Get(StringMap* attributes, DWORD controlCode, HNODE host = nullptr);
 
 private:
+    static const ObjectKind kind;
+
     HNETWORK _network;  // the caller's
 };
 
@@ -92,5 +104,7 @@ public:
     DWORD Get(StringMap* attributes, DWORD controlCode, HNODE host = nullptr);
 
 private:
+    static const ObjectKind kind;
+
     HNETINTERFACE _netInterface;  // the caller's
 };

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -78,14 +79,20 @@ protected:
 
     enum class ListLength { Exact, WithTrailingZero };
 
+    static bool IsMeantFor(const ObjectKind& kind, DWORD controlCode);
     /// Builds the list and sends it. 1 when the service accepted it, else 0 (also when there is nothing to send).
     int Write(const ObjectKind& kind, const StringArray* parameters, DWORD controlCode, const ControlCall& control,
               ListLength length = ListLength::Exact);
     /// Reads an answer into the buffer and parses it: as a list of disks when the code is `diskCode`, else as a
     /// property list. False when the code was refused or the service failed; no parsed properties are left then.
     bool Read(const ObjectKind& kind, DWORD controlCode, const ControlCall& control, DWORD diskCode = 0);
+    /// Reads, copies what was parsed into the caller's map and answers how much that was.
+    DWORD ReadInto(StringMap* attributes, const ObjectKind& kind, DWORD controlCode, const ControlCall& control,
+                   DWORD diskCode = 0);
     /// Copies the first `count` parsed properties into the caller's map.
     void CopyTo(StringMap* attributes, std::size_t count);
+
+    DWORD ParsedCount() const { return static_cast<DWORD>(_properties.size()); }
 
     /// Appends the properties of an answer to a disk question: a value list without a count word.
     int ParseDiskInformation();
@@ -112,7 +119,13 @@ protected:
     std::wstring _info;                                  // what Info returns
 
 private:
-    bool ResetBufferLength(DWORD extra);
+    /// Makes room for that many bytes of entries; false when the buffer has none.
+    bool ResetBufferLength(std::size_t extra);
+    std::size_t WriteEntry(BYTE* place, WORD type, WORD format, std::span<const BYTE> bytes);
+    void AddDiskNumber(DWORD syntax, std::span<const BYTE> data);
+    void AddPartition(std::span<const BYTE> data);
+    void AddDescription(const wchar_t* name, const std::wstring& value, CLUSTER_PROPERTY_FORMAT format);
+    /// The last status, with the answer in the buffer.
     DWORD Receive(const ControlCall& control);
-    void Report(const std::wstring& text, bool displayed) const;
+    void Report(const std::wstring& text, bool isDisplayed) const;
 };
