@@ -2,6 +2,7 @@
 
 #include <platform/base/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -10,8 +11,15 @@
 
 namespace platform {
 
-/// The open handles of one kind. A handle's value is a slot and a generation, so that one that was closed is refused
-/// also when its slot serves another handle by now; no value is ever dereferenced. Safe for use from any thread.
+/// A number that no other table of the process has.
+inline std::uintptr_t NextHandleTable() {
+    static std::atomic<std::uintptr_t> last{0};
+    return ++last;
+}
+
+/// The open handles of one kind. A handle's value is the table's number, a slot and a generation, so that one that was
+/// closed is refused also when its slot serves another handle by now, and so is one of another table; no value is ever
+/// dereferenced. Safe for use from any thread.
 template <typename Handle, typename Object>
 class HandleTable {
 public:
@@ -62,12 +70,14 @@ private:
 
     static constexpr unsigned indexBits = 24;
     static constexpr std::uintptr_t indexMask = (std::uintptr_t{1} << indexBits) - 1;
-    static constexpr std::uintptr_t generationMask = 0xFFFF;
+    static constexpr unsigned generationBits = 16;
+    static constexpr std::uintptr_t generationMask = (std::uintptr_t{1} << generationBits) - 1;
+    static constexpr std::uintptr_t tableMask = 0xFFFF;
 
-    // Odd and above 2^40, so that no value is null, a predefined key or a plausible address.
-    static Handle ToHandle(std::size_t index, std::uintptr_t generation) {
-        return reinterpret_cast<Handle>((std::uintptr_t{1} << 62) | (generation << (indexBits + 1)) |
-                                        (std::uintptr_t{index} << 1) | 1U);
+    // Odd and above 2^62, so that no value is null, a predefined key or a plausible address.
+    Handle ToHandle(std::size_t index, std::uintptr_t generation) const {
+        return reinterpret_cast<Handle>((std::uintptr_t{1} << 62) | (_table << (generationBits + indexBits + 1)) |
+                                        (generation << (indexBits + 1)) | (std::uintptr_t{index} << 1) | 1U);
     }
 
     const Slot* Locate(Handle handle) const {
@@ -77,6 +87,7 @@ private:
         return ToHandle(index, _slots[index].generation) == handle ? &_slots[index] : nullptr;
     }
 
+    const std::uintptr_t _table = NextHandleTable() & tableMask;
     mutable std::mutex _mutex;
     std::vector<Slot> _slots;
     std::vector<std::size_t> _free;

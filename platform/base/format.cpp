@@ -13,6 +13,7 @@ namespace platform {
 namespace {
 
 constexpr int widthLimit = 4096;
+constexpr int numberLimit = 100'000'000;  // of what a format may say; ten times as much still fits an int
 
 enum class Size { Plain, Byte, Half, Long, LongLong, Wide };
 
@@ -26,6 +27,17 @@ struct Conversion {
 
     bool Has(char flag) const { return flags.find(flag) != std::string::npos; }
 };
+
+/// What a cut at a byte leaves of a UTF-8 text, less a last character that it went through.
+std::string_view WithoutHalfCharacter(std::string_view bytes) {
+    std::size_t trailing = 0;
+    while (trailing < std::min<std::size_t>(bytes.size(), 3) && (bytes[bytes.size() - 1 - trailing] & 0xC0) == 0x80)
+        ++trailing;
+    if (trailing == bytes.size()) return bytes;
+    const auto lead = static_cast<BYTE>(bytes[bytes.size() - 1 - trailing]);
+    const std::size_t expected = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 0;
+    return trailing < expected ? bytes.substr(0, bytes.size() - 1 - trailing) : bytes;
+}
 
 class Formatter {
 public:
@@ -72,13 +84,13 @@ private:
     int ParseNumber() {
         int number = 0;
         for (; _at < _format.size() && _format[_at] >= L'0' && _format[_at] <= L'9'; ++_at)
-            number = std::min(number * 10 + static_cast<int>(_format[_at] - L'0'), widthLimit);
+            number = std::min(number * 10 + static_cast<int>(_format[_at] - L'0'), numberLimit);
         return number;
     }
 
     void ParseWidth(Conversion& conversion) {
         if (!Accept(L"*")) {
-            conversion.width = ParseNumber();
+            conversion.width = std::min(ParseNumber(), widthLimit);
             return;
         }
         const int width = va_arg(_arguments, int);
@@ -89,7 +101,7 @@ private:
     void ParsePrecision(Conversion& conversion) {
         if (!Accept(L".")) return;
         const int precision = Accept(L"*") ? va_arg(_arguments, int) : ParseNumber();
-        if (precision >= 0) conversion.precision = std::min(precision, widthLimit);
+        if (precision >= 0) conversion.precision = precision;
     }
 
     void ParseSize(Conversion& conversion) {
@@ -143,7 +155,9 @@ private:
             const char* text = va_arg(_arguments, const char*);
             if (!text) text = "(null)";
             const auto size = limit ? strnlen(text, static_cast<std::size_t>(*limit)) : std::strlen(text);
-            WritePadded(FromUtf8(std::string_view(text, size)), conversion);
+            const bool isCut = limit && size == static_cast<std::size_t>(*limit);
+            const std::string_view bytes(text, size);
+            WritePadded(FromUtf8(isCut ? WithoutHalfCharacter(bytes) : bytes), conversion);
         }
     }
 
@@ -199,7 +213,7 @@ private:
     void WriteNumber(const Conversion& conversion, const char* size, char type, Value value) {
         std::string format = "%" + conversion.flags + std::to_string(conversion.width);
         if (conversion.width == 0) format.pop_back();  // a width of 0 would read as a flag
-        if (conversion.precision) format += "." + std::to_string(*conversion.precision);
+        if (conversion.precision) format += "." + std::to_string(std::min(*conversion.precision, widthLimit));
         format.append(size).push_back(type);
         std::array<char, widthLimit + 32> buffer;
         const int length = std::snprintf(buffer.data(), buffer.size(), format.c_str(), value);

@@ -3,9 +3,10 @@
 #include <platform/base/export.h>
 #include <platform/base/types.h>
 
-// The cluster API under its published names. Names are null-terminated wide texts; a name size counts characters, on
-// entry the room including the null, on return the length without it. A function that returns a handle answers null on
-// failure and leaves the cause in the thread's last error; one that returns a DWORD answers a code of
+// The cluster API under its published names. Names are null-terminated wide texts of at most 1024 characters (87). A
+// name size counts characters, on entry the room including the null, on return the length without it; with 234 it is
+// the room that the name needs, and so it is with 0 when the buffer is null. A function that returns a handle answers
+// null on failure and leaves the cause in the thread's last error; one that returns a DWORD answers a code of
 // platform/base/error_codes.h, 0 for success, and 997 (pending) when the cluster accepted and has not settled yet.
 // Handles follow their object through a rename, stay valid when the cluster's own handle closes first, and are closed
 // once each; a handle that is not open answers 6 (invalid handle). Functions may be called from any thread.
@@ -103,7 +104,7 @@ PLATFORM_API HRESOURCE CreateClusterResource(HGROUP group, const wchar_t* resour
                                              DWORD flags);
 
 // Enumerating. The list is that of the moment it was opened, in the engine's stable order. An index past its end
-// answers 259; a buffer too small 234, with the size that the name needs. A name that does not fit is not cut.
+// answers 259; a buffer too small 234. A name that does not fit is not cut. The place for the type may be null.
 PLATFORM_API HCLUSENUM ClusterOpenEnum(HCLUSTER cluster, DWORD types);
 PLATFORM_API DWORD ClusterEnum(HCLUSENUM enumeration, DWORD index, DWORD* type, wchar_t* name, DWORD* nameSize);
 PLATFORM_API DWORD ClusterCloseEnum(HCLUSENUM enumeration);
@@ -119,7 +120,7 @@ PLATFORM_API DWORD ClusterNetworkEnum(HNETWORKENUM enumeration, DWORD index, DWO
 PLATFORM_API DWORD ClusterNetworkCloseEnum(HNETWORKENUM enumeration);
 
 // States. ClusterStateUnknown with the last error set when the state cannot be read; name buffers may be null, and a
-// name that does not fit makes the call fail with 234.
+// name that does not fit makes the call fail with 234 in the last error.
 PLATFORM_API DWORD GetClusterNodeState(HNODE node);
 PLATFORM_API DWORD GetClusterGroupState(HGROUP group, wchar_t* nodeName, DWORD* nodeNameSize);
 PLATFORM_API DWORD GetClusterResourceState(HRESOURCE resource, wchar_t* nodeName, DWORD* nodeNameSize,
@@ -127,7 +128,7 @@ PLATFORM_API DWORD GetClusterResourceState(HRESOURCE resource, wchar_t* nodeName
 PLATFORM_API DWORD GetClusterNetworkState(HNETWORK network);
 PLATFORM_API DWORD GetClusterNetInterfaceState(HNETINTERFACE netInterface);
 
-// Control. A null destination leaves the choice of the node to the cluster.
+// Control. A null destination leaves the choice of the node to the cluster. 87 for objects of two clusters.
 PLATFORM_API DWORD OnlineClusterGroup(HGROUP group, HNODE destination);
 PLATFORM_API DWORD OfflineClusterGroup(HGROUP group);
 PLATFORM_API DWORD MoveClusterGroup(HGROUP group, HNODE destination);
@@ -143,7 +144,7 @@ PLATFORM_API DWORD RemoveClusterResourceNode(HRESOURCE resource, HNODE node);
 PLATFORM_API DWORD AddClusterResourceDependency(HRESOURCE resource, HRESOURCE dependsOn);
 PLATFORM_API DWORD RemoveClusterResourceDependency(HRESOURCE resource, HRESOURCE dependsOn);
 
-// Information.
+// Information. The version is not given out.
 PLATFORM_API DWORD GetClusterInformation(HCLUSTER cluster, wchar_t* clusterName, DWORD* nameSize, void* version);
 PLATFORM_API DWORD GetClusterNetworkId(HNETWORK network, wchar_t* id, DWORD* idSize);
 PLATFORM_API DWORD GetClusterNetInterface(HCLUSTER cluster, const wchar_t* nodeName, const wchar_t* networkName,
@@ -166,7 +167,11 @@ PLATFORM_API DWORD ClusterNetInterfaceControl(HNETINTERFACE netInterface, HNODE 
                                               DWORD inputSize, void* output, DWORD outputSize, DWORD* returned);
 
 // The cluster database: keys and typed values as in the registry, kept by the cluster for all of its nodes. Data bytes
-// are stored as given; texts are UTF-16LE with their null by custom. Keys keep their access mask.
+// are stored as given; texts are UTF-16LE with their null by custom. A key keeps the access mask that it was opened
+// with (KEY_... of platform/base/registry_types.h), and what that does not allow answers 5: creating and deleting
+// subkeys KEY_CREATE_SUB_KEY, listing them KEY_ENUMERATE_SUB_KEYS, reading values KEY_QUERY_VALUE, writing and deleting
+// them KEY_SET_VALUE. Data that does not fit its buffer answers 234 with the bytes that it needs, and nothing is
+// copied. A null value name is the unnamed value. Security descriptors and write times are not kept.
 PLATFORM_API HKEY GetClusterKey(HCLUSTER cluster, DWORD access);
 PLATFORM_API HKEY GetClusterGroupKey(HGROUP group, DWORD access);
 PLATFORM_API HKEY GetClusterResourceKey(HRESOURCE resource, DWORD access);

@@ -44,5 +44,7 @@ public:
     const_iterator end() const { return _elements.end(); }
 
 private:
+    bool Has(int index) const { return index >= 0 && index < GetSize(); }
+
     std::vector<Type> _elements;
 };

@@ -55,7 +55,8 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    /// Why the last operation of this thread failed, in words. Kept until the next failure.
+    /// Why an operation of this thread failed last, in words that name the file. Not for codes that say all, such as
+    /// FileNotFound for a key.
     static std::wstring LastMessage();
 
     /// A number that differs from the one answered before whenever the content may have changed in between, through
@@ -80,8 +81,8 @@ public:
     /// Whether the file at the path is no longer the one that was opened, or the process was forked since.
     bool IsStale();
 
-    /// Keeps the other threads of the process out for the time of several reads. Recursive.
-    std::recursive_mutex& Mutex();
+    /// Keeps the other threads of the process out for the time of several reads. Recursive; not owning after a fork.
+    std::unique_lock<std::recursive_mutex> Lock();
 
 private:
     friend class Statement;
@@ -149,7 +150,7 @@ private:
     Statement(Database* database, const char* sql);
     void BindInteger(std::int64_t value);
     void KeepFailure(int status);
-    void Damaged(int column);
+    void Damaged();
 
     Database& _database;
     std::unique_lock<std::recursive_mutex> _lock;
@@ -157,6 +158,7 @@ private:
     const char* _sql;
     std::uint64_t _connection = 0;  // number of the connection that _statement belongs to
     int _bound = 0;
+    bool _hasEnded = false;
     DWORD _result = 0;
 };
 

@@ -92,7 +92,9 @@ public:
 
 private:
     struct Cache;
-    class Access;
+
+    DWORD CreateChild(KeyId parent, std::wstring_view name, bool isVolatile, KeyId& key, bool& created);
+    DWORD Remove(KeyId parent, std::wstring_view path, bool withSubkeys);
 
     std::unique_ptr<Cache> _cache;
 };

@@ -1,0 +1,83 @@
+#include <ostra/cluster/Cluster.h>
+
+#include <ostra/cluster/MakeOrNull.h>
+#include <ostra/cluster/NameEnumeration.h>
+#include <ostra/cluster/OwnedComponents.h>
+#include <ostra/cluster/ResourceType.h>
+#include <ostra/cluster/display.h>
+#include <ostra/network/NTClusterDisks.h>
+#include <platform/base/error_codes.h>
+
+#include <utility>
+
+namespace OstraDLL {
+
+void Cluster::DiscoverInventory() {
+    if (_resourceTypes) _kept->push_back(_resourceTypes);
+    _resourceTypes = MakeOrNull<OwnedComponents>();
+    if (!_resourceTypes) DisplayFailure(_error, L"Cluster::Cluster( ). Failure creating ResourceType list.");
+    SetStatusBarText(L"Initiating disks...", 0);
+    _clusterDisks = MakeOrNull<NTClusterDisks>(_clusterName);
+    ChooseDefaultDisk();
+    if (!_defaultClusterDisk) {
+        DisplayFailure(_error, L"Cluster::Initialize( ). Failure initializing default disk drive.");
+    }
+}
+
+void Cluster::ChooseDefaultDisk() {
+    _defaultClusterDisk = nullptr;
+    if (!_clusterDisks || _clusterDisks->Availables()->empty()) return;
+    _defaultClusterDisk = _clusterDisks->Availables()->begin()->second;
+}
+
+DWORD Cluster::GetAllResourceTypes() {
+    if (!_resourceTypes) return 0;
+    const platform::SharedHandle<HCLUSENUM, ClusterCloseEnum> types(
+        ClusterOpenEnum(_clusterHandle, CLUSTER_ENUM_RESTYPE));
+    if (!types) {
+        DisplayFailure(_error, L"Cluster::GetAllResoruceTypes(  ). Failure calling ClusterOpenEnum( ).");
+        return 0;
+    }
+    DWORD stored = 0;
+    ForEachName(
+        types.Get(), &ClusterEnum,
+        [this, &stored](const std::wstring& name) {
+            auto type = MakeOrNull<ResourceType>(name, _clusterHandle, _clusterName);
+            if (!type) return;
+            _resourceTypes->Store(name, std::move(type));
+            ++stored;
+        },
+        [this](DWORD code) {
+            DisplayFailure(_error, L"Cluster::GetAllResoruceTypes( int ). Failure calling ClusterEnum( )." +
+                                       _error.GetErrorString(code));
+        });
+    return stored;
+}
+
+NTClusterDisks* Cluster::GetClusterDisks() {
+    _clusterDisks = nullptr;
+    _clusterDisks = MakeOrNull<NTClusterDisks>(_name);
+    ChooseDefaultDisk();
+    return _clusterDisks.get();
+}
+
+ClusterComponents* Cluster::ResourceTypesPtr() const {
+    return _resourceTypes ? _resourceTypes->Index() : nullptr;
+}
+
+int Cluster::AdaptersJustChanged() const {
+    return std::exchange(_adaptersJustChanged, 0);
+}
+
+int Cluster::UpdateNetworkAdapters(const std::wstring&, DWORD notification) {
+    SetStatusBarText(L"Resetting NetworkAdapters in " + _name, 0);
+    switch (notification) {
+        case CLUSTER_CHANGE_NETWORK_ADDED:
+        case CLUSTER_CHANGE_NETWORK_DELETED:
+        case CLUSTER_CHANGE_NETWORK_PROPERTY: _adaptersJustChanged = 1; break;
+        default: break;
+    }
+    return 0;
+}
+
+}  // namespace OstraDLL

@@ -1,0 +1,137 @@
+#include <ostra/cluster/PredefinedResourceTypes.h>
+
+#include <ostra/foundation/OstraString.h>
+#include <ostra/network/NTClusterDisks.h>
+
+namespace {
+
+constexpr wchar_t parametersCategory[] = L"Parameters";
+constexpr wchar_t w3Service[] = L"ServiceName=REG_SZ:W3SVC";
+
+constexpr std::size_t shortestSignature = 4;  // characters; what is shorter is a drive
+
+}  // namespace
+
+int PredefinedResourceType::UpdateRegistry(const StringArray*) {
+    return 0;
+}
+
+FileShare::FileShare(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"File Share", cluster, clusterName) {
+    _attributeNames.push_back(L"Description");
+}
+
+void FileShare::SetDefault(const std::wstring& name, const std::wstring& value) {
+    if (name == L"Path") SetDiskPath(value);
+    if (name == L"ShareName") {
+        SetShareName(value);
+        printf(L" name:%ws value:%ws _fileShareName:%ws\n", name.c_str(), value.c_str(), _fileShareName.c_str());
+    }
+    if (name == L"HTMLPath") _htmlPath = value;
+}
+
+void FileShare::SetDiskPath(const std::wstring& value) {
+    if (value.size() < shortestSignature) {
+        _diskPath = value;
+        return;
+    }
+    const NTClusterDisks disks(_typeClusterName);
+    Disk* disk = disks.FindBySignatureInDWORD(disks.Availables(), value);
+    if (!disk) disk = disks.FindBySignatureInDWORD(disks.Used(), value);
+    if (disk)
+        _diskPath = disk->Partition();
+    else
+        _eventViewer << L"FileShare::SetDefault( ). Selected disk drive not found. Signature in DWORD:" + value;
+}
+
+void FileShare::SetShareName(const std::wstring& resourceName) {
+    const std::wstring word = OstraString(resourceName, L"(", L")").FrankedWord(1);
+    if (!word.empty()) _fileShareName = L"FileShare" + word + _diskPath.substr(0, 1);
+}
+
+void FileShare::InitializeParameters() {
+    DeinitializeParameters();
+    _categories = {parametersCategory};
+    _parameters[1] = {L"ShareName=REG_SZ:" + _fileShareName, L"Path=REG_SZ:" + _htmlPath,
+                      L"MaxUsers=REG_DWORD:4294967295", L"Permissions=REG_DWORD:127"};
+}
+
+GenericApplication::GenericApplication(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"Generic Application", cluster, clusterName) {}
+
+void GenericApplication::InitializeParameters() {
+    DeinitializeParameters();
+    _categories = {parametersCategory};
+    _parameters[1] = {L"CommandLine=REG_SZ:c:\\bin\\noise.exe", L"CurrentDirectory=REG_SZ:c:\\bin\\"};
+}
+
+GenericService::GenericService(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"Generic Service", cluster, clusterName) {}
+
+void GenericService::InitializeParameters() {
+    DeinitializeParameters();
+    _categories = {parametersCategory};
+    _parameters[1] = {L"CommandLine=REG_SZ:c:\\bin\\noise.exe", L"CurrentDiectory=REG_SZ:c:\\bin\\"};
+}
+
+IISVirtualRoot::IISVirtualRoot(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"IIS Virtual Root", cluster, clusterName) {}
+
+void IISVirtualRoot::InitializeParameters() {
+    DeinitializeParameters();
+    _categories = {parametersCategory};
+    _parameters[0] = {L"SeparateMonitor=REG_DWORD:0"};
+    _parameters[1] = {L"Directory=REG_SZ:G:\\HTML", L"Alias=REG_SZ:/Home", w3Service, L"AccessMask=REG_DWORD:1"};
+}
+
+void IISVirtualRoot::UpdateParameters(const StringArray* parameters) {
+    ResourceType::UpdateParameters(parameters);
+    _parameters[1].push_back(w3Service);
+}
+
+IPAddress::IPAddress(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"IP Address", cluster, clusterName) {
+    _attributeNames.push_back(L"Address");
+}
+
+void IPAddress::InitializeParameters() {
+    DeinitializeParameters();
+}
+
+NetworkName::NetworkName(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"Network Name", cluster, clusterName) {}
+
+void NetworkName::InitializeParameters() {
+    DeinitializeParameters();
+    _categories = {parametersCategory};
+    _parameters[1] = {L"Name=REG_SZ:OstraNetwork"};
+}
+
+PhysicalDisk::PhysicalDisk(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"Physical Disk", cluster, clusterName) {}
+
+void PhysicalDisk::InitializeParameters() {}
+
+PrintSpooler::PrintSpooler(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"Print Spooler", cluster, clusterName) {}
+
+void PrintSpooler::InitializeParameters() {
+    DeinitializeParameters();
+    _categories = {parametersCategory, L"Printers"};
+    _parameters[1] = {L"JobCompletionTimeout=REG_DWORD:160000", L"DefaultSpoolDirectory=REG_SZ:Spooler"};
+}
+
+void PrintSpooler::UpdateParameters(const StringArray* parameters) {
+    const StringArray given = parameters ? *parameters : StringArray();  // may be one of the lists replaced now
+    ResourceType::UpdateParameters(&given);
+    for (const std::wstring& parameter : given)
+        if (ParameterName(parameter) == L"DefaultSpoolDirectory") _parameters[2].push_back(parameter);
+    _categories.push_back(L"Printers");
+}
+
+TimeService::TimeService(const std::wstring& clusterName, HCLUSTER cluster)
+    : PredefinedResourceType(L"Time Service", cluster, clusterName) {}
+
+void TimeService::InitializeParameters() {
+    DeinitializeParameters();
+}

@@ -1,0 +1,110 @@
+#include <ostra/cluster/ResourceType.h>
+
+#include <ostra/cluster/NameEnumeration.h>
+#include <ostra/cluster/display.h>
+#include <platform/base/SharedHandle.h>
+#include <platform/base/last_error.h>
+#include <platform/base/output.h>
+#include <platform/cluster/cluster_api.h>
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::size_t commonList = 0;
+constexpr std::size_t privateList = 1;
+
+}  // namespace
+
+ResourceType::ResourceType(const std::wstring& name, HCLUSTER cluster, const std::wstring& clusterName)
+    : _typeClusterName(clusterName), _typeClusterHandle(cluster), _typeName(name) {
+    _name = name;  // by which collections find it
+}
+
+int ResourceType::Status(int) {
+    return 0;
+}
+
+void ResourceType::SetDefault(const std::wstring&, const std::wstring&) {}
+
+std::wstring ResourceType::GetAttribute(const std::wstring& name, const StringMap* map) const {
+    if (!map) return {};
+    const auto attribute = map->find(name);
+    return attribute == map->end() ? std::wstring() : attribute->second;
+}
+
+int ResourceType::GetAttributes(const StringMap*) {
+    return 0;
+}
+
+void ResourceType::InitializeParameters() {
+    platform::WriteOutputLine(L"ResourceType::InitializeParameters( ). To be implemented by the derived class!");
+}
+
+void ResourceType::UpdateParameters(const StringArray* parameters) {
+    const StringArray given = parameters ? *parameters : StringArray();  // may be one of the lists emptied now
+    DeinitializeParameters();
+    for (const std::wstring& parameter : given) {
+        const std::wstring name = ParameterName(parameter);
+        const bool isCommon = name == L"Description" || name == L"SeparateMonitor";
+        _parameters[isCommon ? commonList : privateList].push_back(parameter);
+    }
+}
+
+int ResourceType::UpdateRegistry(const StringArray*) {
+    platform::WriteOutputLine(L"ResourceType::UpdateRegistry( ). To be implemented by the derived class!");
+    return 0;
+}
+
+std::wstring ResourceType::Name() const {
+    return _typeName;
+}
+
+HCLUSTER ResourceType::Handle() const {
+    return _typeClusterHandle;
+}
+
+const StringArray& ResourceType::AttributeNames() const {
+    return _attributeNames;
+}
+
+const StringArray& ResourceType::Parameters(std::size_t list) const {
+    return _parameters[std::min(list, _parameters.size() - 1)];
+}
+
+int ResourceType::Discover() {
+    const platform::SharedHandle<HCLUSTER, CloseCluster> cluster(OpenCluster(_typeClusterName.c_str()));
+    if (!cluster) {
+        DisplayFailure(_typeError, L"ResourceType::Discover( ). Failure calling OpenCluster( )." +
+                                       _typeError.GetErrorString(GetLastError()));
+        return 0;
+    }
+    const platform::SharedHandle<HCLUSENUM, ClusterCloseEnum> types(
+        ClusterOpenEnum(cluster.Get(), CLUSTER_ENUM_RESTYPE));
+    if (!types) {
+        DisplayFailure(_typeError, L"ResourceType::Discover( ). Failure calling ClusterOpenEnum( )." +
+                                       _typeError.GetErrorString(GetLastError()));
+        return 0;
+    }
+    ForEachName(
+        types.Get(), ClusterEnum, [](const std::wstring&) {}, [](DWORD) {});
+    return 0;
+}
+
+std::wstring ResourceType::Info() {
+    for (std::size_t i = 0; i < std::min(_categories.size(), _parameters.size()); ++i) {
+        printf(L">>>>>>>>>>>Adding into %ws...<<<<<<<<<<\n", _categories[i].c_str());
+        for (const std::wstring& parameter : _parameters[i]) printf(L"%ws\n", parameter.c_str());
+    }
+    return {};
+}
+
+void ResourceType::DeinitializeParameters() {
+    _categories.clear();
+    for (StringArray& list : _parameters) list.clear();
+}
+
+std::wstring ResourceType::ParameterName(const std::wstring& parameter) {
+    const std::size_t end = parameter.find(L'=');
+    return end == std::wstring::npos ? std::wstring() : parameter.substr(0, end);
+}

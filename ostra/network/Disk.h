@@ -1,0 +1,51 @@
+#pragma once
+
+#include <ostra/export.h>
+#include <platform/base/types.h>
+#include <platform/framework/CObject.h>
+
+#include <string>
+
+/// One shared disk as the cluster reports it: in use by a resource, described by its fields, or available, described
+/// by its attributes.
+class OSTRA_API Disk : public CObject {
+public:
+    Disk() = default;
+    Disk(const std::wstring& id, const std::wstring& diskName);
+
+    /// Describes a disk in use.
+    void Set(const std::wstring& resourceName, const std::wstring& id, const std::wstring& partition,
+             const std::wstring& signature, const std::wstring& diskName, const std::wstring& serialNumber,
+             const std::wstring& scsiAddress);
+    /// Sets one attribute of an available disk.
+    void Set(const std::wstring& attributeName, const std::wstring& value);
+
+    std::wstring ID() const;
+    std::wstring DiskName() const;
+    std::wstring SerialNumber() const;
+    std::wstring SCSIAddress() const;
+    std::wstring ResourceName() const;
+    /// In lower-case hexadecimal, as the cluster reports it; an attribute of that name goes before the field.
+    std::wstring Signature();
+    /// The drive, such as "E:"; an attribute of that name goes before the field.
+    std::wstring Partition();
+    /// The signature attribute of an available disk as a number; 0 when there is none.
+    DWORD SignatureInDecimalDWORD();
+    /// Reads a hexadecimal signature, makes it the disk's number and returns it.
+    DWORD SignatureInDecimalDWORD(const std::wstring& signature);
+    /// Every attribute of an available disk, by name.
+    StringMap* Attributes();
+    /// Writes the attributes to standard output.
+    void Info() const;
+
+private:
+    std::wstring _iD;
+    std::wstring _signature;
+    std::wstring _diskName;
+    std::wstring _serialNumber;
+    std::wstring _partition;
+    std::wstring _scsiAddress;
+    std::wstring _resourceName;
+    DWORD _signatureInDWORD = 0;
+    StringMap _attributes;
+};

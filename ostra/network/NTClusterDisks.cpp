@@ -1,0 +1,212 @@
+#include <ostra/network/NTClusterDisks.h>
+
+#include <ostra/properties/ObjectProperties.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/format.h>
+#include <platform/base/last_error.h>
+#include <platform/cluster/control_codes.h>
+#include <platform/system/message_box.h>
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+namespace {
+
+using OpenNode = platform::SharedHandle<HNODE, CloseClusterNode>;
+using OpenResource = platform::SharedHandle<HRESOURCE, CloseClusterResource>;
+using OpenEnumeration = platform::SharedHandle<HCLUSENUM, ClusterCloseEnum>;
+
+constexpr wchar_t diskType[] = L"Physical Disk";
+
+constexpr std::size_t descriptionsOfADisk = 6;
+constexpr std::size_t descriptionsKept = 5;  // the serial number, which comes last, is not
+constexpr DWORD nameRoom = 255;              // characters
+constexpr int mostFailures = 1000;           // in a row: then the enumeration is broken, not just single items
+
+std::wstring ValueOf(const StringMap& attributes, const wchar_t* name) {
+    const auto attribute = attributes.find(name);
+    return attribute == attributes.end() ? std::wstring() : attribute->second;
+}
+
+}  // namespace
+
+NTClusterDisks::NTClusterDisks(const std::wstring& clusterName)
+    : _openedCluster(clusterName), _ownCluster(OpenCluster(clusterName.c_str())) {
+    _hCluster = _ownCluster.Get();
+    if (_hCluster)
+        Discover();
+    else
+        ReportFailure(L"Failure calling ClusApi::OpenCluster( ). " + _error.GetErrorString(GetLastError()));
+}
+
+NTClusterDisks::NTClusterDisks(HCLUSTER cluster) : _hCluster(cluster) {
+    if (_hCluster)
+        Discover();
+    else
+        ReportFailure(L"NTClusterDisk::NTClusterDisk( ). Invalid cluster handle. ");
+}
+
+int NTClusterDisks::Status(int) {
+    return 0;
+}
+
+const NTClusterDisks::DiskMap* NTClusterDisks::Availables() const {
+    return &_availables;
+}
+
+const NTClusterDisks::DiskMap* NTClusterDisks::Used() const {
+    return &_used;
+}
+
+const StringMap* NTClusterDisks::AvailableDrives() const {
+    return &_availableDrives;
+}
+
+Disk* NTClusterDisks::Find(const DiskMap* disks, const std::wstring& drive) const {
+    if (!disks) return nullptr;
+    const auto found = disks->find(drive);
+    return found != disks->end() && found->second->Partition() == drive ? found->second : nullptr;
+}
+
+Disk* NTClusterDisks::FindBySignature(const DiskMap* disks, const std::wstring& signature) const {
+    if (!disks) return nullptr;
+    const auto found = disks->find(signature);
+    return found != disks->end() && found->second->Signature() == signature ? found->second : nullptr;
+}
+
+Disk* NTClusterDisks::FindBySignatureInDWORD(const DiskMap* disks, const std::wstring& decimalSignature) const {
+    if (!disks) return nullptr;
+    for (const auto& [drive, disk] : *disks) {
+        // By its text, because the number of a disk in use does not come from an attribute.
+        const DWORD signature = disk->SignatureInDecimalDWORD(disk->Signature());
+        if (platform::Format(L"%d", signature) == decimalSignature) return disk;
+    }
+    return nullptr;
+}
+
+void NTClusterDisks::Discover() {
+    GetUsedDiskAttributes(_hCluster);
+    GetAvailableDiskAttributes(_hCluster);  // after those in use, whose drives it leaves out
+    for (const auto& [drive, disk] : _availables) _availableDrives[disk->Partition()] = disk->Signature();
+}
+
+DWORD NTClusterDisks::GetUsedDiskAttributes(HCLUSTER cluster) {
+    if (!cluster) {
+        ReportFailure(L"NTClusterDisks::GetUsedDisk( ). Failure calling OpenCluster( ).");
+        return 0;
+    }
+    _hCluster = cluster;
+    _used.clear();
+    GetAllResources();
+    DWORD count = 0;
+    for (const std::wstring& name : _diskResources) {
+        const OpenResource resource(OpenClusterResource(_hCluster, name.c_str()));
+        if (!resource) {
+            ReportFailure(L"NTClusterDisks::GetUsedDiskAttributes( HCLUSTER ). Invalid cluster resource." + name);
+            continue;
+        }
+        StringMap attributes;
+        count = ResourceProperties(resource.Get()).Get(&attributes, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO);
+        if (count > 0) AddUsedDisk(name, attributes);
+    }
+    return count;
+}
+
+void NTClusterDisks::AddUsedDisk(const std::wstring& resourceName, const StringMap& attributes) {
+    const std::wstring partition = ValueOf(attributes, L"Partition");
+    if (Find(&_used, partition)) return;
+    auto disk = std::make_unique<Disk>();
+    disk->Set(resourceName, ValueOf(attributes, L"Disk Number"), partition, ValueOf(attributes, L"Signature"),
+              ValueOf(attributes, L"Volumne Lable"), ValueOf(attributes, L"Serial Number"),
+              ValueOf(attributes, L"SCSI Address"));
+    _used[partition] = disk.get();
+    _disks.push_back(std::move(disk));
+}
+
+DWORD NTClusterDisks::GetAvailableDiskAttributes(HCLUSTER cluster) {
+    if (!cluster) {
+        ReportFailure(L"NTClusterDisks::GetAvailableDisk( ). Failure calling OpenCluster( ).");
+        return 0;
+    }
+    _hCluster = cluster;
+    _availables.clear();
+    GetAllNodes();
+    DWORD count = 0;
+    for (const std::wstring& name : _nodes) {
+        const OpenNode node(OpenClusterNode(_hCluster, name.c_str()));
+        if (!node) {
+            ReportFailure(L"NTClusterDisks::GetAvailableDiskAttributes( HCLUSTER ). Invalid cluster node." + name);
+            continue;
+        }
+        StringArray descriptions;
+        count = ResourceTypeProperties(_hCluster).Get(diskType, &descriptions,
+                                                      CLUSCTL_RESOURCE_TYPE_STORAGE_GET_AVAILABLE_DISKS, node.Get());
+        const std::span<const std::wstring> all(descriptions);
+        for (std::size_t start = 0; start + descriptionsOfADisk <= all.size(); start += descriptionsOfADisk)
+            AddAvailableDisk(all.subspan(start, descriptionsKept));
+    }
+    return count;
+}
+
+void NTClusterDisks::AddAvailableDisk(std::span<const std::wstring> descriptions) {
+    auto disk = std::make_unique<Disk>();
+    for (const std::wstring& description : descriptions) {
+        const std::size_t end = std::min(description.find(L'='), description.size());
+        disk->Set(description.substr(0, end), description.substr(std::min(end + 1, description.size())));
+    }
+    const std::wstring partition = disk->Partition();
+    if (Find(&_availables, partition) || Find(&_used, partition)) return;
+    _availables[partition] = disk.get();
+    _disks.push_back(std::move(disk));
+}
+
+int NTClusterDisks::GetAllNodes() {
+    const auto add = [this](const std::wstring& name) { _nodes.push_back(name); };
+    return Walk(CLUSTER_ENUM_NODE, add, L"NTClusterDisks::GetAllNodes(  ). Failure calling ClusterOpenEnum( ).",
+                L"NTClusterDisks::GetAllNodes( int ). Failure calling ClusterEnum( ).");
+}
+
+int NTClusterDisks::GetAllResources() {
+    const auto add = [this](const std::wstring& name) { GetPhysicalDiskResources(name); };
+    return Walk(CLUSTER_ENUM_RESOURCE, add, L"NTClusterDisks::GetAllResources(  ). Failure calling ClusterOpenEnum( ).",
+                L"NTClusterDisks::GetAllResources( int ). Failure calling ClusterEnum( ).");
+}
+
+int NTClusterDisks::Walk(DWORD types, const std::function<void(const std::wstring&)>& visit,
+                         const std::wstring& openFailure, const std::wstring& itemFailure) {
+    const OpenEnumeration enumeration(ClusterOpenEnum(_hCluster, types));
+    if (!enumeration) {
+        ReportFailure(openFailure);
+        return -1;
+    }
+    DWORD index = 0;
+    for (int failures = 0; failures < mostFailures; ++index) {
+        std::array<wchar_t, nameRoom + 1> name{};
+        DWORD size = nameRoom;
+        DWORD type = 0;
+        const DWORD status = ClusterEnum(enumeration.Get(), index, &type, name.data(), &size);
+        if (status == platform::error::NoMoreItems) break;
+        if (status == platform::error::Success) {
+            failures = 0;
+            visit(name.data());
+        } else {
+            ++failures;
+            ReportFailure(itemFailure + _error.GetErrorString(status));
+        }
+    }
+    return static_cast<int>(index);
+}
+
+DWORD NTClusterDisks::GetPhysicalDiskResources(const std::wstring& resourceName) {
+    const OpenResource resource(OpenClusterResource(_hCluster, resourceName.c_str()));
+    if (!resource) return 0;
+    StringMap attributes;
+    const DWORD count = ResourceProperties(resource.Get()).Get(&attributes, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES);
+    if (ValueOf(attributes, L"Type") == diskType) _diskResources.push_back(resourceName);
+    return count;
+}
+
+void NTClusterDisks::ReportFailure(const std::wstring& text) const {
+    _error.Display(text, L"Norvane Ostra", MB_ICONSTOP);
+}

@@ -1,0 +1,283 @@
+#include <ostra/properties/Properties.h>
+
+#include <platform/base/error_codes.h>
+#include <platform/base/format.h>
+#include <platform/base/output.h>
+#include <platform/base/text.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr int blockSize = 10;
+constexpr std::size_t entryHeader = 8;  // syntax word and byte length
+constexpr std::size_t endMark = 4;
+constexpr WORD nameType = CLUSPROP_SYNTAX_NAME >> 16;
+constexpr WORD listValueType = CLUSPROP_SYNTAX_LIST_VALUE_SZ >> 16;
+
+constexpr std::size_t nameCharacters = 260;
+constexpr std::size_t deviceNameAt = 4;  // behind the flags word
+constexpr std::size_t labelAt = deviceNameAt + nameCharacters * 2;
+constexpr std::size_t serialNumberAt = labelAt + nameCharacters * 2;
+constexpr std::size_t partitionSize = serialNumberAt + 4;
+
+std::size_t Padded(std::size_t size) {
+    return (size + 3) & ~std::size_t{3};
+}
+
+std::size_t TextEntrySize(const std::wstring& text) {
+    return entryHeader + Padded((platform::Utf16Length(text) + 1) * 2);
+}
+
+void PutNumber(BYTE* place, DWORD number) {
+    for (unsigned byte = 0; byte < 4; ++byte) place[byte] = static_cast<BYTE>(number >> (8 * byte));
+}
+
+DWORD NumberAt(const BYTE* place) {
+    return DWORD{place[0]} | DWORD{place[1]} << 8 | DWORD{place[2]} << 16 | DWORD{place[3]} << 24;
+}
+
+/// One parameter string, taken apart at its first "=" and the first ":" behind that.
+struct Parameter {
+    explicit Parameter(std::wstring_view text) {
+        const std::size_t equals = std::min(text.find(L'='), text.size());
+        name = text.substr(0, equals);
+        text.remove_prefix(std::min(equals + 1, text.size()));
+        const std::size_t colon = std::min(text.find(L':'), text.size());
+        type = text.substr(0, colon);
+        value = text.substr(std::min(colon + 1, text.size()));
+    }
+    std::wstring name;
+    std::wstring type;
+    std::wstring value;
+};
+
+/// Walks the entries of an answer and never reads behind its end.
+class EntryReader {
+public:
+    explicit EntryReader(std::span<const BYTE> bytes) : _rest(bytes) {}
+
+    bool HasNumber() const { return _rest.size() >= 4; }
+    DWORD Peek() const { return NumberAt(_rest.data()); }
+    void SkipNumber() { _rest = _rest.subspan(4); }
+
+    /// Takes the next entry: false when it reaches behind the end, where the walk ends.
+    bool Next(DWORD& syntax, std::span<const BYTE>& data) {
+        if (_rest.size() < entryHeader) return false;
+        syntax = NumberAt(_rest.data());
+        const std::size_t length = NumberAt(_rest.data() + 4);
+        if (length > _rest.size() - entryHeader) return false;
+        data = _rest.subspan(entryHeader, length);
+        _rest = _rest.subspan(std::min(entryHeader + Padded(length), _rest.size()));
+        return true;
+    }
+
+private:
+    std::span<const BYTE> _rest;
+};
+
+WORD FormatOf(DWORD syntax) {
+    return static_cast<WORD>(syntax & 0xFFFF);
+}
+
+/// The value entry's property; null for a value that is neither number nor text, and for a number cut short.
+std::shared_ptr<Property> MakeProperty(const std::wstring& name, DWORD syntax, std::span<const BYTE> data) {
+    if (FormatOf(syntax) == CLUSPROP_FORMAT_SZ)
+        return std::make_shared<Property>(name, platform::FromUtf16(data), CLUSPROP_FORMAT_SZ);
+    if (FormatOf(syntax) == CLUSPROP_FORMAT_DWORD && data.size() >= 4)
+        return std::make_shared<Property>(name, NumberAt(data.data()), CLUSPROP_FORMAT_DWORD);
+    return nullptr;
+}
+
+}  // namespace
+
+Properties::Properties() : CObList(blockSize), _eventViewer(L"Ostra::Property", NTEventViewer::Error, L"") {}
+
+Properties::Properties(const Properties& other)
+    : CObList(blockSize),
+      _lastName(other._lastName),
+      _lastValue(other._lastValue),
+      _controlCode(other._controlCode),
+      _eventViewer(other._eventViewer),
+      _bufferLength(other._bufferLength),
+      _streamSize(other._streamSize),
+      _properties(other._properties),
+      _info(other._info) {
+    std::memcpy(_buffer, other._buffer, std::min<std::size_t>(BufferSize, std::size_t{_streamSize} + 8));
+    if (!other._propertyList) return;
+    _propertyList = _buffer;
+    _writePosition = _buffer + (other._writePosition - other._propertyList);
+}
+
+Properties::~Properties() = default;
+
+int Properties::Set(const StringArray*, DWORD) {
+    platform::WriteOutput(L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n");
+    return 0;
+}
+
+std::wstring Properties::Info() {
+    int index = 0;
+    for (const std::shared_ptr<Property>& property : _properties)
+        platform::WriteOutput(platform::Format(L" Property %d _name:%ws _value:%ws\n", index++,
+                                               property->Name().c_str(), property->Value().c_str()));
+    return _info;
+}
+
+DWORD Properties::PropertyCount() const {
+    return _propertyList ? NumberAt(_propertyList) : 0;
+}
+
+void Properties::Initialize() {
+    _propertyList = nullptr;
+    _writePosition = nullptr;
+    _bufferLength = 0;
+    _streamSize = 0;
+}
+
+int Properties::BuildPropertyList(const StringArray* parameters) {
+    std::memset(_buffer, 0, BufferSize);
+    Initialize();
+    if (!parameters) return 0;
+    for (const std::wstring& text : *parameters) {
+        const Parameter parameter(text);
+        bool fits = true;
+        if (parameter.type == L"REG_SZ")
+            fits = AddPropertyToStream({parameter.name, parameter.value, CLUSPROP_FORMAT_SZ}) != 0;
+        else if (parameter.type == L"REG_DWORD")
+            fits = AddPropertyToStream(
+                       {parameter.name, platform::ParseDecimal(parameter.value), CLUSPROP_FORMAT_DWORD}) != 0;
+        else
+            _eventViewer << L"Set funciton not implemented for this data type:" + parameter.type;
+        if (fits) continue;
+        _eventViewer << L"Properties::BuildPropertyList( ). The property list is too long at " + parameter.name + L".";
+        Initialize();  // half of a list must not be sent
+        return 0;
+    }
+    return 0;
+}
+
+int Properties::AddPropertyToStream(const Property& property) {
+    const std::wstring name = property.Name();
+    const std::wstring value = property.Value();
+    const std::size_t nameSize = TextEntrySize(name);
+    std::size_t valueSize = 0;
+    if (property.Format() == CLUSPROP_FORMAT_SZ) valueSize = TextEntrySize(value) + endMark;
+    if (property.Format() == CLUSPROP_FORMAT_DWORD) valueSize = entryHeader + sizeof(DWORD) + endMark;
+    if (!ResetBufferLength(nameSize + valueSize)) return 0;
+
+    FillPropertyHelperDataStructure(_writePosition, nameType, name, 0);
+    _writePosition += nameSize;
+    if (property.Format() == CLUSPROP_FORMAT_SZ)
+        FillPropertyHelperDataStructure(_writePosition, listValueType, value, 0);
+    if (property.Format() == CLUSPROP_FORMAT_DWORD)
+        FillPropertyHelperDataStructure(_writePosition, listValueType, property.ValueInDWORD());
+    _writePosition += valueSize;
+    PutNumber(_propertyList, NumberAt(_propertyList) + 1);
+    _streamSize += static_cast<DWORD>(nameSize + valueSize);
+    return 1;
+}
+
+bool Properties::ResetBufferLength(std::size_t extra) {
+    if (extra > BufferSize || _streamSize + extra + 8 > BufferSize) return false;
+    _bufferLength = static_cast<DWORD>(_streamSize + extra + 8);
+    if (_propertyList && _streamSize != 0) return true;
+    _propertyList = _buffer;
+    _writePosition = _buffer + countSize;
+    PutNumber(_propertyList, 0);
+    return true;
+}
+
+std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, const std::wstring& value,
+                                                        DWORD byteLength) {
+    if (byteLength > BufferSize) return 0;
+    std::vector<BYTE> bytes = platform::ToUtf16(value);
+    if (byteLength != 0) bytes.resize(byteLength);
+    return WriteEntry(place, type, CLUSPROP_FORMAT_SZ, bytes);
+}
+
+std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, DWORD value) {
+    BYTE bytes[4];
+    PutNumber(bytes, value);
+    return WriteEntry(place, type, CLUSPROP_FORMAT_DWORD, bytes);
+}
+
+std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, const BYTE* bytes, DWORD byteLength) {
+    return WriteEntry(place, type, CLUSPROP_FORMAT_BINARY, {bytes, byteLength});
+}
+
+std::size_t Properties::WriteEntry(BYTE* place, WORD type, WORD format, std::span<const BYTE> bytes) {
+    const std::size_t size = entryHeader + Padded(bytes.size());
+    if (size + endMark > static_cast<std::size_t>(_buffer + BufferSize - place)) return 0;
+    PutNumber(place, DWORD{type} << 16 | format);
+    PutNumber(place + 4, static_cast<DWORD>(bytes.size()));
+    std::copy(bytes.begin(), bytes.end(), place + entryHeader);
+    std::fill(place + entryHeader + bytes.size(), place + size + endMark, BYTE{0});
+    return size;
+}
+
+int Properties::Parse() {
+    EntryReader reader({_buffer, _streamSize});
+    DWORD count = 0;
+    if (reader.HasNumber()) {
+        count = reader.Peek();
+        reader.SkipNumber();
+    }
+    for (; count > 0; --count) {
+        DWORD syntax = 0;
+        std::span<const BYTE> data;
+        if (!reader.Next(syntax, data)) break;
+        const std::wstring name = platform::FromUtf16(data);
+        if (!reader.HasNumber()) break;
+        if (reader.Peek() != CLUSPROP_SYNTAX_ENDMARK) {
+            if (!reader.Next(syntax, data)) break;
+            if (auto property = MakeProperty(name, syntax, data)) _properties.push_back(std::move(property));
+        }
+        if (!reader.HasNumber()) break;
+        reader.SkipNumber();
+    }
+    return static_cast<int>(_properties.size());
+}
+
+int Properties::ParseDiskInformation() {
+    EntryReader reader({_buffer, _streamSize});
+    DWORD syntax = 0;
+    std::span<const BYTE> data;
+    while (reader.HasNumber() && reader.Peek() != CLUSPROP_SYNTAX_ENDMARK && reader.Next(syntax, data)) {
+        if (syntax == CLUSPROP_SYNTAX_PARTITION_INFO)
+            AddPartition(data);
+        else
+            AddDiskNumber(syntax, data);
+    }
+    return static_cast<int>(_properties.size());
+}
+
+void Properties::AddDiskNumber(DWORD syntax, std::span<const BYTE> data) {
+    if (data.size() < 4) return;
+    const DWORD number = NumberAt(data.data());
+    if (syntax == CLUSPROP_SYNTAX_DISK_SIGNATURE)
+        AddDescription(L"Signature", platform::Format(L"%x", number), CLUSPROP_FORMAT_DWORD);
+    if (syntax == CLUSPROP_SYNTAX_SCSI_ADDRESS)
+        AddDescription(L"SCSI Address", platform::Format(L"%x", number), CLUSPROP_FORMAT_DWORD);
+    if (syntax == CLUSPROP_SYNTAX_DISK_NUMBER)
+        AddDescription(L"Disk Number", platform::Format(L"%d", number), CLUSPROP_FORMAT_DWORD);
+}
+
+void Properties::AddPartition(std::span<const BYTE> data) {
+    if (data.size() < partitionSize) return;
+    const std::wstring device = platform::FromUtf16(data.subspan(deviceNameAt, nameCharacters * 2));
+    const std::wstring label = platform::FromUtf16(data.subspan(labelAt, nameCharacters * 2));
+    AddDescription(L"Partition", device, CLUSPROP_FORMAT_SZ);
+    AddDescription(L"Volumne Lable", label, CLUSPROP_FORMAT_SZ);
+    AddDescription(L"Serial Number", platform::Format(L"%x", NumberAt(data.data() + serialNumberAt)),
+                   CLUSPROP_FORMAT_SZ);
+}
+
+void Properties::AddDescription(const wchar_t* name, const std::wstring& value, CLUSTER_PROPERTY_FORMAT format) {
+    _properties.push_back(std::make_shared<Property>(name, value, format));
+}
+
+void Properties::EmptyPropertyList() {
+    _properties.clear();
+}

@@ -1,0 +1,143 @@
+#pragma once
+
+#include <ostra/export.h>
+#include <ostra/foundation/NTEventViewer.h>
+#include <ostra/foundation/OstraError.h>
+#include <platform/base/SharedHandle.h>
+#include <platform/base/types.h>
+#include <platform/cluster/cluster_api.h>
+
+#include <span>
+#include <string>
+
+class Persistence;
+
+/// A place in the cluster database, the registry that the cluster keeps for all of its nodes.
+///
+/// `Root` is the root of this object's tree, `Handle` the key that values are written to and read from; both close with
+/// the object. Keys that `GetHandle` and the `AddKey` forms return are the caller's to close (ClusterRegCloseKey), but
+/// for `GetHandle("Root")`, which is the object's own root. Operations answer null, 0 or an empty text on failure,
+/// after a report to the event log (source "Ostra::ClusterKey"), in a message box or on standard output; the object
+/// stays usable. Assignment copies nothing.
+///
+/// Parameter strings name one value: name "=" type keyword ":" value text. The name ends at the first "=", the keyword
+/// at the first ":" behind it. Keywords: REG_SZ, REG_DWORD, REG_EXPAND_SZ, REG_MULTI_SZ, REG_BINARY, case-sensitive;
+/// any other counts as REG_SZ.
+class OSTRA_API ClusterKey {
+public:
+    /// The database of an open cluster, which stays the caller's.
+    explicit ClusterKey(HCLUSTER cluster);
+
+    /// The database of the cluster of that name, opened for the object's life.
+    explicit ClusterKey(const std::wstring& clusterName);
+
+    ~ClusterKey();
+    ClusterKey(const ClusterKey&) = delete;
+    ClusterKey& operator=(const ClusterKey& other);
+    ClusterKey& operator=(const ClusterKey* other);
+
+    /// Do nothing; 0 and 1. The keys are open from construction on.
+    int Open(HKEY key);
+    int Close();
+
+    HKEY Root() const;
+    HKEY Handle() const;
+    /// The same key as `Handle`.
+    HKEY Parameters() const;
+    /// Non-zero when there is a current key.
+    int Valid() const;
+
+    /// Opens a key below the root; "Root" is the root itself.
+    HKEY GetHandle(const std::wstring& path);
+
+    /// Creates or opens a subkey, a new one as a volatile key, which vanishes when the cluster restarts. Null without a
+    /// report when the parent key is null.
+    HKEY GetHandle(const std::wstring& name, HKEY parentKey);
+
+    /// Creates or opens a lasting subkey of the key at `parentPath`, and writes a value to it unless `valueName` is
+    /// empty. The key, open for writing, is returned also when the value could not be written.
+    HKEY AddKey(const std::wstring& parentPath, const std::wstring& name, const std::wstring& valueName,
+                const std::wstring& value, DWORD type);
+
+    /// The same below the given key, open for reading and writing.
+    HKEY AddKey(HKEY parentKey, const std::wstring& name, const std::wstring& valueName, const std::wstring& value,
+                DWORD type);
+
+    /// Writes a text and its null under the given type, whatever that is. 1 or 0.
+    int AddValue(HKEY key, const std::wstring& name, const std::wstring& value, DWORD type);
+
+    /// Writes a REG_DWORD. 1 or 0.
+    int AddValue(HKEY key, const std::wstring& name, DWORD value);
+
+    /// Writes parameter strings: DWORD numbers to the current key, anything else to `key`. A failed write does not stop
+    /// the others; the result is that of the last one, and 0 when there was none.
+    int SetParameters(const StringArray* parameters, HKEY key);
+
+    /// The same to a key of that name: "Printers" is a subkey of the current key, created volatile when it is missing;
+    /// any other is opened as GetHandle(keyName) does and must exist.
+    int SetParameters(const StringArray* parameters, const std::wstring& keyName);
+
+    /// Deletes one subkey that has no subkeys of its own. 1 or 0.
+    int Delete(HKEY key, const std::wstring& name);
+
+    /// The value as text: texts, binary data and the first string of a list up to the first null, a DWORD in signed
+    /// decimal. Empty when there is none, or when its data has more than 65,001 bytes.
+    std::wstring GetValue(const std::wstring& name, HKEY key) const;
+    /// A value of the current key.
+    std::wstring GetValue(const std::wstring& name) const;
+
+    /// The decimal number at the start of the value's text, modulo 2^32; 0 when there is none.
+    int GetValueAsInt(const std::wstring& name, HKEY key) const;
+
+    /// Appends the names of a key's subkeys, the first 200, and returns their number.
+    int GetChildren(StringArray* array, HKEY key) const;
+
+    /// Collects the values of all keys below `key`, for Info. Always 0.
+    int GetChildKey(HKEY key, int depth);
+
+    /// Writes every value of the tree below the root to standard output: of each key the first 20 that have at most 200
+    /// bytes and a text. Always 0.
+    int Info();
+
+    /// Write the object's persistent text as the value "Persistence" of the current key, and hand it back to the
+    /// object's `SetPersistence`.
+    ClusterKey& operator<<(Persistence& object);
+    ClusterKey& operator>>(Persistence& object);
+
+protected:
+    using OwnedKey = platform::SharedHandle<HKEY, ClusterRegCloseKey>;
+
+    /// The registry type of a type keyword.
+    DWORD WriteMode(const std::wstring& typeName);
+
+    /// Collects the values of `key` and of all keys below it. Always 0.
+    int Discover(HKEY key, int depth);
+
+    /// Collects the values of `key` and of all keys below it anew and writes a line for each to standard output.
+    void WriteTree(HKEY key, const std::wstring& separator);
+
+    /// Opens a key below `parent`; `status` receives the result.
+    static OwnedKey OpenKey(HKEY parent, const std::wstring& path, DWORD access, LONG& status);
+
+    void Message(const std::wstring& text, const std::wstring& title, UINT style) const;
+    void Show(const std::wstring& text) const;
+    void Report(const std::wstring& text) const;
+    void ReportAndShow(const std::wstring& text) const;
+
+    OwnedKey _root;
+    OwnedKey _handle;
+    StringArray _valueNames;  // collected by Discover
+    StringArray _valueTexts;  // the matching texts
+    NTEventViewer _eventViewer;
+    OstraError _error;
+
+private:
+    int Initialize();
+    HKEY CreateKey(HKEY parentKey, const std::wstring& name, DWORD access);
+    int WriteParameter(const std::wstring& parameter, HKEY key);
+    std::wstring FormatDataValue(DWORD type, const std::wstring& name, std::span<const BYTE> data) const;
+
+    std::wstring _clusterName;
+    HCLUSTER _cluster = nullptr;
+    int _ownsCluster = 0;
+};

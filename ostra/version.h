@@ -1,0 +1,3 @@
+#pragma once
+
+#define OSTRA_VERSION "1.0.0"

@@ -1,0 +1,343 @@
+#include <platform/base/error_codes.h>
+#include <platform/store/Database.h>
+#include <platform/store/DatabaseState.h>
+#include <platform/store/failures.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+constexpr int checkpointPages = 1000;
+
+const wchar_t* const notWritten = L"\"%1\" could not be written: %2.";
+const wchar_t* const notRead = L"\"%1\" could not be read: %2.";
+
+}  // namespace
+
+Database::Database(std::unique_ptr<State> state) : _state(std::move(state)) {}
+
+Database::~Database() = default;
+
+DWORD Database::Open(const std::string& absolutePath, const DatabaseSchema& schema, OpenMode mode,
+                     std::unique_ptr<Database>& database, const DatabaseOptions& options) {
+    database.reset();
+    auto state = std::make_unique<State>();
+    state->path = absolutePath;
+    state->schema = schema;
+    state->options = options;
+    if (absolutePath.empty()) return Fail(error::InvalidParameter, L"A database file needs a path.", absolutePath);
+    const DWORD code = state->OpenFile(mode);
+    if (code == error::Success) database.reset(new Database(std::move(state)));
+    return code;
+}
+
+DWORD Database::OpenMemory(const DatabaseSchema& schema, std::unique_ptr<Database>& database) {
+    database.reset();
+    auto state = std::make_unique<State>();
+    state->schema = schema;
+    const DWORD code = state->OpenInMemory();
+    if (code == error::Success) database.reset(new Database(std::move(state)));
+    return code;
+}
+
+std::wstring Database::LastMessage() {
+    return LastFailure();
+}
+
+DWORD Database::ReadChangeCounter(std::uint64_t& counter) {
+    counter = 0;
+    if (_state->WasForked()) return _state->ForkedFailure();
+    const std::scoped_lock lock(_state->mutex);
+    if (!_state->InTransaction()) {
+        if (const DWORD code = _state->BeReady()) return code;
+        if (const DWORD code = _state->CheckPlace()) return code;
+        if (const DWORD code = _state->RefreshDataVersion()) return code;
+    }
+    counter = _state->ownChanges + _state->foreignChanges;
+    return error::Success;
+}
+
+DWORD Database::CopyTo(Database& other) {
+    State& to = *other._state;
+    if (_state->WasForked() || to.WasForked()) return _state->ForkedFailure();
+    const std::scoped_lock lock(_state->mutex, to.mutex);
+    if (this == &other || to.InTransaction() || to.borrowed || to.schema.version != _state->schema.version ||
+        to.schema.applicationId != _state->schema.applicationId) {
+        return Fail(error::InvalidParameter, L"\"%1\" cannot take the copy of another database.", to.path);
+    }
+    for (State* state : {_state.get(), &to}) {
+        if (const DWORD code = state->BeReady()) return code;
+        if (const DWORD code = state->CheckPlace()) return code;
+    }
+    if (const DWORD code = to.TakeLock()) return code;
+    int status = SQLITE_NOMEM;
+    if (sqlite3_backup* copy = sqlite3_backup_init(to.connection, "main", _state->connection, "main")) {
+        sqlite3_backup_step(copy, -1);
+        status = sqlite3_backup_finish(copy);
+    } else {
+        status = sqlite3_extended_errcode(to.connection);
+    }
+    ++to.ownChanges;
+    const DWORD code = status == SQLITE_OK ? to.CheckpointLocked() : to.Failed(status, notWritten);
+    to.lock.Release();
+    return code;
+}
+
+DWORD Database::Checkpoint() {
+    if (_state->WasForked()) return _state->ForkedFailure();
+    const std::scoped_lock lock(_state->mutex);
+    if (_state->IsInMemory()) return error::Success;
+    if (_state->InTransaction()) return Fail(error::Busy, L"\"%1\" is inside a transaction.", _state->path);
+    if (const DWORD code = _state->BeReady()) return code;
+    if (const DWORD code = _state->TakeLock()) return code;
+    const DWORD code = _state->CheckpointLocked();
+    _state->lock.Release();
+    return code;
+}
+
+std::int64_t Database::LastInsertedId() const {
+    return sqlite3_last_insert_rowid(_state->connection);
+}
+
+std::int64_t Database::ChangedRows() const {
+    return sqlite3_changes64(_state->connection);
+}
+
+bool Database::IsInMemory() const {
+    return _state->IsInMemory();
+}
+
+const std::string& Database::Path() const {
+    return _state->path;
+}
+
+bool Database::IsStale() {
+    if (_state->WasForked()) return true;
+    const std::scoped_lock lock(_state->mutex);
+    return _state->HasMoved();
+}
+
+std::unique_lock<std::recursive_mutex> Database::Lock() {
+    if (_state->WasForked()) return {};  // another thread of the parent may have held it
+    return std::unique_lock(_state->mutex);
+}
+
+bool Database::State::WasForked() const {
+    return owner != ::getpid();
+}
+
+DWORD Database::State::ForkedFailure() const {
+    return Fail(error::InvalidHandle, L"\"%1\" was opened before this process was forked, and cannot be used in it.",
+                path);
+}
+
+// Outside of transactions, the one place where a file whose last write failed is opened anew.
+DWORD Database::State::BeReady() {
+    if (!isDoubtful || InTransaction() || borrowed) return error::Success;
+    const ino_t before = inode;
+    Close();
+    if (const DWORD code = OpenFile(OpenMode::MustExist)) {
+        Close();
+        return code;
+    }
+    if (before && inode != before) return Fail(error::FileInvalid, L"\"%1\" was replaced by another file.", path);
+    isDoubtful = false;
+    dataVersion = -1;
+    return error::Success;
+}
+
+bool Database::State::HasMoved() const {
+    if (IsInMemory() || !connection) return false;
+    int moved = 0;
+    return sqlite3_file_control(connection, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved;
+}
+
+// What is written to a file that has lost its name, nobody would ever see.
+DWORD Database::State::CheckPlace() {
+    if (!connection) return Fail(error::CannotOpenDatabase, L"\"%1\" is closed since a write to it failed.", path);
+    if (!HasMoved()) return error::Success;
+    return Fail(error::FileInvalid, L"\"%1\" was removed or replaced by another file.", path);
+}
+
+DWORD Database::State::RefreshDataVersion() {
+    if (IsInMemory()) return error::Success;
+    static constexpr const char* sql = "PRAGMA data_version";
+    sqlite3_stmt* statement = Borrow(sql);
+    if (!statement) return Failed(sqlite3_extended_errcode(connection), notRead);
+    const int status = sqlite3_step(statement);
+    const std::int64_t version = status == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : -1;
+    const DWORD code = status == SQLITE_ROW ? error::Success : Failed(status, notRead);
+    GiveBack(sql, statement, connectionNumber);
+    if (code == error::Success && version != dataVersion) ++foreignChanges;
+    if (code == error::Success) dataVersion = version;
+    return code;
+}
+
+DWORD Database::State::TakeLock() {
+    if (IsInMemory()) return error::Success;
+    if (const DWORD code = lock.Take(options.lockTimeout)) return code;
+    const DWORD code = CheckPlace();
+    if (code != error::Success) lock.Release();
+    return code;
+}
+
+// PASSIVE takes what it can and waits for nobody. What readers still need stays for the next one.
+DWORD Database::State::CheckpointLocked() {
+    if (IsInMemory()) return error::Success;
+    const int status = sqlite3_wal_checkpoint_v2(connection, nullptr, SQLITE_CHECKPOINT_PASSIVE, &logPages, nullptr);
+    return status == SQLITE_OK || (status & 0xFF) == SQLITE_BUSY ? error::Success : Failed(status, notWritten);
+}
+
+DWORD Database::State::Execute(const char* sql) {
+    const int status = sqlite3_exec(connection, sql, nullptr, nullptr, nullptr);
+    return status == SQLITE_OK ? error::Success : Failed(status, notWritten);
+}
+
+DWORD Database::State::Failed(int status, const wchar_t* message) {
+    if ((status & 0xFF) == SQLITE_IOERR) isDoubtful = true;
+    return FailSqlite(status, connection, message, path);
+}
+
+DWORD Database::State::BeginWriting() {
+    if (readDepth) return Fail(error::Busy, L"\"%1\" cannot be written inside a read transaction.", path);
+    if (writeDepth) {
+        // Without this, the savepoint of a transaction that SQLite has taken back would begin one of its own.
+        if (sqlite3_get_autocommit(connection)) {
+            return Fail(error::GeneralFailure, L"\"%1\": the transaction was taken back.", path);
+        }
+        const DWORD code = Execute("SAVEPOINT inner");
+        if (code == error::Success) ++writeDepth;
+        return code;
+    }
+    if (const DWORD code = BeReady()) return code;
+    if (const DWORD code = TakeLock()) return code;
+    DWORD code = Execute("BEGIN IMMEDIATE");
+    if (code == error::Success) {
+        ++writeDepth;
+        code = RefreshDataVersion();
+        if (code != error::Success) TakeBack();
+    } else {
+        lock.Release();
+    }
+    return code;
+}
+
+DWORD Database::State::CommitWriting() {
+    if (sqlite3_get_autocommit(connection)) {
+        TakeBack();
+        return Fail(error::GeneralFailure, L"\"%1\": the transaction was taken back.", path);
+    }
+    const DWORD code = Execute(writeDepth > 1 ? "RELEASE inner" : "COMMIT");
+    if (code != error::Success) {
+        const std::wstring reason = LastFailure();
+        TakeBack();
+        KeepFailure(reason);
+        return code;
+    }
+    if (--writeDepth > 0) return error::Success;
+    // A checkpoint that fails fails nothing: the commit is on disk in the log.
+    if (logPages >= checkpointPages) CheckpointLocked();
+    lock.Release();
+    return error::Success;
+}
+
+void Database::State::TakeBack() {
+    ++ownChanges;  // what was read inside is not true any more
+    if (writeDepth > 1) {
+        if (!sqlite3_get_autocommit(connection)) Execute("ROLLBACK TO inner; RELEASE inner");
+        --writeDepth;
+        return;
+    }
+    if (!sqlite3_get_autocommit(connection)) Execute("ROLLBACK");
+    writeDepth = 0;
+    lock.Release();
+}
+
+sqlite3_stmt* Database::State::Borrow(const char* sql) {
+    if (!connection) return nullptr;
+    sqlite3_stmt* statement = nullptr;
+    const auto found = prepared.find(sql);
+    if (found != prepared.end() && !found->second.empty()) {
+        statement = found->second.back();
+        found->second.pop_back();
+    } else if (sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
+        return nullptr;
+    }
+    if (statement) ++borrowed;
+    return statement;
+}
+
+void Database::State::GiveBack(const char* sql, sqlite3_stmt* statement, std::uint64_t number) {
+    if (!statement) return;
+    --borrowed;
+    sqlite3_reset(statement);  // an open statement is a reader, for whose sake the log would grow without end
+    sqlite3_clear_bindings(statement);
+    if (number == connectionNumber) {
+        prepared[sql].push_back(statement);
+    } else {
+        sqlite3_finalize(statement);
+    }
+}
+
+WriteTransaction::~WriteTransaction() {
+    if (!_begun || _database._state->WasForked()) return;
+    const std::wstring reason = LastFailure();
+    _database._state->TakeBack();
+    KeepFailure(reason);
+}
+
+DWORD WriteTransaction::Begin() {
+    Database::State& state = *_database._state;
+    if (state.WasForked()) return state.ForkedFailure();
+    if (_begun) return Fail(error::Busy, L"\"%1\": the transaction has begun already.", state.path);
+    std::unique_lock lock(state.mutex);
+    const DWORD code = state.BeginWriting();
+    if (code == error::Success) {
+        _lock = std::move(lock);
+        _begun = true;
+    }
+    return code;
+}
+
+DWORD WriteTransaction::Commit() {
+    Database::State& state = *_database._state;
+    if (state.WasForked()) return state.ForkedFailure();
+    if (!_begun) return Fail(error::InvalidParameter, L"\"%1\": no transaction has begun.", state.path);
+    _begun = false;
+    const DWORD code = state.CommitWriting();
+    _lock.unlock();
+    return code;
+}
+
+ReadTransaction::~ReadTransaction() {
+    Database::State& state = *_database._state;
+    if (!_begun || state.WasForked()) return;
+    if (--state.readDepth == 0 && !sqlite3_get_autocommit(state.connection)) state.Execute("COMMIT");
+}
+
+DWORD ReadTransaction::Begin() {
+    Database::State& state = *_database._state;
+    if (state.WasForked()) return state.ForkedFailure();
+    if (_begun) return error::Success;
+    std::unique_lock lock(state.mutex);
+    if (state.writeDepth) return error::Success;
+    if (!state.readDepth) {
+        if (const DWORD code = state.BeReady()) return code;
+        if (const DWORD code = state.CheckPlace()) return code;
+        if (const DWORD code = state.Execute("BEGIN")) return code;
+        // The first read takes the snapshot.
+        if (const DWORD code = state.RefreshDataVersion()) {
+            state.Execute("ROLLBACK");
+            return code;
+        }
+    }
+    ++state.readDepth;
+    _lock = std::move(lock);
+    _begun = true;
+    return error::Success;
+}
+
+}  // namespace platform

@@ -1,0 +1,349 @@
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <platform/base/error_codes.h>
+#include <platform/store/DatabaseState.h>
+#include <platform/store/failures.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <random>
+#include <thread>
+
+namespace platform {
+
+namespace {
+
+constexpr int headerLength = 100;
+constexpr int longestItem = 16 * 1024 * 1024;
+constexpr DWORD closingPatience = 20;  // milliseconds: closing leaves the log to the others rather than wait for them
+
+// The files that this process has open. A forked child cannot open them either: SQLite remembers, in the memory that
+// the child inherits, locks that only the parent holds.
+class OpenFiles {
+public:
+    bool Belongs(dev_t device, ino_t inode) {
+        const std::scoped_lock lock(_mutex);
+        const auto found = _files.find({device, inode});
+        return found != _files.end() && found->second.owner != ::getpid();
+    }
+    void Add(dev_t device, ino_t inode) {
+        const std::scoped_lock lock(_mutex);
+        Users& users = _files[{device, inode}];
+        users.owner = ::getpid();
+        ++users.count;
+    }
+    void Remove(dev_t device, ino_t inode) {
+        const std::scoped_lock lock(_mutex);
+        const auto found = _files.find({device, inode});
+        if (found != _files.end() && --found->second.count == 0) _files.erase(found);
+    }
+
+private:
+    struct Users {
+        pid_t owner = 0;
+        int count = 0;
+    };
+    std::mutex _mutex;
+    std::map<std::pair<dev_t, ino_t>, Users> _files;
+};
+
+OpenFiles& Files() {
+    static OpenFiles* const files = new OpenFiles;  // outlives every database, also those that statics hold
+    return *files;
+}
+
+bool IsNetworkFileSystem(const std::string& directory) {
+    struct statfs status {};
+    if (::statfs(directory.c_str(), &status) != 0) return false;
+    switch (static_cast<unsigned long>(status.f_type) & 0xFFFFFFFFUL) {
+        case NFS_SUPER_MAGIC:
+        case SMB_SUPER_MAGIC:
+        case CIFS_SUPER_MAGIC:
+        case SMB2_SUPER_MAGIC:
+        case AFS_SUPER_MAGIC:
+        case AFS_FS_MAGIC:
+        case CODA_SUPER_MAGIC:
+        case NCP_SUPER_MAGIC:
+        case CEPH_SUPER_MAGIC:
+        case V9FS_MAGIC:
+        case 0x0BD00BD0UL:  // Lustre
+        case 0x47504653UL:  // GPFS
+            return true;
+        default: return false;
+    }
+}
+
+int WaitForOthers(void* argument, int attempts) {
+    auto* patience = static_cast<Patience*>(argument);
+    const auto now = std::chrono::steady_clock::now();
+    if (attempts == 0) patience->since = now;
+    if (now - patience->since >= std::chrono::milliseconds(patience->bound)) return 0;
+    thread_local std::minstd_rand random(std::random_device{}());
+    std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution(50, 1050)(random)));
+    return 1;
+}
+
+int CountLogPages(void* argument, sqlite3*, const char*, int pages) {
+    *static_cast<int*>(argument) = pages;
+    return SQLITE_OK;
+}
+
+// Reads the head of a file through SQLite's own file layer: closing a descriptor of ours would drop SQLite's locks.
+DWORD ReadHeader(const char* vfsName, const std::string& path, unsigned char* header, std::int64_t& size) {
+    sqlite3_vfs* vfs = sqlite3_vfs_find(vfsName);
+    if (!vfs) return Fail(error::CannotOpenDatabase, L"There is no such file layer for \"%1\".", path);
+    const std::unique_ptr<void, decltype(&std::free)> memory(std::calloc(1, static_cast<std::size_t>(vfs->szOsFile)),
+                                                             &std::free);
+    auto* file = static_cast<sqlite3_file*>(memory.get());
+    if (!file) return error::NotEnoughMemory;
+    int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_NOFOLLOW;
+    int status = vfs->xOpen(vfs, path.c_str(), file, flags, &flags);
+    sqlite3_int64 length = 0;
+    if (status == SQLITE_OK) status = file->pMethods->xFileSize(file, &length);
+    if (status == SQLITE_OK && length >= headerLength) status = file->pMethods->xRead(file, header, headerLength, 0);
+    if (file->pMethods) file->pMethods->xClose(file);
+    size = length;
+    if (status == SQLITE_OK) return error::Success;
+    const DWORD code = FailSqlite(status, nullptr, L"\"%1\" cannot be read: %2.", path);
+    return code == error::CannotOpenDatabase ? error::AccessDenied : code;
+}
+
+int ReadBigEndian(const unsigned char* bytes) {
+    return static_cast<int>(static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
+                            static_cast<std::uint32_t>(bytes[2]) << 8 | static_cast<std::uint32_t>(bytes[3]));
+}
+
+DWORD CheckIdentity(const DatabaseSchema& schema, int applicationId, int version, const std::string& path) {
+    if (applicationId != schema.applicationId) {
+        return Fail(error::BadDatabase, L"\"%1\" is a database of another kind.", path);
+    }
+    if (version > schema.version) {
+        return Fail(error::NotSupported, L"\"%1\" was written by a newer version of this program.", path);
+    }
+    if (version < schema.version) {
+        return Fail(error::NotSupported, L"\"%1\" was written by an older version that cannot be read any more.", path);
+    }
+    return error::Success;
+}
+
+// The directory without symbolic links, so that the file's own name is the only one that NOFOLLOW refuses.
+DWORD Canonical(const std::string& path, std::string& canonical) {
+    const std::size_t slash = path.rfind('/');
+    if (path.empty() || path[0] != '/' || slash + 1 == path.size()) {
+        return Fail(error::InvalidParameter, L"\"%1\" is no absolute path of a file.", path);
+    }
+    const std::string directory = path.substr(0, slash == 0 ? 1 : slash);
+    char resolved[PATH_MAX];
+    if (!::realpath(directory.c_str(), resolved)) {
+        const int number = errno;
+        const DWORD code = FailErrno(number, L"The directory of \"%1\" cannot be used: %2.", path);
+        return number == ENOENT ? error::FileNotFound : code;
+    }
+    canonical = std::string(resolved) + (resolved[1] ? "/" : "") + path.substr(slash + 1);
+    return error::Success;
+}
+
+}  // namespace
+
+DWORD Database::State::OpenFile(OpenMode mode) {
+    owner = ::getpid();
+    std::string canonical;
+    if (const DWORD code = Canonical(path, canonical)) return code;
+    path = canonical;
+    bool isNew = false;
+    if (const DWORD code = CheckFile(isNew)) return code;
+    if (isNew && mode == OpenMode::MustExist) {
+        return Fail(error::FileNotFound, L"There is no database \"%1\".", path);
+    }
+    if (const DWORD code = lock.Open(path)) return code;
+    DWORD code = isNew ? CreateFile() : CheckReplacement();
+    if (code == error::Success && !connection) code = Connect();
+    if (code == error::Success) code = CheckSchema();
+    if (code == error::Success) code = EnableLog();
+    lock.Release();
+    if (code == error::Success) sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    return code;
+}
+
+DWORD Database::State::OpenInMemory() {
+    owner = ::getpid();
+    DWORD code = Connect();
+    if (code == error::Success) code = CreateTables();
+    return code;
+}
+
+DWORD Database::State::CheckFile(bool& isNew) const {
+    if (IsNetworkFileSystem(path.substr(0, path.rfind('/') + 1))) {
+        return Fail(error::NotSupported, L"\"%1\" is on a network file system, where databases get damaged.", path);
+    }
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        isNew = errno == ENOENT;
+        return isNew ? error::Success : FailErrno(errno, L"\"%1\" cannot be read: %2.", path);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return Fail(error::AccessDenied, L"\"%1\" is not a regular file.", path);
+    }
+    if (status.st_uid != ::geteuid()) {
+        return Fail(error::AccessDenied, L"\"%1\" belongs to another user.", path);
+    }
+    if (status.st_mode & (S_IWGRP | S_IWOTH)) {
+        return Fail(error::AccessDenied, L"\"%1\" can be written by other users.", path);
+    }
+    if (Files().Belongs(status.st_dev, status.st_ino)) return ForkedFailure();
+    return CheckHeader(isNew);
+}
+
+// Before SQLite sees the file: a file that is not ours must not get a write-ahead log, or lose one.
+DWORD Database::State::CheckHeader(bool& isNew) const {
+    unsigned char header[headerLength] = {};
+    std::int64_t size = 0;
+    if (const DWORD code = ReadHeader(options.vfs, path, header, size)) return code;
+    isNew = size == 0;
+    if (isNew) return error::Success;
+    if (size < headerLength || std::memcmp(header, "SQLite format 3", 16) != 0) {
+        return Fail(error::BadDatabase, L"\"%1\" is damaged, or is no database.", path);
+    }
+    return CheckIdentity(schema, ReadBigEndian(header + 68), ReadBigEndian(header + 60), path);
+}
+
+DWORD Database::State::CheckReplacement() {
+    if (lock.RemembersFile()) return error::Success;
+    if (const DWORD code = lock.Take(options.lockTimeout)) return code;
+    struct stat log {};
+    if (lock.IsBesideAnotherFile() && ::stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0) {
+        return Fail(
+            error::FileInvalid,
+            L"\"%1\" was replaced while the write-ahead log of the file before it stayed. When all programs have "
+            L"ended and the new file is complete, remove the files of that name which end in -wal and -shm.",
+            path);
+    }
+    lock.RememberFile();
+    return error::Success;
+}
+
+// Another process may be at the same: whoever gets the lock first makes the file, and the others find it.
+DWORD Database::State::CreateFile() {
+    if (const DWORD code = lock.Take(options.lockTimeout)) return code;
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    if (descriptor >= 0) {
+        ::close(descriptor);  // nobody else has it open yet: all others wait for the lock
+    } else if (errno != EEXIST) {
+        return FailErrno(errno, L"\"%1\" cannot be made: %2.", path);
+    }
+    bool isNew = false;
+    if (const DWORD code = CheckFile(isNew)) return code;
+    lock.RememberFile();
+    if (!isNew) return error::Success;
+    if (const DWORD code = Connect()) return code;
+    return CreateTables();
+}
+
+DWORD Database::State::Connect() {
+    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE;
+    if (IsInMemory()) flags |= SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY;
+    const char* name = IsInMemory() ? ":memory:" : path.c_str();
+    int status = sqlite3_open_v2(name, &connection, flags, options.vfs);
+    ++connectionNumber;
+    if (status != SQLITE_OK) return FailSqlite(status, connection, L"\"%1\" cannot be opened: %2.", path);
+    patience.bound = options.lockTimeout;
+    sqlite3_busy_handler(connection, &WaitForOthers, &patience);
+    return Configure();
+}
+
+DWORD Database::State::Configure() {
+    sqlite3_extended_result_codes(connection, 1);
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
+    // Until the file has proved to be one of ours, closing it must not write to it.
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, longestItem);
+    sqlite3_limit(connection, SQLITE_LIMIT_ATTACHED, 0);
+    sqlite3_wal_autocheckpoint(connection, 0);
+    sqlite3_wal_hook(connection, &CountLogPages, &logPages);
+    return Execute("PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY; PRAGMA synchronous = FULL");
+}
+
+// In one transaction with the numbers that tell whose file it is: a file whose making was cut short is an empty one.
+DWORD Database::State::CreateTables() {
+    const std::string numbers = "PRAGMA application_id = " + std::to_string(schema.applicationId) +
+                                "; PRAGMA user_version = " + std::to_string(schema.version) + "; ";
+    const DWORD code = Execute(("BEGIN IMMEDIATE; " + schema.statements + "; " + numbers + "COMMIT").c_str());
+    if (code != error::Success && !sqlite3_get_autocommit(connection)) {
+        const std::wstring reason = LastFailure();
+        Execute("ROLLBACK");
+        KeepFailure(reason);
+    }
+    return code;
+}
+
+DWORD Database::State::CheckSchema() {
+    sqlite3_stmt* numbers = nullptr;
+    const char* sql = "SELECT application_id, user_version FROM pragma_application_id, pragma_user_version";
+    int status = sqlite3_prepare_v2(connection, sql, -1, &numbers, nullptr);
+    if (status == SQLITE_OK) status = sqlite3_step(numbers);
+    if (status != SQLITE_ROW) {
+        sqlite3_finalize(numbers);
+        return FailSqlite(status, connection, L"\"%1\" cannot be read: %2.", path);
+    }
+    const int applicationId = sqlite3_column_int(numbers, 0);
+    const int version = sqlite3_column_int(numbers, 1);
+    sqlite3_finalize(numbers);
+    return CheckIdentity(schema, applicationId, version, path);
+}
+
+DWORD Database::State::EnableLog() {
+    sqlite3_stmt* mode = nullptr;
+    int status = sqlite3_prepare_v2(connection, "PRAGMA journal_mode = WAL", -1, &mode, nullptr);
+    if (status == SQLITE_OK) status = sqlite3_step(mode);
+    const unsigned char* answer = status == SQLITE_ROW ? sqlite3_column_text(mode, 0) : nullptr;
+    const bool isOn = answer && std::strcmp(reinterpret_cast<const char*>(answer), "wal") == 0;
+    sqlite3_finalize(mode);
+    if (isOn) return RememberInode();
+    if (status != SQLITE_ROW) return FailSqlite(status, connection, L"\"%1\" cannot be opened: %2.", path);
+    return Fail(error::NotSupported, L"\"%1\" is on a file system that cannot hold a write-ahead log.", path);
+}
+
+DWORD Database::State::RememberInode() {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0 || HasMoved()) {
+        return Fail(error::FileInvalid, L"\"%1\" was replaced while it was being opened.", path);
+    }
+    device = status.st_dev;
+    inode = status.st_ino;
+    Files().Add(device, inode);
+    return error::Success;
+}
+
+void Database::State::Close() {
+    if (!connection) return;
+    // The last one to close moves the log into the file: that is a checkpoint, and needs the lock like any other.
+    const bool mayCheckpoint = inode != 0 && !isDoubtful && !HasMoved() && lock.Take(closingPatience) == error::Success;
+    if (!mayCheckpoint) sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    for (const auto& [sql, statements] : prepared) {
+        for (sqlite3_stmt* statement : statements) sqlite3_finalize(statement);
+    }
+    prepared.clear();
+    sqlite3_close_v2(connection);
+    connection = nullptr;
+    lock.Release();
+    if (inode != 0) Files().Remove(device, inode);
+    inode = 0;
+}
+
+Database::State::~State() {
+    if (WasForked()) {
+        lock.Abandon();
+        return;  // closing would drop the parent's locks
+    }
+    Close();
+}
+
+}  // namespace platform

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <platform/store/Database.h>
+#include <platform/store/LockFile.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <unordered_map>
+#include <vector>
+
+namespace platform {
+
+/// How long SQLite's own locks are waited for.
+struct Patience {
+    std::chrono::steady_clock::time_point since;
+    DWORD bound = 0;  // milliseconds
+};
+
+/// What a Database holds: its connection, its lock file, the statements prepared so far.
+///
+/// Invariants: `lock` is held exactly while `writeDepth` is above 0, or while the file is made or checkpointed. Every
+/// statement is either borrowed or in `prepared`, reset.
+struct Database::State {
+    std::string path;  // empty in memory
+    DatabaseSchema schema;
+    DatabaseOptions options;
+    std::recursive_mutex mutex;
+
+    sqlite3* connection = nullptr;
+    std::uint64_t connectionNumber = 0;  // a reopened file is a new connection
+    LockFile lock;
+    pid_t owner = 0;
+    dev_t device = 0;
+    ino_t inode = 0;
+
+    int readDepth = 0;
+    int writeDepth = 0;
+    std::unordered_map<std::string, std::vector<sqlite3_stmt*>> prepared;
+    int borrowed = 0;
+
+    std::uint64_t ownChanges = 0;
+    std::uint64_t foreignChanges = 0;
+    std::int64_t dataVersion = -1;  // as PRAGMA data_version answered last; belongs to this connection
+
+    bool isDoubtful = false;  // an operation on the file failed: what it wrote is not trusted, and it is opened anew
+    int logPages = 0;         // length of the write-ahead log after the last commit
+    Patience patience;
+
+    State() = default;
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State();
+
+    bool IsInMemory() const { return path.empty(); }
+    bool WasForked() const;
+    bool InTransaction() const { return readDepth + writeDepth > 0; }
+
+    // Opening (DatabaseOpening.cpp).
+    DWORD OpenFile(OpenMode mode);
+    DWORD OpenInMemory();
+    void Close();
+    DWORD CheckFile(bool& isNew) const;
+    DWORD CheckHeader(bool& isNew) const;
+    DWORD CheckReplacement();
+    DWORD CreateFile();
+    DWORD Connect();
+    DWORD Configure();
+    DWORD CreateTables();
+    DWORD EnableLog();
+    DWORD CheckSchema();
+    DWORD RememberInode();
+
+    // Use (Database.cpp).
+    DWORD BeReady();
+    DWORD CheckPlace();
+    bool HasMoved() const;
+    DWORD RefreshDataVersion();
+    DWORD TakeLock();
+    DWORD CheckpointLocked();
+    DWORD Execute(const char* sql);
+    DWORD BeginWriting();
+    DWORD CommitWriting();
+    void TakeBack();
+    sqlite3_stmt* Borrow(const char* sql);
+    void GiveBack(const char* sql, sqlite3_stmt* statement, std::uint64_t number);
+    DWORD Failed(int status, const wchar_t* message);
+    DWORD ForkedFailure() const;
+};
+
+}  // namespace platform

@@ -1,0 +1,315 @@
+#include <platform/base/error_codes.h>
+#include <platform/base/text.h>
+#include <platform/store/Database.h>
+#include <platform/store/KeyStore.h>
+#include <platform/store/KeyStoreCache.h>
+
+#include <algorithm>
+
+namespace platform {
+
+namespace {
+
+constexpr std::size_t longestNote = 4096;
+
+bool IsCharacter(wchar_t character) {
+    const auto code = static_cast<std::uint32_t>(character);
+    return code != 0 && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
+}
+
+bool IsControl(wchar_t character) {
+    const auto code = static_cast<std::uint32_t>(character);
+    return code < 0x20 || (code >= 0x7F && code < 0xA0);
+}
+
+bool IsValueName(std::wstring_view name) {
+    return name.size() <= KeyStore::longestValueName && std::ranges::all_of(name, IsCharacter);
+}
+
+std::wstring_view WithoutLastBackslash(std::wstring_view path) {
+    return path.ends_with(L'\\') ? path.substr(0, path.size() - 1) : path;
+}
+
+}  // namespace
+
+const char* const KeyStore::schema = R"(
+    CREATE TABLE keys (
+        id INTEGER PRIMARY KEY AUTOINCREMENT CHECK (id >= 0),
+        parent INTEGER NOT NULL REFERENCES keys (id) DEFERRABLE INITIALLY DEFERRED,
+        name TEXT NOT NULL CHECK (length(name) <= 255),
+        folded TEXT NOT NULL CHECK (length(folded) <= 255),
+        volatile INTEGER NOT NULL CHECK (volatile IN (0, 1)),
+        UNIQUE (parent, folded)
+    ) STRICT;
+    CREATE INDEX keys_volatile ON keys (id) WHERE volatile = 1;
+    INSERT INTO keys VALUES (0, 0, '', '', 0);
+    CREATE TABLE key_values (
+        key INTEGER NOT NULL REFERENCES keys (id) ON DELETE CASCADE,
+        name TEXT NOT NULL CHECK (length(name) <= 16383),
+        folded TEXT NOT NULL CHECK (length(folded) <= 16383),
+        type INTEGER NOT NULL CHECK (type BETWEEN 0 AND 4294967295),
+        data BLOB NOT NULL CHECK (length(data) <= 1048576),
+        UNIQUE (key, folded)
+    ) STRICT;
+    CREATE TABLE key_notes (name TEXT NOT NULL PRIMARY KEY, text TEXT NOT NULL CHECK (length(text) <= 4096)) STRICT;
+)";
+
+KeyStore::KeyStore(Database& database) : _cache(std::make_unique<Cache>(database)) {}
+
+KeyStore::~KeyStore() = default;
+
+Database& KeyStore::Store() const {
+    return _cache->database;
+}
+
+bool KeyStore::IsKeyName(std::wstring_view name) {
+    return !name.empty() && name.size() <= longestKeyName && std::ranges::all_of(name, [](wchar_t character) {
+        return IsCharacter(character) && !IsControl(character) && character != L'\\';
+    });
+}
+
+DWORD KeyStore::FindKey(KeyId parent, std::wstring_view path, KeyId& key) {
+    key = 0;
+    path = WithoutLastBackslash(path);
+    const auto lock = Store().Lock();
+    if (const DWORD code = _cache->Refresh()) return code;
+    KeyId found = Cache::missing;
+    DWORD code = error::Success;
+    if (const KeyId* known = _cache->KnownPath(parent, path)) {
+        found = *known;
+    } else {
+        ReadTransaction transaction(Store());
+        code = _cache->Begin(transaction);
+        if (code == error::Success) code = _cache->Walk(parent, path, found);
+    }
+    if (code == error::Success && found == Cache::missing) code = error::FileNotFound;
+    if (code == error::Success) key = found;
+    return code;
+}
+
+DWORD KeyStore::CreateKey(KeyId parent, std::wstring_view path, bool isVolatile, KeyId& key, bool& created) {
+    created = false;
+    DWORD code = FindKey(parent, path, key);
+    if (code != error::FileNotFound) return code;
+    WriteTransaction transaction(Store());
+    code = _cache->Begin(transaction);
+    KeyId at = parent;
+    bool isNew = false;
+    for (std::wstring_view rest = WithoutLastBackslash(path); code == error::Success && !rest.empty();) {
+        const std::size_t length = std::min(rest.find(L'\\'), rest.size());
+        code = CreateChild(at, rest.substr(0, length), isVolatile, at, isNew);
+        rest.remove_prefix(std::min(length + 1, rest.size()));
+    }
+    if (code == error::Success) code = transaction.Commit();
+    if (code != error::Success) return code;
+    key = at;
+    created = isNew;
+    return error::Success;
+}
+
+DWORD KeyStore::CreateChild(KeyId parent, std::wstring_view name, bool isVolatile, KeyId& key, bool& created) {
+    created = false;
+    KeyId found = Cache::missing;
+    if (const DWORD code = _cache->Refresh()) return code;
+    if (const DWORD code = _cache->Child(parent, name, found)) return code;
+    if (found == Cache::missing) {
+        const Cache::Key* above = nullptr;
+        if (const DWORD code = _cache->Load(parent, above)) return code;
+        if (above->isVolatile && !isVolatile) return error::ChildMustBeVolatile;
+        if (above->depth >= deepestKey) return error::InvalidParameter;
+        Statement row(Store(), "INSERT INTO keys (parent, name, folded, volatile) VALUES (?, ?, ?, ?)", parent, name,
+                      FoldCase(name), isVolatile);
+        if (const DWORD code = row.Run()) return code;
+        found = Store().LastInsertedId();
+        created = true;
+    }
+    key = found;
+    return error::Success;
+}
+
+DWORD KeyStore::RenameKey(KeyId key, std::wstring_view name) {
+    if (!IsKeyName(name) || key == top) return error::InvalidParameter;
+    WriteTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const Cache::Key* row = nullptr;
+    if (const DWORD code = _cache->Load(key, row)) return code;
+    Statement change(Store(), "UPDATE keys SET name = ?, folded = ? WHERE id = ?", name, FoldCase(name), key);
+    if (const DWORD code = change.Run()) return code;
+    return transaction.Commit();
+}
+
+DWORD KeyStore::DeleteKey(KeyId parent, std::wstring_view path) {
+    return Remove(parent, path, false);
+}
+
+DWORD KeyStore::DeleteTree(KeyId parent, std::wstring_view path) {
+    return Remove(parent, path, true);
+}
+
+DWORD KeyStore::Remove(KeyId parent, std::wstring_view path, bool withSubkeys) {
+    path = WithoutLastBackslash(path);
+    if (path.empty()) return error::InvalidParameter;
+    WriteTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    KeyId key = top;
+    if (const DWORD code = _cache->Walk(parent, path, key)) return code;
+    Statement subkeys(Store(), "SELECT 1 FROM keys WHERE parent = ? LIMIT 1", key);
+    if (subkeys.Next() && !withSubkeys) return error::KeyHasChildren;
+    if (const DWORD code = subkeys.Result()) return code;
+    // UNION, which drops what it has seen: in a damaged file keys may stand in a circle.
+    Statement removal(
+        Store(),
+        "WITH RECURSIVE doomed (id) AS (VALUES (?) UNION SELECT keys.id FROM keys JOIN doomed "
+        "ON keys.parent = doomed.id WHERE keys.id <> 0) DELETE FROM keys WHERE id IN (SELECT id FROM doomed)",
+        key);
+    if (const DWORD code = removal.Run()) return code;
+    return transaction.Commit();
+}
+
+DWORD KeyStore::RemoveVolatileKeys() {
+    WriteTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    Statement removal(Store(),
+                      "WITH RECURSIVE doomed (id) AS (SELECT id FROM keys WHERE volatile = 1 AND id <> 0 UNION "
+                      "SELECT keys.id FROM keys JOIN doomed ON keys.parent = doomed.id WHERE keys.id <> 0) "
+                      "DELETE FROM keys WHERE id IN (SELECT id FROM doomed)");
+    if (const DWORD code = removal.Run()) return code;
+    return transaction.Commit();
+}
+
+DWORD KeyStore::KeyName(KeyId key, std::wstring& name) {
+    name.clear();
+    const auto lock = Store().Lock();
+    ReadTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const Cache::Key* row = nullptr;
+    const DWORD code = _cache->Load(key, row);
+    if (code == error::Success) name = row->name;
+    return code;
+}
+
+DWORD KeyStore::ParentOf(KeyId key, KeyId& parent) {
+    parent = top;
+    const auto lock = Store().Lock();
+    ReadTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const Cache::Key* row = nullptr;
+    const DWORD code = _cache->Load(key, row);
+    if (code == error::Success) parent = row->parent;
+    return code;
+}
+
+DWORD KeyStore::SetValue(KeyId key, std::wstring_view name, DWORD type, std::span<const BYTE> data) {
+    if (!IsValueName(name) || data.size() > largestData || key == top) return error::InvalidParameter;
+    WriteTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const Cache::Key* row = nullptr;
+    if (const DWORD code = _cache->Load(key, row)) return code;
+    Statement value(Store(),
+                    "INSERT INTO key_values (key, name, folded, type, data) VALUES (?, ?, ?, ?, ?) "
+                    "ON CONFLICT (key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
+                    key, name, FoldCase(name), type, data);
+    if (const DWORD code = value.Run()) return code;
+    return transaction.Commit();
+}
+
+DWORD KeyStore::QueryValue(KeyId key, std::wstring_view name, DWORD& type, std::vector<BYTE>& data) {
+    type = 0;
+    data.clear();
+    const auto lock = Store().Lock();
+    if (const DWORD code = _cache->Refresh()) return code;
+    const Cache::Value* value = _cache->KnownValue(key, name);
+    if (!value) {
+        ReadTransaction transaction(Store());
+        if (const DWORD code = _cache->Begin(transaction)) return code;
+        if (const DWORD code = _cache->ReadValue(key, name, value)) return code;
+    }
+    if (!value->exists) return error::FileNotFound;
+    type = value->type;
+    data = value->data;
+    return error::Success;
+}
+
+DWORD KeyStore::DeleteValue(KeyId key, std::wstring_view name) {
+    WriteTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const Cache::Key* row = nullptr;
+    if (const DWORD code = _cache->Load(key, row)) return code;
+    Statement removal(Store(), "DELETE FROM key_values WHERE key = ? AND folded = ?", key, FoldCase(name));
+    if (const DWORD code = removal.Run()) return code;
+    if (Store().ChangedRows() == 0) return error::FileNotFound;
+    return transaction.Commit();
+}
+
+DWORD KeyStore::EnumKey(KeyId key, DWORD index, std::wstring& name) {
+    name.clear();
+    const auto lock = Store().Lock();
+    if (const DWORD code = _cache->Refresh()) return code;
+    const std::vector<std::wstring>* names = _cache->KnownKeyNames(key);
+    if (!names) {
+        ReadTransaction transaction(Store());
+        if (const DWORD code = _cache->Begin(transaction)) return code;
+        if (const DWORD code = _cache->KeyNames(key, names)) return code;
+    }
+    if (index >= names->size()) return error::NoMoreItems;
+    name = (*names)[index];
+    return error::Success;
+}
+
+DWORD KeyStore::EnumValue(KeyId key, DWORD index, std::wstring& name, DWORD& type, std::vector<BYTE>& data) {
+    name.clear();
+    type = 0;
+    data.clear();
+    const auto lock = Store().Lock();
+    ReadTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const std::vector<std::wstring>* names = nullptr;
+    if (const DWORD code = _cache->ValueNames(key, names)) return code;
+    if (index >= names->size()) return error::NoMoreItems;
+    const Cache::Value* value = nullptr;
+    if (const DWORD code = _cache->ReadValue(key, (*names)[index], value)) return code;
+    name = (*names)[index];
+    type = value->type;
+    data = value->data;
+    return error::Success;
+}
+
+DWORD KeyStore::CountKeys(KeyId key, DWORD& count) {
+    count = 0;
+    const auto lock = Store().Lock();
+    ReadTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const std::vector<std::wstring>* names = nullptr;
+    const DWORD code = _cache->KeyNames(key, names);
+    if (code == error::Success) count = static_cast<DWORD>(names->size());
+    return code;
+}
+
+DWORD KeyStore::CountValues(KeyId key, DWORD& count) {
+    count = 0;
+    const auto lock = Store().Lock();
+    ReadTransaction transaction(Store());
+    if (const DWORD code = _cache->Begin(transaction)) return code;
+    const std::vector<std::wstring>* names = nullptr;
+    const DWORD code = _cache->ValueNames(key, names);
+    if (code == error::Success) count = static_cast<DWORD>(names->size());
+    return code;
+}
+
+DWORD KeyStore::ReadNote(std::wstring_view name, std::wstring& text) {
+    text.clear();
+    Statement rows(Store(), "SELECT text FROM key_notes WHERE name = ?", name);
+    if (rows.Next()) text = rows.Text(0, longestNote);
+    return rows.Result();
+}
+
+DWORD KeyStore::WriteNote(std::wstring_view name, std::wstring_view text) {
+    if (text.size() > longestNote) return error::InvalidParameter;
+    WriteTransaction transaction(Store());
+    if (const DWORD code = transaction.Begin()) return code;
+    Statement note(Store(), "INSERT OR REPLACE INTO key_notes (name, text) VALUES (?, ?)", name, text);
+    if (const DWORD code = note.Run()) return code;
+    return transaction.Commit();
+}
+
+}  // namespace platform

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <platform/base/types.h>
+
+#include <string>
+
+namespace platform {
+
+/// The file beside a database that its writers and checkpointers lock. It also remembers which database file it stands
+/// beside, because a database that was put in place of another while the old one's write-ahead log stayed would be read
+/// as a mixture of both, and nothing in SQLite notices.
+class LockFile {
+public:
+    LockFile() = default;
+    ~LockFile();
+    LockFile(const LockFile&) = delete;
+    LockFile& operator=(const LockFile&) = delete;
+
+    /// Opens or makes the file. Answers a code of platform::error.
+    DWORD Open(const std::string& databasePath);
+
+    /// Waits for the lock, at most so many milliseconds: Timeout. Between processes and between objects of one.
+    DWORD Take(DWORD timeout);
+    void Release();
+    bool IsHeld() const { return _held; }
+
+    /// Whether the database file is another than the one remembered, although this lock file stayed in its place.
+    bool IsBesideAnotherFile() const;
+    bool RemembersFile() const;
+    /// Remembers the database file as it is now. The lock must be held.
+    void RememberFile();
+
+    /// Forgets the descriptor without closing it: it is the parent process's.
+    void Abandon() { _descriptor = -1; }
+
+private:
+    DWORD OpenDescriptor();
+    std::string ReadRecord() const;
+
+    std::string _databasePath;
+    std::string _path;
+    int _descriptor = -1;
+    bool _held = false;
+};
+
+}  // namespace platform

@@ -1,0 +1,109 @@
+#include <platform/base/error_codes.h>
+#include <platform/base/text.h>
+#include <platform/store/failures.h>
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace platform {
+
+namespace {
+
+thread_local std::wstring lastFailure;
+
+void Replace(std::wstring& text, std::wstring_view mark, const std::wstring& value) {
+    if (const std::size_t at = text.find(mark); at != std::wstring::npos) text.replace(at, mark.size(), value);
+}
+
+DWORD FromErrno(int number, DWORD otherwise) {
+    switch (number) {
+        case ENOENT: return error::FileNotFound;
+        case ENOTDIR: return error::PathNotFound;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case ELOOP: return error::AccessDenied;
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG: return error::DiskFull;
+        case ENOMEM: return error::NotEnoughMemory;
+        case EEXIST: return error::FileExists;
+        default: return otherwise;
+    }
+}
+
+DWORD FromSqlite(int status, int number) {
+    if (status == SQLITE_READONLY_DBMOVED) return error::FileInvalid;
+    if (status == SQLITE_CONSTRAINT_UNIQUE || status == SQLITE_CONSTRAINT_PRIMARYKEY) return error::AlreadyExists;
+    switch (status & 0xFF) {
+        case SQLITE_OK:
+        case SQLITE_ROW:
+        case SQLITE_DONE: return error::Success;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+        case SQLITE_PROTOCOL:  // SQLite itself has waited some ten seconds by then
+        case SQLITE_SCHEMA: return error::Busy;
+        case SQLITE_FULL: return error::DiskFull;
+        case SQLITE_IOERR: return FromErrno(number, error::GeneralFailure);
+        case SQLITE_CANTOPEN: return FromErrno(number, error::CannotOpenDatabase);
+        case SQLITE_READONLY:
+        case SQLITE_PERM:
+        case SQLITE_AUTH: return error::AccessDenied;
+        case SQLITE_CORRUPT: return error::FileCorrupt;
+        case SQLITE_NOTADB:
+        case SQLITE_FORMAT: return error::BadDatabase;
+        case SQLITE_NOMEM: return error::NotEnoughMemory;
+        case SQLITE_CONSTRAINT: return error::InvalidData;
+        case SQLITE_TOOBIG:
+        case SQLITE_MISMATCH:
+        case SQLITE_RANGE: return error::InvalidParameter;
+        default: return error::GeneralFailure;
+    }
+}
+
+const char* Explain(int status) {
+    switch (status) {
+        case SQLITE_CANTOPEN_SYMLINK: return "it is a symbolic link";
+        case SQLITE_READONLY_CANTINIT:
+        case SQLITE_READONLY_RECOVERY:
+        case SQLITE_READONLY_DIRECTORY: return "its directory cannot be written, which reading needs, too";
+        case SQLITE_PROTOCOL: return "other programs are locking it too often; try again";
+        default: return nullptr;
+    }
+}
+
+}  // namespace
+
+DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail) {
+    std::wstring text = message;
+    Replace(text, L"%2", FromUtf8(detail));
+    Replace(text, L"%1", path.empty() ? L"in memory" : FromUtf8(path));
+    lastFailure = std::move(text);
+    return code;
+}
+
+DWORD FailErrno(int number, const wchar_t* message, const std::string& path) {
+    return Fail(FromErrno(number, error::GeneralFailure), message, path, std::generic_category().message(number));
+}
+
+DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path) {
+    const int number = connection ? sqlite3_system_errno(connection) : 0;
+    std::string detail = connection ? sqlite3_errmsg(connection) : sqlite3_errstr(status);
+    if (const char* explained = Explain(status)) detail = explained;
+    const DWORD code = FromSqlite(status, number);
+    if ((code == error::DiskFull || code == error::AccessDenied) && number) {
+        detail += " (" + std::generic_category().message(number) + ")";
+    }
+    return Fail(code, message, path, detail);
+}
+
+const std::wstring& LastFailure() {
+    return lastFailure;
+}
+
+void KeepFailure(const std::wstring& words) {
+    lastFailure = words;
+}
+
+}  // namespace platform

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <platform/base/types.h>
+
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+
+namespace platform {
+
+/// Keeps the words for Database::LastMessage, with `path` in place of "%1" and `detail` in place of "%2", and returns
+/// the code.
+DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail = {});
+
+/// The same with the code and the detail of an errno value.
+DWORD FailErrno(int number, const wchar_t* message, const std::string& path);
+
+/// The same with those of an SQLite result; `connection` has the detail and may be null.
+DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path);
+
+/// The words kept last by the calling thread.
+const std::wstring& LastFailure();
+/// Puts words back that a clean-up may have replaced.
+void KeepFailure(const std::wstring& words);
+
+}  // namespace platform

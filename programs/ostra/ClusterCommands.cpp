@@ -1,0 +1,280 @@
+#include <platform/base/error_codes.h>
+#include <platform/base/format.h>
+#include <platform/base/text.h>
+#include <platform/cluster/ClusterDirectory.h>
+#include <platform/cluster/cluster_api.h>
+#include <programs/ostra/Command.h>
+
+#include <charconv>
+#include <optional>
+#include <set>
+
+namespace error = platform::error;
+using platform::FromUtf8;
+using platform::NetworkDescription;
+using platform::SharedDisk;
+using platform::ToUtf8;
+
+namespace programs {
+
+namespace {
+
+[[noreturn]] void Misuse(const std::string& text) {
+    throw CommandError(ExitCode::Usage, text);
+}
+
+/// A whole text as a number; nothing when it is none or above `largest`.
+std::optional<DWORD> NumberOf(std::string_view text, DWORD largest, int base = 10) {
+    DWORD number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, problem] = std::from_chars(text.data(), end, number, base);
+    if (text.empty() || problem != std::errc() || stop != end || number > largest) return std::nullopt;
+    return number;
+}
+
+std::optional<DWORD> AddressOf(std::string_view text) {
+    DWORD address = 0;
+    for (int unit = 0; unit < 4; ++unit) {
+        const std::size_t dot = text.find('.');
+        if ((dot == std::string_view::npos) != (unit == 3)) return std::nullopt;
+        const std::optional<DWORD> number = NumberOf(text.substr(0, dot), 255);
+        if (!number) return std::nullopt;
+        address = address << 8 | *number;
+        text = dot == std::string_view::npos ? std::string_view() : text.substr(dot + 1);
+    }
+    return address;
+}
+
+std::wstring Dotted(DWORD address) {
+    return platform::Format(L"%u.%u.%u.%u", address >> 24, address >> 16 & 255, address >> 8 & 255, address & 255);
+}
+
+std::vector<std::string> Pieces(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        pieces.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return pieces;
+}
+
+// NAME=ADDRESS/PREFIX[,role=0..3]
+NetworkDescription ParseNetwork(const std::string& text) {
+    const std::string form = " Write NAME=ADDRESS/PREFIX[,role=0..3], as in Client=10.0.1.0/24,role=3";
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0) Misuse("\"" + text + "\" is no network." + form);
+    const std::vector<std::string> pieces = Pieces(text.substr(equals + 1), ',');
+    const std::size_t slash = pieces[0].find('/');
+    const std::optional<DWORD> address = AddressOf(pieces[0].substr(0, slash));
+    const std::optional<DWORD> prefix =
+        slash == std::string::npos ? std::nullopt : NumberOf(pieces[0].substr(slash + 1), 30);
+    if (!address || !prefix || *prefix == 0)
+        Misuse("\"" + pieces[0] + "\" is no subnet with a prefix of 1 to 30." + form);
+    const DWORD mask = ~DWORD{0} << (32 - *prefix);
+    if (*address & ~mask)
+        Misuse("\"" + pieces[0] + "\" is an address within a subnet; the subnet is " + ToUtf8(Dotted(*address & mask)) +
+               "/" + std::to_string(*prefix));
+    NetworkDescription network{FromUtf8(text.substr(0, equals)), Dotted(*address), Dotted(mask), 3, L""};
+    for (std::size_t i = 1; i < pieces.size(); ++i) {
+        const std::optional<DWORD> role =
+            pieces[i].starts_with("role=") ? NumberOf(pieces[i].substr(5), 3) : std::nullopt;
+        if (!role) Misuse("\"" + pieces[i] + "\" is no role." + form);
+        network.role = *role;
+    }
+    return network;
+}
+
+// DRIVE=SIGNATURE[,label=TEXT][,serial=HEX]
+SharedDisk ParseDisk(const std::string& text, DWORD number) {
+    const std::string form = " Write DRIVE=SIGNATURE[,label=TEXT][,serial=HEX], as in E:=1A2B3C4D,label=Data";
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0) Misuse("\"" + text + "\" is no disk." + form);
+    const std::vector<std::string> pieces = Pieces(text.substr(equals + 1), ',');
+    const std::optional<DWORD> signature = NumberOf(pieces[0], 0xFFFFFFFF, 16);
+    if (!signature || *signature == 0) Misuse("\"" + pieces[0] + "\" is no hexadecimal signature." + form);
+    platform::DiskPartition partition{FromUtf8(text.substr(0, equals)), L"", 0};
+    for (std::size_t i = 1; i < pieces.size(); ++i) {
+        const std::optional<DWORD> serial =
+            pieces[i].starts_with("serial=") ? NumberOf(pieces[i].substr(7), 0xFFFFFFFF, 16) : std::nullopt;
+        if (serial)
+            partition.serialNumber = *serial;
+        else if (pieces[i].starts_with("label="))
+            partition.label = FromUtf8(pieces[i].substr(6));
+        else
+            Misuse("\"" + pieces[i] + "\" is no part of a disk." + form);
+    }
+    return {*signature, 0x10000 | number, number, {partition}};
+}
+
+struct NewCluster {
+    std::string name;
+    std::vector<std::string> nodes;
+    std::vector<std::string> networks;
+    std::vector<std::string> disks;
+};
+
+struct Hardware {
+    std::vector<std::wstring> nodes;
+    std::vector<NetworkDescription> networks;
+    std::vector<SharedDisk> disks;
+};
+
+// What the options leave open is filled in kind by kind.
+Hardware HardwareOf(const NewCluster& wish) {
+    using Texts = std::vector<std::string>;
+    const auto orElse = [](const Texts& given, const Texts& otherwise) { return given.empty() ? otherwise : given; };
+    Hardware hardware;
+    for (const std::string& node : orElse(wish.nodes, {"N1", "N2"})) hardware.nodes.push_back(FromUtf8(node));
+    for (const std::string& network :
+         orElse(wish.networks, {"Client=10.0.1.0/24,role=3", "Internal=10.0.2.0/24,role=1"}))
+        hardware.networks.push_back(ParseNetwork(network));
+    DWORD number = 1;
+    for (const std::string& disk :
+         orElse(wish.disks, {"E:=1A2B3C01,label=Data,serial=5A0100E1", "F:=1A2B3C02,label=Spool,serial=5A0100F2"}))
+        hardware.disks.push_back(ParseDisk(disk, number++));
+    return hardware;
+}
+
+DWORD Install(platform::ClusterService& service, const Hardware& hardware) {
+    platform::ClusterAdministration& administration = *service.Administration();
+    return service.Transact([&]() -> DWORD {
+        for (const std::wstring& node : hardware.nodes)
+            if (const DWORD code = administration.AddNode(node)) return code;
+        for (const NetworkDescription& network : hardware.networks)
+            if (const DWORD code = administration.AddNetwork(network)) return code;
+        for (const SharedDisk& disk : hardware.disks)
+            if (const DWORD code = administration.AddDisk(disk)) return code;
+        return error::Success;
+    });
+}
+
+std::size_t Count(platform::ClusterService& service, DWORD types) {
+    std::unique_ptr<platform::ClusterEnumeration> objects;
+    if (service.Enumerate(types, objects)) return 0;
+    std::size_t count = 0;
+    DWORD type = 0;
+    std::wstring name;
+    while (!objects->Item(static_cast<DWORD>(count), type, name)) ++count;
+    return count;
+}
+
+const std::vector<Column> columns{{"name", "NAME"},           {"nodes", "NODES"},       {"groups", "GROUPS"},
+                                  {"resources", "RESOURCES"}, {"networks", "NETWORKS"}, {"text", "TEXT"}};
+
+// A cluster that cannot be read is listed all the same, with the reason.
+Json Row(const std::wstring& name) {
+    std::shared_ptr<platform::ClusterService> service;
+    if (const DWORD code = platform::ClusterDirectory::Resolve(name, service))
+        return {{"name", ToUtf8(name)}, {"text", "cannot be reached: " + CauseText(code)}};
+    return {{"name", ToUtf8(name)},
+            {"nodes", Count(*service, CLUSTER_ENUM_NODE)},
+            {"groups", Count(*service, CLUSTER_ENUM_GROUP)},
+            {"resources", Count(*service, CLUSTER_ENUM_RESOURCE)},
+            {"networks", Count(*service, CLUSTER_ENUM_NETWORK)},
+            {"text", ""}};
+}
+
+void CreateCluster(Context& context, const NewCluster& wish) {
+    const Hardware hardware = HardwareOf(wish);
+    const std::wstring name = FromUtf8(wish.name);
+    context.options.cluster = wish.name;
+    std::shared_ptr<platform::ClusterService> service;
+    if (const DWORD code = context.CreateCluster(name, service))
+        throw Refusal("Cluster " + wish.name + " was not created", code);
+    if (const DWORD code = Install(*service, hardware)) {
+        service.reset();
+        context.DeleteCluster(name);
+        throw Refusal("Cluster " + wish.name + " was not created: a node, network or disk was refused", code);
+    }
+    context.PrintRecord(Row(name));
+}
+
+void ListClusters(Context& context) {
+    Json rows = Json::array();
+    for (const std::wstring& name : platform::ClusterDirectory::Names()) rows.push_back(Row(name));
+    if (rows.empty()) context.Say("There is no cluster yet. Create one with: ostra cluster create NAME");
+    if (!rows.empty() || context.options.isJson) context.PrintList(columns, rows);
+}
+
+std::vector<std::string> OnlineGroups(platform::ClusterService& service) {
+    std::vector<std::string> online;
+    std::unique_ptr<platform::ClusterEnumeration> groups;
+    if (service.Enumerate(CLUSTER_ENUM_GROUP, groups)) return online;
+    DWORD type = 0;
+    std::wstring name;
+    for (DWORD index = 0; !groups->Item(index, type, name); ++index) {
+        platform::ObjectId id;
+        DWORD state = 0;
+        std::wstring owner;
+        if (service.Find(platform::ObjectKind::Group, name, id) || service.GroupState(id, state, owner)) continue;
+        if (state == ClusterGroupOnline || state == ClusterGroupPartialOnline) online.push_back(ToUtf8(name));
+    }
+    return online;
+}
+
+// A cluster that cannot be opened can still be deleted: its name is known.
+void DeleteCluster(Context& context, const std::string& name, bool isForced) {
+    const std::wstring wide = FromUtf8(name);
+    bool isKnown = false;
+    for (const std::wstring& known : platform::ClusterDirectory::Names())
+        isKnown |= platform::EqualIgnoringCase(known, wide);
+    if (!isKnown)
+        throw CommandError(ExitCode::NoSuchObject,
+                           "There is no cluster named \"" + name + "\". See: ostra cluster list");
+    context.options.cluster = name;
+    std::shared_ptr<platform::ClusterService> service;
+    if (!platform::ClusterDirectory::Resolve(wide, service)) {
+        const std::vector<std::string> online = OnlineGroups(*service);
+        if (!online.empty() && !isForced)
+            throw CommandError(ExitCode::Refused, "Cluster " + name + " has groups online (" + TextOf(Json(online)) +
+                                                      "). Take them offline first, or use --force.");
+    }
+    service.reset();
+    if (!context.Confirm("Delete cluster " + name + " with all it holds?"))
+        throw CommandError(ExitCode::Refused, "Cluster " + name + " was not deleted. Confirm with --yes.");
+    if (const DWORD code = context.DeleteCluster(wide)) throw Refusal("Cluster " + name + " was not deleted", code);
+    if (!context.options.isRehearsal) ListClusters(context);
+}
+
+void AddCreate(CLI::App& family, Run& run) {
+    const auto wish = std::make_shared<NewCluster>();
+    CLI::App* command =
+        AddCommand(family, run, "create", "Creates a cluster of the embedded engine",
+                   {"cluster create east",
+                    "cluster create lab --node A --node B --network \"LAN=192.168.7.0/24,role=3\" --disk E:=1A2B3C4D"},
+                   Effect::Changes, [wish](Context& context) { CreateCluster(context, *wish); });
+    command->add_option("NAME", wish->name)->required();
+    command->add_option("--node", wish->nodes, "A node (default: N1 and N2)")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    command->add_option("--network", wish->networks, "A network (default: a client and an internal one)")
+        ->type_name("NAME=ADDRESS/PREFIX[,role=0..3]")
+        ->allow_extra_args(false);
+    command->add_option("--disk", wish->disks, "A shared disk (default: E: and F:)")
+        ->type_name("DRIVE=SIGNATURE[,label=TEXT][,serial=HEX]")
+        ->allow_extra_args(false);
+}
+
+void AddDelete(CLI::App& family, Run& run) {
+    const auto name = std::make_shared<std::string>();
+    const auto isForced = std::make_shared<bool>(false);
+    CLI::App* command = AddCommand(family, run, "delete", "Deletes a cluster with all it holds",
+                                   {"cluster delete lab", "cluster delete lab --yes --force"}, Effect::Changes,
+                                   [name, isForced](Context& context) { DeleteCluster(context, *name, *isForced); });
+    command->add_option("NAME", *name)->required();
+    command->add_flag("--yes", run.context.options.isConfirmed, "Do not ask");
+    command->add_flag("--force", *isForced, "Also while groups are online");
+}
+
+}  // namespace
+
+void AddClusterCommands(CLI::App& app, Run& run) {
+    CLI::App* family = AddFamily(app, "cluster", "The clusters that this machine knows");
+    AddCreate(*family, run);
+    AddCommand(*family, run, "list", "Lists the clusters", {"cluster list", "cluster list --json"}, Effect::Reads,
+               ListClusters);
+    AddDelete(*family, run);
+}
+
+}  // namespace programs

@@ -1,0 +1,164 @@
+#include <programs/ostra/Command.h>
+
+#include <ostra/version.h>
+#include <platform/base/output.h>
+#include <platform/base/text.h>
+#include <platform/cluster/ClusterAdministration.h>
+#include <platform/system/message_box.h>
+#include <programs/support/Rehearsal.h>
+
+#include <algorithm>
+
+namespace programs {
+
+namespace {
+
+/// The library's own lines: to standard error with --trace, otherwise nowhere.
+class TraceSink final : public platform::OutputSink {
+public:
+    explicit TraceSink(Context& context) : _context(context), _before(platform::SetOutputSink(this)) {}
+    TraceSink(const TraceSink&) = delete;
+    TraceSink& operator=(const TraceSink&) = delete;
+    ~TraceSink() override { platform::SetOutputSink(_before); }
+    void Write(std::wstring_view text) override {
+        if (_context.options.isTraced) _context.Channels().err << platform::ToUtf8(text);
+    }
+
+private:
+    Context& _context;
+    platform::OutputSink* _before;
+};
+
+/// What a windowing layer would show in a box.
+class BoxesAsWarnings final : public platform::MessageBoxHandler {
+public:
+    explicit BoxesAsWarnings(Context& context) : _context(context), _before(platform::SetMessageBoxHandler(this)) {}
+    BoxesAsWarnings(const BoxesAsWarnings&) = delete;
+    BoxesAsWarnings& operator=(const BoxesAsWarnings&) = delete;
+    ~BoxesAsWarnings() override { platform::SetMessageBoxHandler(_before); }
+    int Show(const std::wstring& text, const std::wstring&, UINT) override {
+        _context.Warn(platform::ToUtf8(text));
+        return 1;
+    }
+
+private:
+    Context& _context;
+    platform::MessageBoxHandler* _before;
+};
+
+void AddGlobalOptions(CLI::App& app, Context& context) {
+    app.add_option("--cluster", context.options.cluster,
+                   "The cluster to work on (default: OSTRA_CLUSTER, or the only one)")
+        ->type_name("NAME");
+    app.add_flag("--json", context.options.isJson, "Write one JSON document to standard output");
+    app.add_flag("--trace", context.options.isTraced, "Show the library's own lines on standard error");
+    app.set_version_flag("--version", std::string("ostra ") + OSTRA_VERSION);
+}
+
+void AddCommands(CLI::App& app, Run& run) {
+    AddClusterCommands(app, run);
+    AddStatusCommands(app, run);
+    AddNodeCommands(app, run);
+    AddGroupCommands(app, run);
+    AddResourceCommands(app, run);
+    AddTypeCommands(app, run);
+    AddDiskCommands(app, run);
+    AddRegistryCommands(app, run);
+    AddDebugCommands(app, run);
+    AddEventCommands(app, run);
+    AddChangeCommands(app, run);
+    AddSimulateCommands(app, run);
+    AddHelpCommands(app, run);
+}
+
+void ReportError(const Streams& streams, bool isJson, const std::string& text) {
+    if (isJson)
+        streams.err << Json{{"error", text}}.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+    else
+        TextWriter(streams.err, false).Line("ostra: " + text);
+}
+
+std::wstring Joined(const std::vector<std::string>& arguments) {
+    std::string line = "ostra";
+    for (const std::string& argument : arguments)
+        line += argument.find(' ') == std::string::npos ? " " + argument : " \"" + argument + "\"";
+    return platform::FromUtf8(line);
+}
+
+int Usage(const CLI::App& app, const CLI::ParseError& problem, const Streams& streams, bool isJson) {
+    if (problem.get_exit_code() == 0) return app.exit(problem, streams.out, streams.err);
+    ReportError(streams, isJson,
+                std::string(problem.what()) + (isJson ? "" : "\nRun with --help for more information."));
+    return static_cast<int>(ExitCode::Usage);
+}
+
+}  // namespace
+
+CLI::App* AddFamily(CLI::App& parent, const std::string& name, const std::string& description) {
+    CLI::App* family = parent.add_subcommand(name, description);
+    family->require_subcommand(1);
+    return family;
+}
+
+CLI::App* AddCommand(CLI::App& parent, Run& run, const std::string& name, const std::string& description,
+                     const std::vector<std::string>& examples, Effect effect, std::function<void(Context&)> action) {
+    CLI::App* command = parent.add_subcommand(name, description);
+    std::string footer = "Examples:";
+    for (const std::string& example : examples) footer += "\n  ostra " + example;
+    command->footer(footer);
+    if (effect == Effect::Changes)
+        command->add_flag("--dry-run", run.context.options.isRehearsal, "Show what would change, and change nothing");
+    command->callback([&run, action = std::move(action)] { run.action = [&run, action] { action(run.context); }; });
+    return command;
+}
+
+CLI::App* AddNamedCommand(CLI::App& parent, Run& run, const std::string& name, const std::string& argument,
+                          const std::string& description, const std::vector<std::string>& examples, Effect effect,
+                          std::function<void(Context&, const std::string&)> action) {
+    const auto value = std::make_shared<std::string>();
+    CLI::App* command = AddCommand(parent, run, name, description, examples, effect,
+                                   [value, action = std::move(action)](Context& context) { action(context, *value); });
+    command->add_option(argument, *value)->required();
+    return command;
+}
+
+void AddWait(CLI::App& command, Context& context) {
+    command.add_option("--wait", context.options.waitSeconds, "Seconds to wait until the state has settled")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0, 86'400));
+}
+
+int RunOstra(const std::vector<std::string>& arguments, const Streams& streams) {
+    Context context(streams);
+    const TraceSink trace(context);
+    const BoxesAsWarnings boxes(context);
+    Run run{context, {}};
+    const bool isJson = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+
+    CLI::App app("Administration of high-availability clusters", "ostra");
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.footer("Exit codes: ostra help exit-codes");
+    AddGlobalOptions(app, context);
+    AddCommands(app, run);
+    try {
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        platform::SetChangeCommand(Joined(arguments));
+        if (context.options.isRehearsal)
+            Rehearse(context, run.action);
+        else
+            run.action();
+        streams.out.flush();
+        return static_cast<int>(ExitCode::Done);
+    } catch (const CLI::ParseError& problem) {
+        return Usage(app, problem, streams, isJson);
+    } catch (const CommandError& problem) {
+        ReportError(streams, isJson, problem.what());
+        return static_cast<int>(problem.Code());
+    } catch (const std::exception& problem) {
+        ReportError(streams, isJson, std::string("unexpected failure: ") + problem.what());
+        return static_cast<int>(ExitCode::Refused);
+    }
+}
+
+}  // namespace programs

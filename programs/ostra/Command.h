@@ -1,0 +1,55 @@
+#pragma once
+
+#include <programs/support/Context.h>
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace programs {
+
+/// The command that the command line chose, to be run when all of it has been read.
+struct Run {
+    Context& context;
+    std::function<void()> action;
+};
+
+/// Whether a command changes something: then it can be rehearsed with --dry-run.
+enum class Effect { Reads, Changes };
+
+/// A family of commands, such as "node".
+CLI::App* AddFamily(CLI::App& parent, const std::string& name, const std::string& description);
+
+/// A command with its examples (one a line, without "ostra").
+CLI::App* AddCommand(CLI::App& parent, Run& run, const std::string& name, const std::string& description,
+                     const std::vector<std::string>& examples, Effect effect, std::function<void(Context&)> action);
+
+/// A command whose only argument is a name.
+CLI::App* AddNamedCommand(CLI::App& parent, Run& run, const std::string& name, const std::string& argument,
+                          const std::string& description, const std::vector<std::string>& examples, Effect effect,
+                          std::function<void(Context&, const std::string&)> action);
+
+/// --wait, for actions whose effect can lag.
+void AddWait(CLI::App& command, Context& context);
+
+// The families, each in a source of its own.
+void AddClusterCommands(CLI::App& app, Run& run);
+void AddStatusCommands(CLI::App& app, Run& run);
+void AddNodeCommands(CLI::App& app, Run& run);
+void AddGroupCommands(CLI::App& app, Run& run);
+void AddResourceCommands(CLI::App& app, Run& run);
+void AddTypeCommands(CLI::App& app, Run& run);
+void AddDiskCommands(CLI::App& app, Run& run);
+void AddRegistryCommands(CLI::App& app, Run& run);
+void AddDebugCommands(CLI::App& app, Run& run);
+void AddEventCommands(CLI::App& app, Run& run);
+void AddChangeCommands(CLI::App& app, Run& run);
+void AddSimulateCommands(CLI::App& app, Run& run);
+void AddHelpCommands(CLI::App& app, Run& run);
+
+/// Runs `ostra` with these arguments (without the program's name) and returns its exit code. Never throws.
+int RunOstra(const std::vector<std::string>& arguments, const Streams& streams);
+
+}  // namespace programs

@@ -1,0 +1,67 @@
+#include <ostra/foundation/OstraDebug.h>
+#include <platform/base/state_directory.h>
+#include <platform/base/text.h>
+#include <platform/system/registry.h>
+#include <programs/ostra/Command.h>
+#include <programs/support/KeyTree.h>
+
+#include <charconv>
+
+namespace programs {
+
+namespace {
+
+constexpr const wchar_t* debugKey = LR"(HKEY_LOCAL_MACHINE\Software\Norvane\Ostra\OstraDebug)";
+
+constexpr const char* components[] = {"mod0", "ostra", "mod2", "mod3", "mod4", "mod5",
+                                      "mod6", "mod7",  "mod8", "mod9", "mod10"};
+
+void ShowMask(Context& context) {
+    Json enabled = Json::array();
+    for (const char* component : components)
+        if (OstraDebug::IsDebugEnabled(platform::FromUtf8(component))) enabled.push_back(component);
+    const std::unique_ptr<KeyTree> registry = LocalRegistry();
+    KeyValue mask;
+    mask.name = L"DebugMask";
+    HKEY key = nullptr;
+    bool isSet = false;
+    if (!registry->Open(debugKey, KEY_READ, key)) {
+        isSet = !registry->Query(key, mask);
+        registry->Close(key);
+    }
+    context.PrintRecord(
+        {{"mask", isSet ? ValueText(mask) : "0"}, {"enabled", enabled}, {"logs", platform::StateDirectory() + "/log"}});
+}
+
+void SetMask(Context& context, const std::string& text) {
+    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const char* begin = text.data() + (isHexadecimal ? 2 : 0);
+    const char* end = text.data() + text.size();
+    DWORD mask = 0;
+    const auto [stop, problem] = std::from_chars(begin, end, mask, isHexadecimal ? 16 : 10);
+    if (begin == end || problem != std::errc() || stop != end)
+        throw CommandError(ExitCode::Usage,
+                           "\"" + text + "\" is no mask: give a number such as 2 or 0x2; bit 1 is the library");
+    const std::unique_ptr<KeyTree> registry = LocalRegistry();
+    const KeyValue value = ParseKeyValue("DebugMask=REG_DWORD:" + std::to_string(mask));
+    HKEY key = nullptr;
+    DWORD code = registry->Create(debugKey, key);
+    if (!code) {
+        code = registry->Set(key, value);
+        registry->Close(key);
+    }
+    if (code) throw Refusal("The mask was not written", code);
+    ShowMask(context);
+}
+
+}  // namespace
+
+void AddDebugCommands(CLI::App& app, Run& run) {
+    CLI::App* family = AddFamily(app, "debug", "Which programs write a debug log");
+    AddCommand(*family, run, "show", "Shows the debug mask and where the logs lie", {"debug show"}, Effect::Reads,
+               ShowMask);
+    AddNamedCommand(*family, run, "set", "MASK", "Sets the debug mask: bit 1 is the library itself",
+                    {"debug set 0x2", "debug set 0"}, Effect::Changes, SetMask);
+}
+
+}  // namespace programs

@@ -1,0 +1,307 @@
+#include <ostra/cluster/PredefinedResourceTypes.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
+#include <platform/base/text.h>
+#include <platform/cluster/cluster_api.h>
+#include <platform/cluster/control_codes.h>
+#include <programs/ostra/Command.h>
+#include <programs/support/Objects.h>
+
+#include <algorithm>
+
+namespace error = platform::error;
+using platform::FromUtf8;
+using platform::ToUtf8;
+
+namespace programs {
+
+namespace {
+
+const std::vector<Column> columns{
+    {"name", "NAME"}, {"group", "GROUP"}, {"type", "TYPE"}, {"state", "STATE"}, {"text", "TEXT"}};
+
+Json Row(Resource& resource) {
+    const Json summary = Summary(resource);
+    return {{"name", summary["name"]},
+            {"group", ToUtf8(resource.ParentName())},
+            {"type", summary["type"]},
+            {"state", summary["state"]},
+            {"text", summary["text"]}};
+}
+
+void ListResources(Context& context, const std::string& groupName) {
+    Json rows = Json::array();
+    const std::vector<Group*> groups =
+        groupName.empty() ? GroupsOf(context) : std::vector<Group*>{&FindGroup(context, groupName)};
+    for (Group* group : groups)
+        for (Resource* resource : ResourcesOf(*group)) rows.push_back(Row(*resource));
+    context.PrintList(columns, rows);
+}
+
+void PrintResource(Context& context, Resource& resource) {
+    Json record = Row(resource);
+    record["dependsOn"] = ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_DEPENDS));
+    record["neededBy"] = ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_PROVIDES));
+    record["possibleOwners"] = ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES));
+    resource.Discover(1);
+    record["properties"] = ToJson(*resource.CommonAttributes());
+    record["parameters"] = ToJson(*resource.PrivateAttributes());
+    context.PrintRecord(record);
+}
+
+void ShowResource(Context& context, const std::string& name) {
+    PrintResource(context, FindResource(context, name));
+}
+
+struct Setting {
+    std::wstring name;
+    std::wstring type;
+    std::wstring value;
+    std::wstring text;  ///< as given
+};
+
+// Property lists carry texts and numbers, and nothing else.
+Setting ParseSetting(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    const std::size_t colon = equals == std::string::npos ? equals : text.find(':', equals);
+    if (colon == std::string::npos || equals == 0)
+        throw CommandError(ExitCode::Usage,
+                           "\"" + text + "\" is no setting: write NAME=TYPE:VALUE, as in Address=REG_SZ:10.0.1.20");
+    const std::string type = text.substr(equals + 1, colon - equals - 1);
+    const std::string value = text.substr(colon + 1);
+    if (type != "REG_SZ" && type != "REG_DWORD")
+        throw CommandError(ExitCode::Usage, "\"" + type + "\" is no type of property: use REG_SZ or REG_DWORD");
+    const bool isNumber = !value.empty() && value.size() <= 10 &&
+                          value.find_first_not_of("0123456789") == std::string::npos &&
+                          std::stoull(value) <= 0xFFFFFFFF;
+    if (type == "REG_DWORD" && !isNumber)
+        throw CommandError(ExitCode::Usage, "\"" + value + "\" is no number from 0 to 4294967295");
+    return {FromUtf8(text.substr(0, equals)), FromUtf8(type), FromUtf8(value), FromUtf8(text)};
+}
+
+std::vector<Setting> ParseSettings(const std::vector<std::string>& texts) {
+    std::vector<Setting> settings;
+    for (const std::string& text : texts) settings.push_back(ParseSetting(text));
+    return settings;
+}
+
+bool IsStored(const Setting& setting, const StringMap& attributes) {
+    const auto found = attributes.find(setting.name);
+    if (found == attributes.end()) return false;
+    if (setting.type == L"REG_SZ") return found->second == setting.value;
+    return platform::ParseDecimal(found->second) == platform::ParseDecimal(setting.value);
+}
+
+// Reads back what a write has left behind: the library counts lists that were sent, not values that arrived.
+void CheckStored(Resource& resource, const std::vector<Setting>& settings, DWORD cause) {
+    resource.Discover(1);
+    for (const Setting& setting : settings)
+        if (!IsStored(setting, *resource.PrivateAttributes()) && !IsStored(setting, *resource.CommonAttributes()))
+            throw Refusal("Resource " + ToUtf8(resource.Name()) + ": \"" + ToUtf8(setting.text) + "\" was not stored",
+                          cause ? cause : DWORD{error::InvalidParameter});
+}
+
+void SetProperties(Context& context, const std::string& name, const std::vector<std::string>& texts) {
+    const std::vector<Setting> settings = ParseSettings(texts);
+    Resource& resource = FindResource(context, name);
+    resource.Discover(1);
+    StringArray common;
+    StringArray parameters;
+    for (const Setting& setting : settings)
+        (resource.CommonAttributes()->contains(setting.name) ? common : parameters).push_back(setting.text);
+    SetLastError(0);
+    if (!common.empty()) resource.SetAttributes(&common, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
+    if (!parameters.empty()) resource.SetAttributes(&parameters, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
+    CheckStored(resource, settings, GetLastError());
+    PrintResource(context, resource);
+}
+
+void Depend(Context& context, const std::string& name, const std::vector<std::string>& others, bool isRemoved) {
+    Resource& resource = FindResource(context, name);
+    for (const std::string& otherName : others) {
+        Resource& other = FindResource(context, otherName);
+        SetLastError(0);
+        const DWORD code = isRemoved ? RemoveClusterResourceDependency(resource.Handle(), other.Handle())
+                           : resource.MakeItDependOn(&other) ? DWORD{error::Success}
+                                                             : GetLastError();
+        if (code)
+            throw Refusal(
+                "Resource " + name + (isRemoved ? " still depends on " : " was not made to depend on ") + otherName,
+                code);
+    }
+    PrintResource(context, resource);
+}
+
+void SetOwners(Context& context, const std::string& name, const std::vector<std::string>& owners) {
+    Resource& resource = FindResource(context, name);
+    if (!owners.empty()) {
+        StringArray wanted;
+        for (const std::string& owner : owners) wanted.push_back(FindNode(context, owner).Name());
+        const StringArray present = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
+        StringArray added;
+        for (const std::wstring& node : wanted)
+            if (std::find(present.begin(), present.end(), node) == present.end()) added.push_back(node);
+        SetLastError(0);
+        resource.SetPossibleOwners(&added);
+        for (const std::wstring& node : present) {
+            if (std::find(wanted.begin(), wanted.end(), node) != wanted.end()) continue;
+            Node& former = FindNode(context, ToUtf8(node));
+            if (former.Open()) RemoveClusterResourceNode(resource.Handle(), former.Handle());
+        }
+        const DWORD cause = GetLastError();
+        StringArray after = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
+        std::sort(after.begin(), after.end());
+        std::sort(wanted.begin(), wanted.end());
+        if (after != wanted) throw Refusal("The possible owners of resource " + name + " were not set", cause);
+    }
+    context.PrintRecord({{"name", ToUtf8(resource.Name())},
+                         {"possibleOwners", ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES))}});
+}
+
+struct NewResource {
+    std::string name;
+    std::string group;
+    std::string type;
+    std::vector<std::string> settings;
+    std::vector<std::string> dependencies;
+};
+
+void CreateResource(Context& context, const NewResource& wish) {
+    const std::vector<Setting> settings = ParseSettings(wish.settings);
+    OstraDLL::Cluster& cluster = context.Cluster();
+    Group& group = FindGroup(context, wish.group);
+    if (!group.Open()) throw Refusal("Group " + wish.group, GetLastError());
+    for (const std::string& dependency : wish.dependencies) FindResource(context, dependency);
+
+    const std::unique_ptr<ResourceType> type =
+        MakeResourceType(FromUtf8(wish.type), cluster.ClusterHandle(), cluster.Name());
+    StringArray parameters;
+    for (const Setting& setting : settings) parameters.push_back(setting.text);
+    SetLastError(0);
+    Resource* resource = cluster.CreateResource(group.Name(), FromUtf8(wish.name), type.get(), &parameters);
+    const DWORD cause = GetLastError();
+    if (!resource || !resource->Handle())
+        throw Refusal("Resource " + wish.name + " was not created", cause ? cause : DWORD{error::GeneralFailure});
+    CheckStored(*resource, settings, cause);
+    if (!wish.dependencies.empty()) return Depend(context, wish.name, wish.dependencies, false);
+    PrintResource(context, *resource);
+}
+
+void ReportResource(Context& context, Resource& resource, DWORD wanted, const char* done, DWORD cause) {
+    const std::string name = ToUtf8(resource.Name());
+    if (context.WaitUntil([&] { return StateOf(resource) == wanted; })) return context.PrintRecord(Row(resource));
+    const DWORD state = StateOf(resource);
+    const std::string text = TextOf(Row(resource)["text"]);
+    if (state >= ClusterResourcePending && state != ClusterStateUnknown)
+        throw CommandError(ExitCode::NotSettled,
+                           "Resource " + name + " has not settled: " + text + " Wait longer with --wait SECONDS.");
+    throw Refusal("Resource " + name + " is not " + done + " (" + text + ")", cause);
+}
+
+void BringOnline(Context& context, const std::string& name) {
+    Resource& resource = FindResource(context, name);
+    context.SetProgress("Bringing " + name + " online, which takes some seconds");
+    SetLastError(0);
+    resource.BringOnLine();
+    const DWORD cause = GetLastError();
+    context.SetProgress("");
+    ReportResource(context, resource, ClusterResourceOnline, "online", cause);
+}
+
+void TakeOffline(Context& context, const std::string& name) {
+    Resource& resource = FindResource(context, name);
+    SetLastError(0);
+    resource.BringOffLine();
+    ReportResource(context, resource, ClusterResourceOffline, "offline", GetLastError());
+}
+
+void DeleteResource(Context& context, const std::string& name) {
+    const std::wstring exact = FindResource(context, name).Name();
+    const platform::ObjectId id = IdOf(context, platform::ObjectKind::Resource, exact);
+    if (const DWORD code = context.Administration().DeleteResource(id))
+        throw CommandError(ExitCodeOf(code), "Resource " + name + " was not deleted: " + CauseText(code) +
+                                                 " It must be offline, and nothing may depend on it.");
+    context.ForgetCluster();
+    ListResources(context, "");
+}
+
+void AddCreate(CLI::App& family, Run& run) {
+    const auto wish = std::make_shared<NewResource>();
+    CLI::App* command = AddCommand(
+        family, run, "create", "Creates a resource, offline, with its type's default parameters and the given ones",
+        {"resource create \"Disk E:\" --group Files --type \"Physical Disk\" --set \"Signature=REG_DWORD:439041101\"",
+         "resource create Share --group Files --type \"File Share\" --set \"ShareName=REG_SZ:public\" --depends \"Disk "
+         "E:\""},
+        Effect::Changes, [wish](Context& context) { CreateResource(context, *wish); });
+    command->add_option("NAME", wish->name)->required();
+    command->add_option("--group", wish->group, "The group that gets it")->required()->type_name("GROUP");
+    command->add_option("--type", wish->type, "Its type, as in ostra type list")->required()->type_name("TYPE");
+    command->add_option("--set", wish->settings, "A parameter")->type_name("NAME=TYPE:VALUE")->allow_extra_args(false);
+    command->add_option("--depends", wish->dependencies, "A resource of the group that it needs")
+        ->type_name("RESOURCE")
+        ->allow_extra_args(false);
+}
+
+void AddSet(CLI::App& family, Run& run) {
+    const auto name = std::make_shared<std::string>();
+    const auto settings = std::make_shared<std::vector<std::string>>();
+    CLI::App* command =
+        AddCommand(family, run, "set", "Sets properties and parameters",
+                   {"resource set Share \"MaxUsers=REG_DWORD:20\" \"Description=REG_SZ:public files\""},
+                   Effect::Changes, [name, settings](Context& context) { SetProperties(context, *name, *settings); });
+    command->add_option("NAME", *name)->required();
+    command->add_option("SETTING", *settings, "NAME=TYPE:VALUE, the type REG_SZ or REG_DWORD")->required();
+}
+
+void AddDepend(CLI::App& family, Run& run) {
+    struct Arguments {
+        std::string name;
+        std::vector<std::string> others;
+        bool isRemoved = false;
+    };
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = AddCommand(
+        family, run, "depend", "Makes a resource depend on others of its group",
+        {"resource depend Share \"Disk E:\"", "resource depend Share \"Disk E:\" --remove"}, Effect::Changes,
+        [arguments](Context& context) { Depend(context, arguments->name, arguments->others, arguments->isRemoved); });
+    command->add_option("NAME", arguments->name)->required();
+    command->add_option("ON", arguments->others)->required();
+    command->add_flag("--remove", arguments->isRemoved, "End the dependency instead");
+}
+
+void AddOwners(CLI::App& family, Run& run) {
+    const auto name = std::make_shared<std::string>();
+    const auto owners = std::make_shared<std::vector<std::string>>();
+    CLI::App* command = AddCommand(family, run, "owners", "Shows or replaces the possible owners",
+                                   {"resource owners Share", "resource owners Share N1 N2"}, Effect::Changes,
+                                   [name, owners](Context& context) { SetOwners(context, *name, *owners); });
+    command->add_option("NAME", *name)->required();
+    command->add_option("NODE", *owners);
+}
+
+}  // namespace
+
+void AddResourceCommands(CLI::App& app, Run& run) {
+    CLI::App* family = AddFamily(app, "resource", "Disks, addresses, names, shares and services");
+    const auto group = std::make_shared<std::string>();
+    AddCommand(*family, run, "list", "Lists the resources", {"resource list", "resource list --group Files --json"},
+               Effect::Reads, [group](Context& context) { ListResources(context, *group); })
+        ->add_option("--group", *group, "Only those of one group")
+        ->type_name("GROUP");
+    AddNamedCommand(*family, run, "show", "NAME", "Shows a resource with all that is known of it",
+                    {"resource show Share"}, Effect::Reads, ShowResource);
+    AddCreate(*family, run);
+    AddWait(*AddNamedCommand(*family, run, "online", "NAME", "Brings a resource online, and what it needs",
+                             {"resource online Share"}, Effect::Changes, BringOnline),
+            run.context);
+    AddWait(*AddNamedCommand(*family, run, "offline", "NAME", "Takes a resource offline, and what needs it",
+                             {"resource offline Share"}, Effect::Changes, TakeOffline),
+            run.context);
+    AddSet(*family, run);
+    AddDepend(*family, run);
+    AddOwners(*family, run);
+    AddNamedCommand(*family, run, "delete", "NAME", "Deletes a resource that is offline and that nothing needs",
+                    {"resource delete Share"}, Effect::Changes, DeleteResource);
+}
+
+}  // namespace programs

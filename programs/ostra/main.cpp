@@ -1,0 +1,16 @@
+#include <programs/ostra/Command.h>
+
+#include <unistd.h>
+
+#include <iostream>
+
+int main(int argc, char** argv) {
+    using namespace programs;
+    const Streams streams{std::cin,
+                          std::cout,
+                          std::cerr,
+                          IsTerminal(STDIN_FILENO) && IsTerminal(STDERR_FILENO),
+                          ColoursAreWelcome(STDOUT_FILENO),
+                          IsTerminal(STDERR_FILENO)};
+    return RunOstra(std::vector<std::string>(argv + 1, argv + argc), streams);
+}

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <ostra/cluster/Cluster.h>
+#include <platform/cluster/ClusterAdministration.h>
+#include <platform/cluster/ClusterService.h>
+#include <programs/support/ExitCode.h>
+#include <programs/support/Output.h>
+
+#include <functional>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace programs {
+
+/// Where a run of a program reads and writes; tests hand in streams of their own.
+struct Streams {
+    std::istream& in;
+    std::ostream& out;
+    std::ostream& err;
+    bool isInteractive = false;  ///< someone can answer questions
+    bool outIsColoured = false;
+    bool errIsTerminal = false;  ///< progress lines are welcome
+};
+
+/// What every command can be told.
+struct Options {
+    std::string cluster;  ///< empty: the one that OSTRA_CLUSTER names, or the only one
+    bool isJson = false;
+    bool isTraced = false;
+    bool isRehearsal = false;
+    bool isConfirmed = false;
+    int waitSeconds = 0;
+};
+
+/// One run of a command: its options, its streams and the cluster it works on.
+class Context {
+public:
+    explicit Context(const Streams& streams);
+    ~Context();
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    Options options;
+
+    /// The cluster's name as it will be opened; ends the command when there is none or no telling which.
+    std::wstring ClusterName();
+    /// The service behind the cluster's name.
+    platform::ClusterService& Service();
+    /// The engine's own side; ends the command when the engine has none.
+    platform::ClusterAdministration& Administration();
+    /// The object model, opened and discovered on first use. Status texts show as progress meanwhile.
+    OstraDLL::Cluster& Cluster();
+    /// Discovers anew: the object model is read again on the next use.
+    void ForgetCluster();
+
+    /// Makes a cluster of the embedded engine, or deletes one; in a rehearsal, for this process only.
+    DWORD CreateCluster(const std::wstring& name, std::shared_ptr<platform::ClusterService>& service);
+    DWORD DeleteCluster(const std::wstring& name);
+    bool IsClusterDeleted() const { return _isDeleted; }
+
+    /// Writes a list: a table for people, an array of objects for programs.
+    void PrintList(const std::vector<Column>& columns, const Json& rows);
+    /// Writes one object.
+    void PrintRecord(const Json& record);
+    /// A line for people only; nothing with --json.
+    void Say(const std::string& text, Tone tone = Tone::Plain);
+    /// The document of a --json run, when a command writes text by itself otherwise.
+    void PrintJson(const Json& document);
+    /// One object of a stream that goes on: a line of its own, written at once.
+    void PrintJsonLine(const Json& document);
+    TextWriter Text() { return TextWriter(*_out, _streams.outIsColoured); }
+    void Warn(const std::string& text);
+
+    /// Asks a question that yes or no answers; without a terminal the answer is no. --yes answers yes.
+    bool Confirm(const std::string& question);
+
+    /// Waits until `isSettled` or until the time given by --wait is over; false when it is over.
+    bool WaitUntil(const std::function<bool()>& isSettled);
+
+    const Streams& Channels() const { return _streams; }
+    /// Where the command's own output goes from now on, until the next call; null is the stream it began with.
+    void Redirect(std::ostream* out) { _out = out ? out : &_streams.out; }
+    void SetProgress(const std::string& text);
+
+private:
+    class ProgressLine;
+    Streams _streams;
+    std::ostream* _out;
+    std::unique_ptr<ProgressLine> _progress;
+    std::shared_ptr<platform::ClusterService> _service;
+    std::unique_ptr<OstraDLL::Cluster> _cluster;
+    std::wstring _rehearsedName;  // a cluster made for a rehearsal only
+    bool _isDeleted = false;
+};
+
+}  // namespace programs

@@ -1,0 +1,48 @@
+#include <programs/support/ExitCode.h>
+
+#include <platform/base/error_codes.h>
+#include <platform/base/text.h>
+#include <platform/system/messages.h>
+
+namespace error = platform::error;
+
+namespace programs {
+
+ExitCode ExitCodeOf(DWORD code) {
+    switch (code) {
+        case error::Success: return ExitCode::Done;
+        case error::FileNotFound:
+        case error::KeyDeleted:
+        case error::ClusterNodeNotFound:
+        case error::GroupNotFound:
+        case error::ResourceNotFound:
+        case error::ClusterNetworkNotFound:
+        case error::ClusterNetInterfaceNotFound:
+        case error::ResourceTypeNotFound: return ExitCode::NoSuchObject;
+        case error::AlreadyExists:
+        case error::FileExists:
+        case error::ObjectAlreadyExists:
+        case error::ClusterNodeExists:
+        case error::ClusterNetworkExists: return ExitCode::AlreadyExists;
+        case error::IoPending: return ExitCode::NotSettled;
+        case error::BadNetworkPath:
+        case error::FileCorrupt:
+        case error::BadDatabase:
+        case error::CannotOpenDatabase: return ExitCode::Unreachable;
+        default: return ExitCode::Refused;
+    }
+}
+
+std::string CauseText(DWORD code) {
+    std::wstring text;
+    platform::MessageText(nullptr, code, text);
+    while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r')) text.pop_back();
+    const std::string number = "code " + std::to_string(code);
+    return text.empty() ? number : platform::ToUtf8(text) + " (" + number + ")";
+}
+
+CommandError Refusal(const std::string& what, DWORD code) {
+    return CommandError(ExitCodeOf(code), what + ": " + CauseText(code));
+}
+
+}  // namespace programs

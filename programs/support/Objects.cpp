@@ -1,0 +1,150 @@
+#include <programs/support/Objects.h>
+
+#include <platform/base/error_codes.h>
+#include <platform/base/text.h>
+#include <platform/cluster/cluster_api.h>
+
+#include <algorithm>
+#include <array>
+
+namespace error = platform::error;
+using platform::ToUtf8;
+
+namespace programs {
+
+namespace {
+
+template <typename Object>
+std::vector<Object*> MembersIn(ClusterComponents* components) {
+    std::vector<Object*> members;
+    if (!components) return members;
+    for (const auto& [name, object] : *components)
+        if (auto* member = static_cast<Object*>(object)) members.push_back(member);
+    return members;
+}
+
+template <typename Object>
+Object& FindIn(const std::vector<Object*>& objects, const char* kind, const std::string& name) {
+    const std::wstring wanted = platform::FromUtf8(name);
+    Object* found = nullptr;
+    int alike = 0;
+    std::string known;
+    for (Object* object : objects) {
+        if (object->Name() == wanted) return *object;
+        if (platform::EqualIgnoringCase(object->Name(), wanted)) {
+            found = object;
+            ++alike;
+        }
+        known += (known.empty() ? "" : ", ") + ToUtf8(object->Name());
+    }
+    if (alike == 1) return *found;
+    throw CommandError(ExitCode::NoSuchObject, std::string("There is no ") + kind + " named \"" + name + "\". " +
+                                                   (known.empty() ? "There are none." : "Known: " + known));
+}
+
+Json StateAndText(DWORD state, const std::wstring& text) {
+    return {{"state", static_cast<std::int32_t>(state)}, {"text", text.empty() ? "State is unknown." : ToUtf8(text)}};
+}
+
+template <typename Enumeration, typename Next, typename Close>
+StringArray Names(Enumeration enumeration, const Next& next, const Close& close) {
+    StringArray names;
+    if (!enumeration) return names;
+    std::array<wchar_t, 1024> name{};
+    for (DWORD index = 0;; ++index) {
+        DWORD type = 0;
+        auto size = static_cast<DWORD>(name.size());
+        const DWORD code = next(enumeration, index, &type, name.data(), &size);
+        if (code == error::NoMoreItems) break;
+        if (!code) names.emplace_back(name.data());
+    }
+    close(enumeration);
+    return names;
+}
+
+}  // namespace
+
+std::vector<Node*> NodesOf(Context& context) {
+    return MembersIn<Node>(context.Cluster().NodesPtr());
+}
+
+std::vector<Group*> GroupsOf(Context& context) {
+    return MembersIn<Group>(context.Cluster().GroupsPtr());
+}
+
+std::vector<Resource*> ResourcesOf(Group& group) {
+    return MembersIn<Resource>(group.ResourcesPtr());
+}
+
+Node& FindNode(Context& context, const std::string& name) {
+    return FindIn(NodesOf(context), "node", name);
+}
+
+Group& FindGroup(Context& context, const std::string& name) {
+    return FindIn(GroupsOf(context), "group", name);
+}
+
+Resource& FindResource(Context& context, const std::string& name) {
+    return FindIn(MembersIn<Resource>(context.Cluster().ResourcesPtr()), "resource", name);
+}
+
+Json Summary(Node& node) {
+    const std::wstring text = node.StatusString(0);
+    Json summary{{"name", ToUtf8(node.Name())}};
+    summary.update(StateAndText(StateOf(node), text));
+    return summary;
+}
+
+Json Summary(Group& group) {
+    const std::wstring text = group.StatusString(0);
+    Json summary{{"name", ToUtf8(group.Name())}, {"owner", ToUtf8(group.CurrentOwnerName())}};
+    summary.update(StateAndText(StateOf(group), text));
+    return summary;
+}
+
+Json Summary(Resource& resource) {
+    const std::wstring text = resource.StatusString(0);
+    Json summary{{"name", ToUtf8(resource.Name())}, {"type", ToUtf8(resource.Type())}};
+    summary.update(StateAndText(StateOf(resource), text));
+    return summary;
+}
+
+DWORD StateOf(Node& node) {
+    return GetClusterNodeState(node.Handle());
+}
+
+DWORD StateOf(Group& group) {
+    return GetClusterGroupState(group.Handle(), nullptr, nullptr);
+}
+
+DWORD StateOf(Resource& resource) {
+    return GetClusterResourceState(resource.Handle(), nullptr, nullptr, nullptr, nullptr);
+}
+
+StringArray MembersOf(HGROUP group, DWORD types) {
+    return Names(ClusterGroupOpenEnum(group, types), ClusterGroupEnum, ClusterGroupCloseEnum);
+}
+
+StringArray MembersOf(HRESOURCE resource, DWORD types) {
+    return Names(ClusterResourceOpenEnum(resource, types), ClusterResourceEnum, ClusterResourceCloseEnum);
+}
+
+Json ToJson(const StringMap& attributes) {
+    Json object = Json::object();
+    for (const auto& [name, value] : attributes) object[ToUtf8(name)] = ToUtf8(value);
+    return object;
+}
+
+Json ToJson(const StringArray& names) {
+    Json list = Json::array();
+    for (const std::wstring& name : names) list.push_back(ToUtf8(name));
+    return list;
+}
+
+platform::ObjectId IdOf(Context& context, platform::ObjectKind kind, const std::wstring& name) {
+    platform::ObjectId id;
+    if (const DWORD code = context.Service().Find(kind, name, id)) throw Refusal(ToUtf8(name), code);
+    return id;
+}
+
+}  // namespace programs

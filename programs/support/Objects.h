@@ -1,0 +1,45 @@
+#pragma once
+
+#include <ostra/cluster/Group.h>
+#include <ostra/cluster/Node.h>
+#include <ostra/cluster/Resource.h>
+#include <programs/support/Context.h>
+
+#include <string>
+#include <vector>
+
+namespace programs {
+
+// The cluster's objects in name order. They belong to the context's cluster.
+std::vector<Node*> NodesOf(Context& context);
+std::vector<Group*> GroupsOf(Context& context);
+std::vector<Resource*> ResourcesOf(Group& group);
+
+// The object of that name: exactly so, or but for case when just one is meant. Ends the command with the names that
+// there are.
+Node& FindNode(Context& context, const std::string& name);
+Group& FindGroup(Context& context, const std::string& name);
+Resource& FindResource(Context& context, const std::string& name);
+
+// What lists and status show of an object; the states are read now.
+Json Summary(Node& node);
+Json Summary(Group& group);
+Json Summary(Resource& resource);
+
+// The present numeric state, as the cluster API has it.
+DWORD StateOf(Node& node);
+DWORD StateOf(Group& group);
+DWORD StateOf(Resource& resource);
+
+/// The names that belong to an object: see the CLUSTER_..._ENUM_ bits.
+StringArray MembersOf(HGROUP group, DWORD types);
+StringArray MembersOf(HRESOURCE resource, DWORD types);
+
+/// A map of attributes as a JSON object.
+Json ToJson(const StringMap& attributes);
+Json ToJson(const StringArray& names);
+
+/// The id of an object by its handle's name, for what only the engine's own side offers.
+platform::ObjectId IdOf(Context& context, platform::ObjectKind kind, const std::wstring& name);
+
+}  // namespace programs

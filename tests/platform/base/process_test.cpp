@@ -1,0 +1,209 @@
+#include <platform/base/HandleTable.h>
+#include <platform/base/SharedHandle.h>
+#include <platform/base/output.h>
+#include <platform/base/state_directory.h>
+#include <platform/base/text.h>
+#include <tests/support/CapturedOutput.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+using namespace platform;
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Standard output, for as long as it lives, is the writing end of a pipe.
+class PipedStandardOutput {
+public:
+    PipedStandardOutput() {
+        EXPECT_EQ(0, pipe(_ends));
+        dup2(_ends[1], STDOUT_FILENO);
+        close(_ends[1]);
+    }
+    ~PipedStandardOutput() {
+        dup2(_before, STDOUT_FILENO);
+        close(_before);
+        CloseReader();
+    }
+
+    std::string Read() {
+        char buffer[256];
+        const ssize_t size = read(_ends[0], buffer, sizeof buffer);
+        return {buffer, static_cast<std::size_t>(size > 0 ? size : 0)};
+    }
+
+    void CloseReader() {
+        if (_ends[0] >= 0) close(_ends[0]);
+        _ends[0] = -1;
+    }
+
+private:
+    int _before = dup(STDOUT_FILENO);
+    int _ends[2] = {-1, -1};
+};
+
+TEST(Output, GoesToStandardOutputAsUtf8WithoutASink) {
+    PipedStandardOutput standardOutput;
+    WriteOutputLine(L"Größe €");
+    EXPECT_EQ(
+        "Gr\xC3\xB6\xC3\x9F"
+        "e \xE2\x82\xAC\n",
+        standardOutput.Read());
+    standardOutput.CloseReader();
+    WriteOutputLine(L"nobody reads this, and nobody dies of it");
+}
+
+TEST(Output, GoesToTheSinkAsItStands) {
+    tests::CapturedOutput outer;
+    {
+        tests::CapturedOutput inner;
+        WriteOutput(L"%d ");
+        WriteOutputLine(L"ä");
+        EXPECT_EQ(L"%d ä\n", inner.Text());
+    }
+    WriteOutput(L"after");
+    EXPECT_EQ(L"after", outer.Take());
+    EXPECT_EQ(L"", outer.Text());
+}
+
+class StateDirectories : public testing::Test {
+protected:
+    StateDirectories() {
+        std::string pattern = (fs::temp_directory_path() / "ostra-test-XXXXXX").string();
+        _root = mkdtemp(pattern.data());
+        for (const char* name : {"OSTRA_HOME", "XDG_STATE_HOME", "HOME"}) {
+            const char* value = std::getenv(name);
+            _before.emplace_back(name, value ? value : "");
+        }
+        Set("OSTRA_HOME", _root + "/deep/state");
+    }
+
+    ~StateDirectories() override {
+        for (const auto& [name, value] : _before) value.empty() ? unsetenv(name) : setenv(name, value.c_str(), 1);
+        fs::remove_all(_root);
+    }
+
+    static void Set(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
+
+    static mode_t ModeOf(const std::string& path) {
+        struct stat status = {};
+        return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+    }
+
+    std::string _root;
+
+private:
+    std::vector<std::pair<const char*, std::string>> _before;
+};
+
+TEST_F(StateDirectories, AreWhereTheEnvironmentSays) {
+    EXPECT_EQ(_root + "/deep/state", StateDirectory());
+    Set("OSTRA_HOME", _root + "/other//");
+    EXPECT_EQ(_root + "/other", StateDirectory());
+    Set("OSTRA_HOME", "near");
+    EXPECT_EQ((fs::current_path() / "near").string(), StateDirectory());
+    EXPECT_FALSE(fs::exists("near"));
+
+    Set("OSTRA_HOME", "");
+    Set("HOME", "/home/operator");
+    Set("XDG_STATE_HOME", "/states");
+    const bool isRoot = geteuid() == 0;
+    EXPECT_EQ(isRoot ? "/var/lib/ostra" : "/states/ostra", StateDirectory());
+    Set("XDG_STATE_HOME", "");
+    EXPECT_EQ(isRoot ? "/var/lib/ostra" : "/home/operator/.local/state/ostra", StateDirectory());
+}
+
+TEST_F(StateDirectories, AreMadeForTheirUserAlone) {
+    const mode_t before = umask(0);
+    EXPECT_EQ(_root + "/deep/state/clusters/One", EnsureStateDirectory("clusters/One"));
+    umask(before);
+    for (const char* level : {"/deep", "/deep/state", "/deep/state/clusters", "/deep/state/clusters/One"})
+        EXPECT_EQ(mode_t{0700}, ModeOf(_root + level)) << level;
+    EXPECT_EQ(_root + "/deep/state", EnsureStateDirectory());
+    EXPECT_EQ(_root + "/deep/state/clusters/One", EnsureStateDirectory("clusters/One"));
+
+    fs::permissions(_root + "/deep/state/clusters", fs::perms{0755});
+    EXPECT_NE("", EnsureStateDirectory("clusters"));
+    EXPECT_EQ(mode_t{0755}, ModeOf(_root + "/deep/state/clusters"));
+}
+
+TEST_F(StateDirectories, AreRefusedWhenTheyAreNoDirectoryOrAnothersOne) {
+    ASSERT_NE("", EnsureStateDirectory());
+    const std::string state = StateDirectory();
+    std::ofstream(state + "/log") << "a file";
+    EXPECT_EQ("", EnsureStateDirectory("log"));
+    EXPECT_EQ("", EnsureStateDirectory("log/below"));
+    fs::create_symlink(state + "/nowhere", state + "/dangling");
+    EXPECT_EQ("", EnsureStateDirectory("dangling"));
+    fs::create_directory(state + "/there");
+    fs::create_symlink(state + "/there", state + "/linked");
+    EXPECT_EQ(state + "/linked", EnsureStateDirectory("linked"));
+
+    if (geteuid() != 0) {
+        Set("OSTRA_HOME", "/");
+        EXPECT_EQ("", EnsureStateDirectory());
+        return;
+    }
+    ASSERT_EQ(0, chown((state + "/there").c_str(), 12345, 12345));
+    EXPECT_EQ("", EnsureStateDirectory("there"));
+    fs::create_directory(state + "/own");
+    fs::create_symlink(state + "/own", state + "/laid");
+    ASSERT_EQ(0, lchown((state + "/laid").c_str(), 12345, 12345));
+    EXPECT_EQ("", EnsureStateDirectory("laid"));
+}
+
+TEST(FileNames, AreSafeWhenTheyNameOneFileOfTheDirectoryAtHand) {
+    for (const wchar_t* name : {L"a", L"Größe 1", L"...", L".hidden", L"a.b", L"\x1F600"})
+        EXPECT_TRUE(IsSafeFileName(name)) << ToUtf8(name);
+    for (const wchar_t* name : {L"", L".", L"..", L"a/b", L"/", L"a\\b", L"a\nb", L"\x7F", L"\x85", L"\xFFFF\xFFFF/"})
+        EXPECT_FALSE(IsSafeFileName(name)) << ToUtf8(name);
+    EXPECT_FALSE(IsSafeFileName({L'a', L'\0', L'b'}));
+    EXPECT_FALSE(IsSafeFileName({static_cast<wchar_t>(0xD800)}));
+    EXPECT_TRUE(IsSafeFileName(std::wstring(100, L'é')));
+    EXPECT_FALSE(IsSafeFileName(std::wstring(100, L'é') + L"x"));
+}
+
+TEST(Handles, OnceClosedStayRefusedThoughTheirSlotServesAgain) {
+    HandleTable<HKEY, int> table;
+    const HKEY first = table.Open(std::make_shared<int>(1));
+    ASSERT_EQ(1, *table.Find(first));
+    EXPECT_TRUE(table.Close(first));
+    EXPECT_FALSE(table.Close(first));
+    const HKEY second = table.Open(std::make_shared<int>(2));
+    EXPECT_NE(first, second);
+    EXPECT_EQ(nullptr, table.Find(first));
+    EXPECT_EQ(2, *table.Find(second));
+    EXPECT_EQ(1U, table.OpenCount());
+    int local = 0;
+    for (const void* other : {static_cast<const void*>(nullptr), static_cast<const void*>(&local)})
+        EXPECT_EQ(nullptr, table.Find(reinterpret_cast<HKEY>(const_cast<void*>(other))));
+    EXPECT_EQ(nullptr, table.Find(reinterpret_cast<HKEY>(~std::uintptr_t{0})));
+}
+
+std::vector<HKEY> closed;
+int CloseAndRecord(HKEY handle) {
+    closed.push_back(handle);
+    return handle ? 1 : 0;
+}
+
+TEST(Handles, SharedByCopiesAreClosedOnce) {
+    const auto handle = [](std::uintptr_t value) { return reinterpret_cast<HKEY>(value); };
+    {
+        SharedHandle<HKEY, CloseAndRecord> one(handle(2));
+        SharedHandle<HKEY, CloseAndRecord> copy = one;
+        one.Reset(handle(4));
+        EXPECT_EQ(handle(2), copy.Get());
+        EXPECT_TRUE(closed.empty());
+        const auto early = one;
+        EXPECT_EQ(1, one.Close());
+        EXPECT_FALSE(early);
+        EXPECT_EQ(0, one.Close());
+    }
+    EXPECT_EQ((std::vector<HKEY>{handle(4), nullptr, handle(2)}), closed);
+}
+
+}  // namespace

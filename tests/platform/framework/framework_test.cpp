@@ -1,0 +1,204 @@
+#include <platform/base/text.h>
+#include <platform/framework/CArchive.h>
+#include <platform/framework/CArray.h>
+#include <platform/framework/CCommandLineInfo.h>
+#include <platform/framework/CMapStringToOb.h>
+#include <platform/framework/CObList.h>
+#include <platform/framework/CPtrList.h>
+
+#include <tuple>
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+
+Bytes Stored(const std::wstring& text) {
+    Bytes bytes;
+    CArchive(bytes, CArchive::Mode::Store) << text;
+    return bytes;
+}
+
+TEST(AnArchive, StoresNumbersLittleEndianAtTheEndOfItsBytes) {
+    Bytes bytes = {0xAA};
+    CArchive archive(bytes, CArchive::Mode::Store);
+    archive << LONG{-2} << DWORD{0x12345678} << WORD{0xABCD} << BYTE{0x7F};
+    EXPECT_EQ((Bytes{0xAA, 0xFE, 0xFF, 0xFF, 0xFF, 0x78, 0x56, 0x34, 0x12, 0xCD, 0xAB, 0x7F}), bytes);
+    EXPECT_TRUE(archive.IsStoring());
+    EXPECT_FALSE(archive.Failed());
+}
+
+TEST(AnArchive, StoresATextAsMarkLengthAndUnits) {
+    EXPECT_EQ((Bytes{0xFF, 0xFE, 0xFF, 0}), Stored(L""));
+    EXPECT_EQ((Bytes{0xFF, 0xFE, 0xFF, 3, 0x41, 0, 0x3D, 0xD8, 0x00, 0xDE}), Stored(L"A\x1F600"));
+
+    const struct {
+        std::size_t length;
+        Bytes head;
+    } rows[] = {
+        {254, {0xFF, 0xFE, 0xFF, 0xFE}},
+        {255, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0x00}},
+        {65534, {0xFF, 0xFE, 0xFF, 0xFF, 0xFE, 0xFF}},
+        {65535, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00}},
+        {65536, {0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x01, 0x00}},
+    };
+    for (const auto& [length, head] : rows) {
+        const std::wstring text(length, L'x');
+        Bytes bytes = Stored(text);
+        ASSERT_EQ(head.size() + 2 * length, bytes.size()) << length;
+        EXPECT_TRUE(std::equal(head.begin(), head.end(), bytes.begin())) << length;
+        std::wstring read;
+        CArchive archive(bytes, CArchive::Mode::Load);
+        archive >> read;
+        EXPECT_FALSE(archive.Failed()) << length;
+        EXPECT_TRUE(text == read) << length;
+    }
+}
+
+TEST(AnArchive, LoadsWhatWasStoredInItsOrder) {
+    const std::wstring withNulls(L"\0a\0\0b\0", 6);
+    Bytes bytes;
+    CArchive(bytes, CArchive::Mode::Store) << TimeValue{-5} << L"Größe \x1F600" << withNulls << WORD{9} << BYTE{1};
+    TimeValue time = 0;
+    std::wstring text, nulls;
+    WORD word = 0;
+    BYTE byte = 0;
+    CArchive archive(bytes, CArchive::Mode::Load);
+    archive >> time >> text >> nulls >> word >> byte;
+    EXPECT_EQ(std::tuple(-5, L"Größe \x1F600", withNulls, 9, 1), std::tuple(time, text, nulls, word, byte));
+    EXPECT_FALSE(archive.Failed());
+}
+
+TEST(AnArchive, FailsForGoodWhereverItsBytesAreCut) {
+    Bytes whole;
+    CArchive(whole, CArchive::Mode::Store) << std::wstring(300, L'x') << DWORD{7} << L"end";
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        std::wstring first = L"old", last = L"old";
+        DWORD number = 99;
+        BYTE after = 99;
+        CArchive archive(cut, CArchive::Mode::Load);
+        archive >> first >> number >> last >> after;
+        ASSERT_TRUE(archive.Failed()) << size;
+        ASSERT_TRUE(first.empty() || first.size() == 300) << size;
+        ASSERT_EQ(size >= 610U ? 7U : 0U, number) << size;
+        ASSERT_EQ(L"", last) << size;
+        ASSERT_EQ(0, after) << size;
+    }
+}
+
+TEST(AnArchive, BelievesNoLengthAndNoTextWithoutItsMark) {
+    for (Bytes bytes : {Bytes{0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x41, 0},
+                        Bytes{0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x80, 0x41, 0},
+                        Bytes{0xFF, 0xFE, 0xFF, 0xFE, 0x41, 0}, Bytes{0x01, 0x41, 0x41, 0x41, 0x41, 0x41}}) {
+        std::wstring text = L"old";
+        CArchive archive(bytes, CArchive::Mode::Load);
+        archive >> text;
+        EXPECT_TRUE(archive.Failed());
+        EXPECT_EQ(L"", text);
+    }
+}
+
+TEST(AnArchive, RefusesToWorkAgainstItsMode) {
+    Bytes bytes = {1, 2, 3, 4};
+    DWORD number = 99;
+    CArchive storing(bytes, CArchive::Mode::Store);
+    storing >> number;
+    storing << BYTE{5} << L"text";
+    EXPECT_TRUE(storing.Failed());
+    EXPECT_EQ(0U, number);
+    CArchive loading(bytes, CArchive::Mode::Load);
+    loading << BYTE{5} << L"text";
+    loading >> number;
+    EXPECT_TRUE(loading.Failed());
+    EXPECT_EQ(0U, number);
+    EXPECT_EQ((Bytes{1, 2, 3, 4}), bytes);
+}
+
+class Witness : public CObject {
+public:
+    explicit Witness(int& destroyed) : _destroyed(&destroyed) {}
+    ~Witness() override { ++*_destroyed; }
+
+private:
+    int* _destroyed;
+};
+
+TEST(Containers, NeverOwnWhatTheyPointAt) {
+    int destroyed = 0;
+    Witness one(destroyed), other(destroyed);
+    {
+        CMapStringToOb map;
+        CObList list;
+        CPtrList pointers;
+        map.SetAt(L"b", &one);
+        map.SetAt(L"b", &other);
+        map.SetAt(L"a", &one);
+        map.SetAt(L"B", &one);
+        list.AddTail(&one);
+        pointers.AddTail(&one);
+        list.RemoveAll();
+        EXPECT_EQ(0, list.GetCount());
+        EXPECT_EQ(&one, pointers.GetTail());
+    }
+    EXPECT_EQ(0, destroyed);
+}
+
+TEST(Containers, FindByExactNameAndVisitInNameOrder) {
+    CMapStringToOb map;
+    CObList one, other;
+    for (const auto& [name, object] : {std::pair{L"b", &one}, {L"a", &other}, {L"B", &one}, {L"b", &other}})
+        map.SetAt(name, object);
+    StringArray names;
+    for (const auto& [name, object] : map) names.push_back(name);
+    EXPECT_EQ((StringArray{L"B", L"a", L"b"}), names);
+    CObject* found = nullptr;
+    EXPECT_TRUE(map.Lookup(L"b", found));
+    EXPECT_EQ(&other, found);
+    EXPECT_FALSE(map.Lookup(L"A", found));
+    EXPECT_EQ(nullptr, found);
+    EXPECT_TRUE(map.RemoveKey(L"b"));
+    EXPECT_FALSE(map.RemoveKey(L"b"));
+    EXPECT_EQ(2, map.GetCount());
+    map.RemoveAll();
+    EXPECT_TRUE(map.IsEmpty());
+    EXPECT_EQ(nullptr, CPtrList().GetTail());
+}
+
+TEST(AnArray, AnswersIndexesThatNameNoElement) {
+    CArray<int> array;
+    for (const int value : {10, 11, 12, 13}) array.Add(value);
+    for (const int index : {-1, 4, 2147483647}) {
+        EXPECT_EQ(0, array.GetAt(index));
+        array.SetAt(index, 99);
+        array.RemoveAt(index);
+    }
+    array.SetAt(1, 21);
+    array.RemoveAt(0);
+    EXPECT_EQ(21, array[0]);
+    EXPECT_EQ(3, array.GetSize());
+    array.RemoveAt(1, 2147483647);
+    array.FreeExtra();
+    EXPECT_EQ(std::vector<int>{21}, std::vector<int>(array.begin(), array.end()));
+}
+
+class RecordedArguments : public CCommandLineInfo {
+public:
+    void ParseParam(const wchar_t* parameter, BOOL isFlag, BOOL isLast) override {
+        text += std::wstring(isFlag ? L"flag " : L"") + parameter + (isLast ? L"." : L", ");
+    }
+    std::wstring text;
+};
+
+TEST(ACommandLine, IsHandedOverWithItsFlagsMarked) {
+    RecordedArguments fromMain, fromList, fromNothing;
+    const char* const argv[] = {"-program", "a", "-t", "/T", "\xC3\xA4", "--", "-", "b-c"};
+    ParseCommandLine(8, argv, fromMain);
+    EXPECT_EQ(L"a, flag t, flag T, ä, flag -, flag , b-c.", fromMain.text);
+    ParseCommandLine(StringArray{L"", L"/x"}, fromList);
+    EXPECT_EQ(L", flag x.", fromList.text);
+    ParseCommandLine(1, argv, fromNothing);
+    ParseCommandLine(0, nullptr, fromNothing);
+    EXPECT_EQ(L"", fromNothing.text);
+}
+
+}  // namespace

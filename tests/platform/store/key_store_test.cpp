@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+#include <platform/base/error_codes.h>
+#include <platform/store/Database.h>
+#include <platform/store/KeyStore.h>
+#include <sqlite3.h>
+#include <tests/support/TemporaryHome.h>
+
+namespace {
+
+using namespace platform;
+using testing_support::TemporaryHome;
+
+const DatabaseSchema storeSchema{0x6B657973, 1, KeyStore::schema};
+
+class AKeyStore : public testing::Test {
+protected:
+    AKeyStore() {
+        EXPECT_EQ(error::Success, Database::OpenMemory(storeSchema, _database)) << Message();
+        _store = std::make_unique<KeyStore>(*_database);
+    }
+
+    static std::string Message() {
+        const std::wstring text = Database::LastMessage();
+        return {text.begin(), text.end()};
+    }
+
+    KeyId Create(const wchar_t* path, bool isVolatile = false, KeyId parent = KeyStore::top) {
+        KeyId key = 0;
+        bool created = false;
+        EXPECT_EQ(error::Success, _store->CreateKey(parent, path, isVolatile, key, created)) << Message();
+        return key;
+    }
+
+    KeyId Find(const wchar_t* path) {
+        KeyId key = 0;
+        _store->FindKey(KeyStore::top, path, key);
+        return key;
+    }
+
+    std::vector<std::wstring> Children(KeyId key) {
+        std::vector<std::wstring> names;
+        std::wstring name;
+        for (DWORD index = 0; _store->EnumKey(key, index, name) == error::Success; ++index) names.push_back(name);
+        return names;
+    }
+
+    std::vector<BYTE> Value(KeyId key, const wchar_t* name) {
+        DWORD type = 0;
+        std::vector<BYTE> data;
+        _store->QueryValue(key, name, type, data);
+        return data;
+    }
+
+    std::unique_ptr<Database> _database;
+    std::unique_ptr<KeyStore> _store;
+};
+
+TEST_F(AKeyStore, FindsKeysWithoutRegardToCaseAndKeepsTheCaseFirstWritten) {
+    const KeyId key = Create(L"ROOT\\Software\\\x00C4nderung");
+    KeyId again = 0;
+    bool created = true;
+    EXPECT_EQ(error::Success,
+              _store->CreateKey(KeyStore::top, L"root\\SOFTWARE\\\x00E4NDERUNG\\", true, again, created));
+    EXPECT_EQ(key, again);
+    EXPECT_FALSE(created);
+    std::wstring name;
+    EXPECT_EQ(error::Success, _store->KeyName(key, name));
+    EXPECT_EQ(L"\x00C4nderung", name);
+    EXPECT_EQ(0, Find(L"root\\software\\other"));
+    EXPECT_EQ(0, Find(L"root\\software\\other\\below"));
+}
+
+TEST_F(AKeyStore, EnumeratesKeysAndValuesInFoldedOrder) {
+    const KeyId root = Create(L"root");
+    for (const wchar_t* name : {L"b", L"C", L"a", L"Z_", L"\x00C9t\x00E9", L"[x"}) {
+        Create(name, false, root);
+        EXPECT_EQ(error::Success, _store->SetValue(root, name, 1, {}));
+    }
+    const std::vector<std::wstring> expected{L"[x", L"a", L"b", L"C", L"Z_", L"\x00C9t\x00E9"};
+    EXPECT_EQ(expected, Children(root));
+    std::vector<std::wstring> values;
+    std::wstring name;
+    DWORD type = 0;
+    std::vector<BYTE> data;
+    for (DWORD index = 0; _store->EnumValue(root, index, name, type, data) == error::Success; ++index) {
+        values.push_back(name);
+    }
+    EXPECT_EQ(expected, values);
+    EXPECT_EQ(error::NoMoreItems, _store->EnumValue(root, 6, name, type, data));
+    EXPECT_EQ(error::NoMoreItems, _store->EnumKey(root, 6, name));
+}
+
+TEST_F(AKeyStore, RefusesNamesAndDataThatCannotBe) {
+    const std::wstring longest(255, L'x');
+    EXPECT_NE(0, Create(longest.c_str()));
+    const std::wstring tooLong(256, L'x');
+    KeyId key = 1;
+    bool created = true;
+    for (const std::wstring& path : {tooLong, std::wstring(L"a\\\\b"), std::wstring(L"\\a"), std::wstring(L"tab\there"),
+                                     std::wstring(1, wchar_t(0xD800)), std::wstring(L"a\0b", 3)}) {
+        EXPECT_EQ(error::InvalidParameter, _store->CreateKey(KeyStore::top, path, false, key, created));
+        EXPECT_EQ(0, key);
+        EXPECT_FALSE(created);
+    }
+    const KeyId root = Create(L"root");
+    EXPECT_EQ(error::Success, _store->SetValue(root, std::wstring(16'383, L'v'), 1, {}));
+    EXPECT_EQ(error::InvalidParameter, _store->SetValue(root, std::wstring(16'384, L'v'), 1, {}));
+    std::vector<BYTE> data(KeyStore::largestData, 7);
+    EXPECT_EQ(error::Success, _store->SetValue(root, L"large", 3, data));
+    EXPECT_EQ(data, Value(root, L"large"));
+    data.push_back(7);
+    EXPECT_EQ(error::InvalidParameter, _store->SetValue(root, L"large", 3, data));
+
+    KeyId deep = root;
+    for (std::size_t depth = 1; depth < KeyStore::deepestKey; ++depth) deep = Create(L"d", false, deep);
+    EXPECT_EQ(error::InvalidParameter, _store->CreateKey(deep, L"d", false, key, created));
+}
+
+TEST_F(AKeyStore, ReplacesAValueWithTypeAndDataButKeepsItsName) {
+    const KeyId root = Create(L"root");
+    EXPECT_EQ(error::Success, _store->SetValue(root, L"DebugMask", 4, std::vector<BYTE>{2, 0, 0, 0}));
+    EXPECT_EQ(4U, Value(root, L"debugmask").size());
+    EXPECT_EQ(error::Success, _store->SetValue(root, L"DEBUGMASK", 1, {}));
+    std::wstring name;
+    DWORD type = 0;
+    std::vector<BYTE> data;
+    EXPECT_EQ(error::Success, _store->EnumValue(root, 0, name, type, data));
+    EXPECT_EQ(L"DebugMask", name);
+    EXPECT_EQ(1U, type);
+    EXPECT_TRUE(data.empty());
+    EXPECT_EQ(error::Success, _store->DeleteValue(root, L"debugMASK"));
+    EXPECT_EQ(error::FileNotFound, _store->DeleteValue(root, L"DebugMask"));
+    EXPECT_EQ(error::FileNotFound, _store->QueryValue(root, L"DebugMask", type, data));
+}
+
+TEST_F(AKeyStore, AnswersForADeletedKeyThatItIsGoneAlsoWhenItsNameIsUsedAgain) {
+    const KeyId root = Create(L"root");
+    const KeyId first = Create(L"key\\sub", false, root);
+    EXPECT_EQ(error::KeyHasChildren, _store->DeleteKey(root, L"key"));
+    EXPECT_NE(0, Find(L"root\\key\\sub"));
+    EXPECT_EQ(error::Success, _store->DeleteTree(root, L"KEY"));
+    EXPECT_EQ(error::FileNotFound, _store->DeleteTree(root, L"key"));
+    const KeyId second = Create(L"key\\sub", false, root);
+    EXPECT_NE(first, second);
+    DWORD type = 0;
+    std::vector<BYTE> data;
+    std::wstring name;
+    KeyId key = 0;
+    bool created = false;
+    EXPECT_EQ(error::KeyDeleted, _store->SetValue(first, L"v", 1, {}));
+    EXPECT_EQ(error::KeyDeleted, _store->QueryValue(first, L"v", type, data));
+    EXPECT_EQ(error::KeyDeleted, _store->EnumKey(first, 0, name));
+    EXPECT_EQ(error::KeyDeleted, _store->EnumValue(first, 0, name, type, data));
+    EXPECT_EQ(error::KeyDeleted, _store->FindKey(first, L"", key));
+    EXPECT_EQ(error::KeyDeleted, _store->CreateKey(first, L"x", false, key, created));
+    EXPECT_EQ(error::KeyDeleted, _store->RenameKey(first, L"x"));
+    EXPECT_EQ(error::KeyDeleted, _store->DeleteValue(first, L"v"));
+}
+
+TEST_F(AKeyStore, RenamesAKeyUnderWhichItsTreeStays) {
+    const KeyId root = Create(L"root");
+    const KeyId old = Create(L"old\\sub", false, root);
+    Create(L"taken", false, root);
+    EXPECT_EQ(error::AlreadyExists, _store->RenameKey(Find(L"root\\old"), L"TAKEN"));
+    EXPECT_EQ(error::Success, _store->RenameKey(Find(L"root\\old"), L"OLD"));
+    EXPECT_EQ(error::Success, _store->RenameKey(Find(L"root\\old"), L"new"));
+    EXPECT_EQ(old, Find(L"root\\new\\sub"));
+    EXPECT_EQ(0, Find(L"root\\old"));
+}
+
+TEST_F(AKeyStore, ForgetsVolatileKeysWithAllBelowThem) {
+    const KeyId lasting = Create(L"root\\lasting");
+    Create(L"root\\passing\\below", true);
+    EXPECT_NE(0, Find(L"root"));
+    const KeyId passing = Create(L"passing", true, lasting);
+    KeyId key = 0;
+    bool created = false;
+    EXPECT_EQ(error::ChildMustBeVolatile, _store->CreateKey(passing, L"x", false, key, created));
+    EXPECT_EQ(error::Success, _store->SetValue(passing, L"v", 1, {}));
+    EXPECT_EQ(error::Success, _store->RemoveVolatileKeys());
+    EXPECT_EQ(lasting, Find(L"root\\lasting"));
+    EXPECT_EQ(0, Find(L"root\\passing"));
+    EXPECT_EQ(0, Find(L"root\\lasting\\passing"));
+}
+
+TEST_F(AKeyStore, TakesBackWhatTheTransactionAroundItTakesBack) {
+    const KeyId root = Create(L"root");
+    EXPECT_EQ(error::Success, _store->SetValue(root, L"v", 1, std::vector<BYTE>{1}));
+    {
+        WriteTransaction outer(*_database);
+        ASSERT_EQ(error::Success, outer.Begin());
+        EXPECT_EQ(error::Success, _store->SetValue(root, L"v", 1, std::vector<BYTE>{2}));
+        Create(L"inner", false, root);
+        EXPECT_EQ(std::vector<BYTE>{2}, Value(root, L"v"));
+        KeyId key = 0;
+        bool created = false;
+        EXPECT_EQ(error::InvalidParameter, _store->CreateKey(root, L"half\\\\way", false, key, created));
+        EXPECT_EQ(std::vector<std::wstring>{L"inner"}, Children(root)) << "a failed part takes back itself only";
+    }
+    EXPECT_EQ(std::vector<BYTE>{1}, Value(root, L"v"));
+    EXPECT_TRUE(Children(root).empty());
+}
+
+TEST(ADamagedKeyStore, IsReportedAndNeverFollowed) {
+    const TemporaryHome home;
+    const std::string path = (home.Path() / "keys.db").string();
+    const struct {
+        const char* mutation;
+        DWORD code;
+    } cases[] = {
+        {"UPDATE keys SET parent = 3 WHERE id = 2", error::FileNotFound},  // a circle, which hangs on nothing
+        {"UPDATE keys SET parent = 3 WHERE id = 0", error::Success},       // the top has no parent, whatever it says
+        {"UPDATE keys SET name = 'a\\b' WHERE id = 3", error::FileCorrupt},
+        {"UPDATE keys SET name = 'other' WHERE id = 3", error::FileCorrupt},
+        {"UPDATE keys SET volatile = 7 WHERE id = 3", error::FileCorrupt},
+        {"PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = replace(sql, 'STRICT', '') WHERE name = 'keys';"
+         "PRAGMA writable_schema = RESET; UPDATE keys SET name = x'00' WHERE id = 3",
+         error::FileCorrupt},
+        {"DROP TABLE keys", error::FileCorrupt},
+    };
+    for (const auto& row : cases) {
+        {
+            std::unique_ptr<Database> database;
+            ASSERT_EQ(error::Success, Database::Open(path, storeSchema, OpenMode::CreateIfMissing, database));
+            KeyStore store(*database);
+            KeyId key = 0;
+            bool created = false;
+            ASSERT_EQ(error::Success, store.CreateKey(KeyStore::top, L"a\\b\\c", false, key, created));
+        }
+        sqlite3* raw = nullptr;
+        ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &raw));
+        sqlite3_exec(raw, "PRAGMA ignore_check_constraints = ON", nullptr, nullptr, nullptr);
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(raw, row.mutation, nullptr, nullptr, nullptr)) << sqlite3_errmsg(raw);
+        sqlite3_close(raw);
+        {
+            std::unique_ptr<Database> database;
+            ASSERT_EQ(error::Success, Database::Open(path, storeSchema, OpenMode::MustExist, database));
+            KeyStore store(*database);
+            KeyId key = 0;
+            std::wstring name;
+            EXPECT_EQ(row.code, store.FindKey(KeyStore::top, L"a\\b\\c", key)) << row.mutation;
+            EXPECT_NE(error::Busy, store.EnumKey(3, 0, name));
+            EXPECT_NE(error::Busy, store.DeleteTree(KeyStore::top, L"a"));
+        }
+        std::filesystem::remove(path);
+    }
+}
+
+}  // namespace
