@@ -1,0 +1,43 @@
+#pragma once
+
+#include <platform/system/event_log.h>
+
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace tests {
+
+/// Collects what this process reports to the event log while it lives.
+class CapturedEvents : public platform::EventSink {
+public:
+    CapturedEvents() = default;
+    CapturedEvents(const CapturedEvents&) = delete;
+    CapturedEvents& operator=(const CapturedEvents&) = delete;
+    ~CapturedEvents() override { platform::SetEventSink(_before); }
+
+    void Write(const platform::EventRecord& record) override {
+        const std::scoped_lock lock(_mutex);
+        _records.push_back(record);
+    }
+
+    /// The reports since the start or since the last call, oldest first.
+    std::vector<platform::EventRecord> Take() {
+        const std::scoped_lock lock(_mutex);
+        return std::exchange(_records, {});
+    }
+
+    /// Their texts.
+    StringArray TakeTexts() {
+        StringArray texts;
+        for (const platform::EventRecord& record : Take()) texts.push_back(record.text);
+        return texts;
+    }
+
+private:
+    std::mutex _mutex;
+    std::vector<platform::EventRecord> _records;
+    platform::EventSink* _before = platform::SetEventSink(this);
+};
+
+}  // namespace tests
