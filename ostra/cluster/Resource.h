@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+class OwnedComponents;
 class ResourceType;
 
 /// One resource of the cluster: a disk, an address, a share, a service. Creates it in a group, writes its properties,
@@ -105,7 +106,7 @@ protected:
     ResourceType* _resourceType = nullptr;  // the caller's
     std::wstring _type;
     std::wstring _driveLetter;
-    std::shared_ptr<ClusterComponents> _resources;  // owns its members too
+    std::shared_ptr<OwnedComponents> _resources;
 
 private:
     void Initialize(int callTypeHook);
@@ -114,5 +115,4 @@ private:
     void WriteTypeParameters();
     DWORD ReadProperties(StringMap& map, DWORD controlCode);
     bool AddDependency(HRESOURCE other, const wchar_t* failure);
-    void ReportFailure(const std::wstring& text) const;
 };

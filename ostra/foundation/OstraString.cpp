@@ -3,6 +3,7 @@
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 
+#include <algorithm>
 #include <istream>
 #include <ostream>
 

@@ -5,6 +5,7 @@
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
