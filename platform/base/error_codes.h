@@ -45,6 +45,7 @@ inline constexpr DWORD CircularDependency = 1059;
 inline constexpr DWORD InvalidServerState = 1352;
 inline constexpr DWORD FileCorrupt = 1392;
 inline constexpr DWORD Timeout = 1460;
+inline constexpr DWORD ServerUnavailable = 1722;
 
 // Cluster codes.
 inline constexpr DWORD DependentResourceExists = 5001;

@@ -6,7 +6,7 @@
 #include <string>
 #include <system_error>
 
-namespace testing_support {
+namespace tests {
 
 /// A state directory of the test's own, which $OSTRA_HOME names until the object's end and which is removed then.
 class TemporaryHome {
@@ -37,4 +37,4 @@ private:
     std::optional<std::string> _before;
 };
 
-}  // namespace testing_support
+}  // namespace tests

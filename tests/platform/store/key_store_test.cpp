@@ -8,7 +8,7 @@
 namespace {
 
 using namespace platform;
-using testing_support::TemporaryHome;
+using tests::TemporaryHome;
 
 const DatabaseSchema storeSchema{0x6B657973, 1, KeyStore::schema};
 

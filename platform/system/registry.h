@@ -1,0 +1,69 @@
+#pragma once
+
+#include <platform/base/export.h>
+#include <platform/base/registry_types.h>
+#include <platform/base/types.h>
+
+// The registry: a tree of keys and typed values of each host, lasting in `registry.db` of its state directory. Names
+// compare without regard to case and enumerate in that order; texts are UTF-16LE bytes. Every function answers a code,
+// 0 for success, and leaves the last error alone:
+//   2 no such key or value; 5 the key was opened without the right, or has subkeys; 6 no open key; 53 the host cannot
+//   be reached; 87 a name or pointer that cannot be; 234 the buffer is too small; 259 no more items; 1018 the key was
+//   deleted; 1021 a lasting key below a volatile one; 1006 the registry's file was replaced under an open key.
+// A change is on disk when its function returns. All functions may be called from any thread.
+
+inline const HKEY HKEY_CLASSES_ROOT = reinterpret_cast<HKEY>(0x80000000UL);
+inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(0x80000001UL);
+inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(0x80000002UL);
+inline const HKEY HKEY_USERS = reinterpret_cast<HKEY>(0x80000003UL);
+inline const HKEY HKEY_CURRENT_CONFIG = reinterpret_cast<HKEY>(0x80000005UL);
+
+/// Opens the root of a host's registry; null or empty is this machine. `root` is one of the predefined keys or, without
+/// a host, any open key, of which another handle is made. A name may begin with two backslashes. `*result` is to be
+/// closed by the caller, here and below, and is null on failure.
+PLATFORM_API LONG RegConnectRegistryW(const wchar_t* host, HKEY root, HKEY* result);
+
+/// Opens an existing key; a null or empty path opens `key` itself anew. Nothing is created, no file either.
+PLATFORM_API LONG RegOpenKeyExW(HKEY key, const wchar_t* path, DWORD options, DWORD access, HKEY* result);
+
+/// Opens a key, or makes it with all of its parents that are missing. REG_OPTION_VOLATILE makes keys that vanish with
+/// the machine's boot. Class and security attributes are not used. `disposition` (may be null) tells which it was.
+PLATFORM_API LONG RegCreateKeyExW(HKEY key, const wchar_t* path, DWORD reserved, const wchar_t* className,
+                                  DWORD options, DWORD access, const void* securityAttributes, HKEY* result,
+                                  DWORD* disposition);
+
+/// Reads a value. `type` may be null. Without `data`, `*size` becomes the number of bytes; with it, `*size` is the room
+/// and becomes the number of bytes, also when they do not fit: then nothing is written and the result is 234.
+PLATFORM_API LONG RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, BYTE* data,
+                                   DWORD* size);
+
+/// Writes a value as it is given, whatever the type; at most 1 MiB.
+PLATFORM_API LONG RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const BYTE* data,
+                                 DWORD size);
+
+/// The name of the subkey at an index. `*nameSize` is the room in characters with the null, and becomes the length
+/// without it. A name that does not fit is cut, and the result is 234.
+PLATFORM_API LONG RegEnumKeyExW(HKEY key, DWORD index, wchar_t* name, DWORD* nameSize, DWORD* reserved,
+                                wchar_t* className, DWORD* classSize, void* lastWriteTime);
+
+/// The value at an index: its name as by RegEnumKeyExW, its type and data as by RegQueryValueExW.
+PLATFORM_API LONG RegEnumValueW(HKEY key, DWORD index, wchar_t* name, DWORD* nameSize, DWORD* reserved, DWORD* type,
+                                BYTE* data, DWORD* dataSize);
+
+/// Deletes a key with its values; one that has subkeys is refused.
+PLATFORM_API LONG RegDeleteKeyW(HKEY key, const wchar_t* path);
+
+PLATFORM_API LONG RegDeleteValueW(HKEY key, const wchar_t* name);
+
+/// A predefined key stays open.
+PLATFORM_API LONG RegCloseKey(HKEY key);
+
+namespace platform {
+
+/// From now on this process reads and writes a copy of the local registry in memory, which EndRegistryRehearsal throws
+/// away. Keys opened before stay keys of the real one, and the other way round. Answers a code; 0 also when a rehearsal
+/// is under way already.
+PLATFORM_API DWORD BeginRegistryRehearsal();
+PLATFORM_API void EndRegistryRehearsal();
+
+}  // namespace platform

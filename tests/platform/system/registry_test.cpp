@@ -1,0 +1,280 @@
+#include <platform/system/registry.h>
+
+#include <gtest/gtest.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
+#include <platform/base/text.h>
+#include <sqlite3.h>
+#include <tests/support/TemporaryHome.h>
+
+#include <fstream>
+
+namespace {
+
+namespace error = platform::error;
+
+constexpr LONG done = 0;
+
+class ARegistry : public testing::Test {
+protected:
+    ~ARegistry() override { platform::EndRegistryRehearsal(); }
+
+    static HKEY Create(const wchar_t* path, DWORD options = 0, HKEY parent = HKEY_LOCAL_MACHINE) {
+        HKEY key = nullptr;
+        EXPECT_EQ(done, RegCreateKeyExW(parent, path, 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr));
+        return key;
+    }
+
+    static LONG TryOpen(const wchar_t* path, HKEY parent = HKEY_LOCAL_MACHINE) {
+        HKEY key = nullptr;
+        const LONG code = RegOpenKeyExW(parent, path, 0, KEY_READ, &key);
+        EXPECT_EQ(code == done, key != nullptr);
+        if (key) RegCloseKey(key);
+        return code;
+    }
+
+    static LONG Set(HKEY key, const wchar_t* name, const std::vector<BYTE>& data, DWORD type = REG_BINARY) {
+        return RegSetValueExW(key, name, 0, type, data.data(), static_cast<DWORD>(data.size()));
+    }
+
+    static std::vector<BYTE> Value(HKEY key, const wchar_t* name) {
+        std::vector<BYTE> data(64);
+        auto size = static_cast<DWORD>(data.size());
+        if (RegQueryValueExW(key, name, nullptr, nullptr, data.data(), &size) != done) size = 0;
+        data.resize(size);
+        return data;
+    }
+
+    std::filesystem::path File() const { return home.Path() / "registry.db"; }
+
+    // What another program does to the file while this process has it closed or open.
+    void Execute(const char* sql) const {
+        sqlite3* raw = nullptr;
+        ASSERT_EQ(SQLITE_OK, sqlite3_open(File().c_str(), &raw));
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(raw, sql, nullptr, nullptr, nullptr)) << sqlite3_errmsg(raw);
+        sqlite3_close(raw);
+    }
+
+    const tests::TemporaryHome home;
+};
+
+TEST_F(ARegistry, IsNotMadeByReading) {
+    EXPECT_EQ(2, TryOpen(L"SOFTWARE\\Any"));
+    HKEY root = nullptr;
+    wchar_t name[16];
+    DWORD size = 16;
+    ASSERT_EQ(done, RegConnectRegistryW(L"", HKEY_LOCAL_MACHINE, &root));
+    EXPECT_EQ(259, RegEnumKeyExW(root, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(2, RegQueryValueExW(root, L"v", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(2, RegDeleteKeyW(root, L"x"));
+    EXPECT_EQ(2, TryOpen(L"x", root));
+    EXPECT_EQ(done, RegCloseKey(root));
+    EXPECT_TRUE(std::filesystem::is_empty(home.Path()));
+}
+
+TEST_F(ARegistry, CreatesMissingKeysAndTellsWhetherItDid) {
+    HKEY key = nullptr;
+    DWORD disposition = 0;
+    SetLastError(77);
+    ASSERT_EQ(done, RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\A\\B\\", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                    &key, &disposition));
+    EXPECT_EQ(REG_CREATED_NEW_KEY, disposition);
+    EXPECT_EQ(done, RegCloseKey(key));
+    ASSERT_EQ(done, RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"software\\a", 0, nullptr, 0, KEY_READ, nullptr, &key,
+                                    &disposition));
+    EXPECT_EQ(REG_OPENED_EXISTING_KEY, disposition);
+    EXPECT_EQ(done, TryOpen(L"b", key));
+    EXPECT_EQ(2, TryOpen(L"SOFTWARE\\A", HKEY_CURRENT_USER)) << "each root is a tree of its own";
+    EXPECT_EQ(done, RegCloseKey(key));
+    EXPECT_EQ(77U, GetLastError());
+}
+
+TEST_F(ARegistry, GivesSizesAndWritesNothingIntoTooLittleRoom) {
+    const HKEY key = Create(L"K");
+    const std::vector<BYTE> data = platform::ToUtf16(L"text");
+    EXPECT_EQ(done, Set(key, L"Name", data, REG_SZ));
+    DWORD type = 0;
+    DWORD size = 0;
+    EXPECT_EQ(done, RegQueryValueExW(key, L"NAME", nullptr, &type, nullptr, &size));
+    EXPECT_EQ(REG_SZ, type);
+    EXPECT_EQ(10U, size);
+    BYTE room[10] = {};
+    size = 9;
+    EXPECT_EQ(234, RegQueryValueExW(key, L"Name", nullptr, nullptr, room, &size));
+    EXPECT_EQ(10U, size);
+    EXPECT_EQ(0, room[0]);
+    EXPECT_EQ(done, RegQueryValueExW(key, L"Name", nullptr, nullptr, room, &size));
+    EXPECT_EQ(data, std::vector<BYTE>(room, room + size));
+    EXPECT_EQ(87, RegQueryValueExW(key, L"Name", nullptr, nullptr, room, nullptr));
+    EXPECT_EQ(2, RegQueryValueExW(key, L"Other", nullptr, nullptr, nullptr, nullptr));
+
+    wchar_t name[8];
+    DWORD nameSize = 4;
+    size = sizeof room;
+    EXPECT_EQ(234, RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, room, &size));
+    EXPECT_EQ(4U, nameSize);
+    EXPECT_STREQ(L"Nam", name);
+    nameSize = 5;
+    size = 1;
+    EXPECT_EQ(234, RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, room, &size));
+    nameSize = 5;
+    EXPECT_EQ(done, RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, room, &size));
+    EXPECT_STREQ(L"Name", name);
+    EXPECT_EQ(4U, nameSize);
+    EXPECT_EQ(10U, size);
+    EXPECT_EQ(259, RegEnumValueW(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
+
+    Create(L"Child", 0, key);
+    nameSize = 5;
+    EXPECT_EQ(234, RegEnumKeyExW(key, 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(L"Chil", name);
+    nameSize = 6;
+    EXPECT_EQ(done, RegEnumKeyExW(key, 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(L"Child", name);
+    EXPECT_EQ(259, RegEnumKeyExW(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
+}
+
+TEST_F(ARegistry, GrantsWhatAKeyWasOpenedFor) {
+    Create(L"K\\Sub");
+    const auto open = [](DWORD access) {
+        HKEY key = nullptr;
+        EXPECT_EQ(done, RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, access, &key));
+        return key;
+    };
+    wchar_t name[16];
+    DWORD size = 16;
+    HKEY made = nullptr;
+    const HKEY writer = open(KEY_WRITE);
+    EXPECT_EQ(done, Set(writer, L"v", {1}));
+    EXPECT_EQ(5, RegQueryValueExW(writer, L"v", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(5, RegEnumKeyExW(writer, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(5, RegDeleteKeyW(writer, L"Sub\\..")) << "a key with subkeys, or one that is not there";
+    const HKEY reader = open(KEY_READ);
+    EXPECT_EQ(done, RegQueryValueExW(reader, L"v", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(done, RegEnumKeyExW(reader, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(5, Set(reader, L"v", {1}));
+    EXPECT_EQ(5, RegDeleteValueW(reader, L"v"));
+    EXPECT_EQ(5, RegDeleteKeyW(reader, L"Sub"));
+    EXPECT_EQ(5, RegCreateKeyExW(reader, L"New", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr));
+    EXPECT_EQ(done, RegCreateKeyExW(reader, L"Sub", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr));
+}
+
+TEST_F(ARegistry, RefusesHandlesThatAreNotOpenAndKeysThatAreGone) {
+    const HKEY key = Create(L"K\\Sub");
+    EXPECT_EQ(5, RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K"));
+    EXPECT_EQ(done, RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\Sub"));
+    EXPECT_EQ(1018, Set(key, L"v", {1}));
+    EXPECT_EQ(1018, RegQueryValueExW(key, L"v", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(1018, TryOpen(L"", key));
+    Create(L"K\\Sub");
+    EXPECT_EQ(1018, Set(key, L"v", {1})) << "a new key of that name is another one";
+    EXPECT_EQ(done, RegCloseKey(key));
+    EXPECT_EQ(done, RegCloseKey(HKEY_LOCAL_MACHINE));
+    for (const HKEY bad : {key, HKEY(nullptr), reinterpret_cast<HKEY>(0x80000004UL), reinterpret_cast<HKEY>(this)}) {
+        EXPECT_EQ(6, RegCloseKey(bad));
+        EXPECT_EQ(6, Set(bad, L"v", {1}));
+        EXPECT_EQ(6, TryOpen(L"x", bad));
+        EXPECT_EQ(6, TryOpen(L"", bad));
+    }
+}
+
+TEST_F(ARegistry, SeesAtOnceWhatAnotherProgramChanges) {
+    const HKEY key = Create(L"K");
+    EXPECT_EQ(done, Set(key, L"v", {1}));
+    EXPECT_EQ(std::vector<BYTE>{1}, Value(key, L"v"));
+    EXPECT_EQ(2, TryOpen(L"K\\Other"));
+    Execute("UPDATE key_values SET data = x'02'");
+    EXPECT_EQ(std::vector<BYTE>{2}, Value(key, L"v"));
+    Execute(
+        "INSERT INTO keys (parent, name, folded, volatile) SELECT id, 'Other', 'other', 0 FROM keys WHERE name = 'K'");
+    EXPECT_EQ(done, TryOpen(L"K\\Other"));
+}
+
+TEST_F(ARegistry, LosesVolatileKeysWhenTheMachineHasStartedAnew) {
+    const HKEY lasting = Create(L"Lasting");
+    const HKEY passing = Create(L"Lasting\\Passing\\Below", REG_OPTION_VOLATILE);
+    HKEY refused = nullptr;
+    EXPECT_EQ(1021, RegCreateKeyExW(passing, L"x", 0, nullptr, 0, KEY_READ, nullptr, &refused, nullptr));
+    // A home of another name is another file to the process, as it is to one that starts later.
+    const auto reopen = [this](const char* name) {
+        const std::filesystem::path link = home.Path().string() + name;
+        std::filesystem::create_directory(link);
+        for (const char* suffix : {"", "-wal"}) {
+            std::filesystem::copy_file(File().string() + suffix, (link / "registry.db").string() + suffix);
+        }
+        ::setenv("OSTRA_HOME", link.c_str(), 1);
+        return link;
+    };
+    const auto same = reopen("-same");
+    EXPECT_EQ(done, TryOpen(L"Lasting\\Passing\\Below"));
+    Execute("UPDATE key_notes SET text = 'an earlier one' WHERE name = 'boot'");
+    const auto later = reopen("-later");
+    EXPECT_EQ(done, TryOpen(L"Lasting"));
+    EXPECT_EQ(2, TryOpen(L"Lasting\\Passing"));
+    EXPECT_EQ(done, RegCloseKey(lasting));
+    std::filesystem::remove_all(same);
+    std::filesystem::remove_all(later);
+}
+
+TEST_F(ARegistry, ReachesHostsThatHaveAFolder) {
+    HKEY root = nullptr;
+    EXPECT_EQ(53, RegConnectRegistryW(L"N1", HKEY_LOCAL_MACHINE, &root));
+    std::filesystem::create_directories(home.Path() / "hosts" / "N1");
+    for (const wchar_t* host : {L"N1", L"\\\\n1"}) {
+        ASSERT_EQ(done, RegConnectRegistryW(host, HKEY_LOCAL_MACHINE, &root));
+        RegCloseKey(Create(L"There", 0, root));
+        EXPECT_EQ(done, TryOpen(L"There", root));
+        EXPECT_EQ(done, RegCloseKey(root));
+    }
+    EXPECT_TRUE(std::filesystem::exists(home.Path() / "hosts" / "N1" / "registry.db"));
+    EXPECT_EQ(2, TryOpen(L"There")) << "the local registry is another one";
+    for (const wchar_t* host : {L"..", L"\\\\..", L"a/b", L"\\\\", L"N1/"}) {
+        EXPECT_EQ(87, RegConnectRegistryW(host, HKEY_LOCAL_MACHINE, &root)) << platform::ToUtf8(host);
+        EXPECT_EQ(nullptr, root);
+    }
+    const HKEY key = Create(L"Here\\Sub");
+    ASSERT_EQ(done, RegConnectRegistryW(nullptr, key, &root)) << "an open key serves as a root of this machine";
+    EXPECT_EQ(done, Set(root, L"v", {1}));
+    EXPECT_EQ(std::vector<BYTE>{1}, Value(key, L"v"));
+}
+
+TEST_F(ARegistry, IsLeftAloneWhileAChangeIsRehearsed) {
+    const HKEY real = Create(L"K");
+    EXPECT_EQ(done, Set(real, L"v", {1}));
+    ASSERT_EQ(0U, platform::BeginRegistryRehearsal());
+    HKEY copied = Create(L"K");
+    EXPECT_EQ(std::vector<BYTE>{1}, Value(copied, L"v"));
+    EXPECT_EQ(done, Set(copied, L"v", {2}));
+    EXPECT_EQ(done, RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K"));
+    EXPECT_EQ(2, TryOpen(L"K"));
+    EXPECT_EQ(std::vector<BYTE>{1}, Value(real, L"v"));
+    platform::EndRegistryRehearsal();
+    EXPECT_EQ(done, TryOpen(L"K"));
+    EXPECT_EQ(std::vector<BYTE>{1}, Value(real, L"v"));
+}
+
+TEST_F(ARegistry, IsFoundAnewWhenItsFileWasReplaced) {
+    const HKEY key = Create(L"Old");
+    const std::filesystem::path aside = home.Path() / "aside";
+    std::filesystem::create_directory(aside);
+    for (const char* suffix : {"", "-wal", "-shm", ".lock"}) {
+        std::filesystem::rename(File().string() + suffix, (aside / "registry.db").string() + suffix);
+    }
+    EXPECT_EQ(2, TryOpen(L"Old"));
+    EXPECT_EQ(1006, Set(key, L"v", {1})) << "nobody would ever see it";
+    Create(L"New");
+    EXPECT_EQ(done, TryOpen(L"New"));
+    EXPECT_EQ(2, TryOpen(L"Old"));
+}
+
+TEST_F(ARegistry, RefusesAForeignFileAndLeavesItAsItIs) {
+    const std::string content(4096, 'x');
+    std::ofstream(File()) << content;
+    HKEY key = nullptr;
+    EXPECT_EQ(1009, TryOpen(L"K"));
+    EXPECT_EQ(1009, RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr));
+    std::ifstream file(File());
+    EXPECT_EQ(content, std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+}  // namespace
