@@ -3,12 +3,13 @@
 #include <platform/system/event_log.h>
 
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace tests {
 
-/// Collects what this process reports to the event log while it lives.
+/// Takes the reports to the event log while it lives.
 class CapturedEvents : public platform::EventSink {
 public:
     CapturedEvents() = default;
@@ -21,16 +22,16 @@ public:
         _records.push_back(record);
     }
 
-    /// The reports since the start or since the last call, oldest first.
+    /// The reports since the start or since the last call.
     std::vector<platform::EventRecord> Take() {
         const std::scoped_lock lock(_mutex);
         return std::exchange(_records, {});
     }
 
-    /// Their texts.
-    StringArray TakeTexts() {
-        StringArray texts;
-        for (const platform::EventRecord& record : Take()) texts.push_back(record.text);
+    /// Their texts only.
+    std::vector<std::wstring> TakeTexts() {
+        std::vector<std::wstring> texts;
+        for (platform::EventRecord& record : Take()) texts.push_back(std::move(record.text));
         return texts;
     }
 
