@@ -39,7 +39,7 @@ struct Collection : ClusterComponents {
 
 class ACollection : public testing::Test {
 protected:
-    testing_support::TemporaryHome home;
+    tests::TemporaryHome home;
     tests::CapturedOutput output;
     Collection things{L"Things"};
 };
@@ -140,7 +140,7 @@ TEST_F(ACollection, ListsItsMembersInAMessageBoxAndAComboBox) {
 
 class AComponent : public testing::Test {
 protected:
-    testing_support::TemporaryHome home;
+    tests::TemporaryHome home;
     tests::CapturedOutput output;
     Thing thing{L"Node"};
 };

@@ -12,7 +12,7 @@ namespace {
 
 class AString : public testing::Test {
 protected:
-    testing_support::TemporaryHome home;
+    tests::TemporaryHome home;
 };
 
 TEST_F(AString, SplitsIntoWordsAtRunsOfAnyOfItsSeparators) {
@@ -51,10 +51,14 @@ TEST_F(AString, GivesThePieceBetweenASeparatorAndTheEndSeparator) {
         int n;
         const wchar_t* piece;
     } rows[] = {
-        {L"x:y#z", L":", L"#", 1, L"y"},       {L"x:y#z", L":", nullptr, 1, L""},
-        {L":y#z", L":", L"#", 1, L"y"},        {L"a:b:c#", L":", L"#", 2, L"c"},
-        {L"a:b#c:d#", L":", L"#", 0, L"a:b"},  {L"a:b#", L":", L"#", 9, L"b"},
-        {L"a::b#", L"::", L"#", 1, L":b"},     {L"a:b", L":", L"#", 1, L""},
+        {L"x:y#z", L":", L"#", 1, L"y"},
+        {L"x:y#z", L":", nullptr, 1, L""},
+        {L":y#z", L":", L"#", 1, L"y"},
+        {L"a:b:c#", L":", L"#", 2, L"c"},
+        {L"a:b#c:d#", L":", L"#", 0, L"a:b"},
+        {L"a:b#", L":", L"#", 9, L"b"},
+        {L"a::b#", L"::", L"#", 1, L":b"},
+        {L"a:b", L":", L"#", 1, L""},
         {L"File Share for Sales(2)", L"(", L")", 1, L"2"},
     };
     for (const auto& row : rows)

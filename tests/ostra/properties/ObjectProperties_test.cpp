@@ -7,6 +7,7 @@
 #include <platform/cluster/ForwardingClusterService.h>
 #include <platform/cluster/PropertyList.h>
 #include <platform/cluster/cluster_api.h>
+#include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/TemporaryHome.h>
 
@@ -46,6 +47,9 @@ struct Kind {
     const wchar_t* name;
     platform::ObjectKind kind;
     bool checksSets;
+    const wchar_t* invalidGet;
+    const wchar_t* getFailure;
+    const wchar_t* setFailure;
     std::function<int(const StringArray*, DWORD)> set;
     std::function<DWORD(StringMap*, DWORD)> get;
 };
@@ -64,30 +68,77 @@ protected:
     }
 
     template <typename Set, typename Handle>
-    Kind KindOf(const wchar_t* name, platform::ObjectKind kind, bool checksSets, Handle handle) {
-        return {name, kind, checksSets, [=](const StringArray* parameters, DWORD code) {
-                    return Set(handle).Set(parameters, code);
-                },
-                [=](StringMap* map, DWORD code) { return Set(handle).Get(map, code); }};
+    static Kind With(Kind kind, Handle handle) {
+        kind.set = [=](const StringArray* parameters, DWORD code) { return Set(handle).Set(parameters, code); };
+        kind.get = [=](StringMap* map, DWORD code) { return Set(handle).Get(map, code); };
+        return kind;
     }
 
     std::vector<Kind> AllKinds() {
         using platform::ObjectKind;
-        std::vector<Kind> kinds = {
-            KindOf<NodeProperties>(L"node", ObjectKind::Node, false, node),
-            KindOf<GroupProperties>(L"group", ObjectKind::Group, false, group),
-            KindOf<ResourceProperties>(L"resource", ObjectKind::Resource, false, resource),
-            KindOf<NetworkProperties>(L"network", ObjectKind::Network, true, network),
-            KindOf<NetworkInterfaceProperties>(L"interface", ObjectKind::NetworkInterface, true, netInterface),
+        Kind type = {L"type",
+                     ObjectKind::ResourceType,
+                     false,
+                     L"ResourceTypeProperties::Get( ). Invalid control code.",
+                     L"ResouceProperties::Get( ). Failure calling ClusterResourceTypeControl( ). ",
+                     L"ResourceTypeProperties::Set( ). Failure calling ClusterResourceTypeControl( ). ",
+                     {},
+                     {}};
+        type.set = [this](const StringArray* parameters, DWORD code) {
+            return ResourceTypeProperties(cluster).Set(L"Any", parameters, code);
         };
-        kinds.push_back({L"type", ObjectKind::ResourceType, false,
-                         [this](const StringArray* parameters, DWORD code) {
-                             return ResourceTypeProperties(cluster).Set(L"Any", parameters, code);
-                         },
-                         [this](StringMap* map, DWORD code) {
-                             return ResourceTypeProperties(cluster).Get(L"Any", map, code);
-                         }});
-        return kinds;
+        type.get = [this](StringMap* map, DWORD code) {
+            return ResourceTypeProperties(cluster).Get(L"Any", map, code);
+        };
+        return {
+            type,
+            With<NodeProperties>({L"node",
+                                  ObjectKind::Node,
+                                  false,
+                                  L"NodeProperties::Get( ). Invalid control code. ",
+                                  L"NodeProperties::Get( ). Failure calling ClusterNodeControl( ). ",
+                                  L"NodeProperties::Set( ). Failure calling ClusterNodeControl( ). ",
+                                  {},
+                                  {}},
+                                 node),
+            With<GroupProperties>({L"group",
+                                   ObjectKind::Group,
+                                   false,
+                                   L"GroupProperties::Get( ). Invalid control code. ",
+                                   L"GroupProperties::Get( ). Failure calling ClusterGroupControl. ",
+                                   L"Properties::Set( ). Failure calling ClusterGroupControl( ). ",
+                                   {},
+                                   {}},
+                                  group),
+            With<ResourceProperties>({L"resource",
+                                      ObjectKind::Resource,
+                                      false,
+                                      L"ResourceProperties::Get( ). Invalid control code. ",
+                                      L"ResourceProperties::Get( ). Failure calling ClusterResourceControl. ",
+                                      L"ResourceProperties::Set( ). Failure calling ClusterResourceControl( ). ",
+                                      {},
+                                      {}},
+                                     resource),
+            With<NetworkProperties>({L"network",
+                                     ObjectKind::Network,
+                                     true,
+                                     L"NetworkProperties::Get( ). Invalid control code. ",
+                                     L"NetworkProperties::Get( ). Failure calling ClusterNetworkControl( ). ",
+                                     L"NetworkProperties::Set( ). Failure calling ClusterNetworkControl( ). ",
+                                     {},
+                                     {}},
+                                    network),
+            With<NetworkInterfaceProperties>(
+                {L"interface",
+                 ObjectKind::NetworkInterface,
+                 true,
+                 L"NetworkInterfaceProperties::Get( ). Invalid control code. ",
+                 L"NetworkInterfaceProperties::Get( ). Failure calling ClusterNetInterfaceControl( ). ",
+                 L"NetworkInterfaceProperties::Set( ). Failure calling ClusterNetInterfaceControl( ). ",
+                 {},
+                 {}},
+                netInterface),
+        };
     }
 
     static DWORD CodeFor(platform::ObjectKind kind, DWORD code) { return static_cast<DWORD>(kind) << 24 | code; }
@@ -99,8 +150,9 @@ protected:
         return platform::EncodePropertyList(properties);
     }
 
-    testing_support::TemporaryHome home;
+    tests::TemporaryHome home;
     tests::CapturedOutput output;
+    tests::CapturedEvents events;
     std::shared_ptr<ScriptedService> service = std::make_shared<ScriptedService>();
     HCLUSTER cluster = (platform::ClusterDirectory::Register(L"Scripted", service), OpenCluster(L"Scripted"));
     HNODE node = OpenClusterNode(cluster, L"N");
@@ -120,8 +172,10 @@ TEST_F(APropertySet, SendsItsListWithTheCodeGivenAndNoHostNode) {
         EXPECT_EQ(kind.kind, service->lastKind) << kind.name;
         EXPECT_FALSE(service->hadHost) << kind.name;
         EXPECT_EQ(kind.kind == platform::ObjectKind::ResourceType ? 56U : 52U, service->sent.size()) << kind.name;
+        EXPECT_TRUE(events.Take().empty()) << kind.name;
         service->status = platform::error::AccessDenied;
         EXPECT_EQ(0, kind.set(&parameters, code)) << kind.name;
+        EXPECT_EQ((StringArray{std::wstring(kind.setFailure) + L"Access is denied.\r\n"}), events.TakeTexts());
     }
 }
 
@@ -137,17 +191,18 @@ TEST_F(APropertySet, SendsNothingWhenThereIsNothingToSend) {
 
 TEST_F(APropertySet, RefusesCodesOfAnotherKindWhenReadingAndOnlyNetworksAlsoWhenWriting) {
     const StringArray parameters = {L"A=REG_DWORD:1"};
-    service->answer = SevenProperties();
     for (const Kind& kind : AllKinds()) {
-        const DWORD foreign = CodeFor(kind.kind == platform::ObjectKind::Node ? platform::ObjectKind::Group
-                                                                             : platform::ObjectKind::Node,
-                                      CLUSCTL_GET_COMMON_PROPERTIES);
+        const DWORD foreign =
+            CodeFor(kind.kind == platform::ObjectKind::Node ? platform::ObjectKind::Group : platform::ObjectKind::Node,
+                    CLUSCTL_GET_COMMON_PROPERTIES);
         service->calls = 0;
         StringMap map = {{L"kept", L"1"}};
         EXPECT_EQ(0U, kind.get(&map, foreign)) << kind.name;
         EXPECT_EQ(0, service->calls) << kind.name;
         EXPECT_EQ(1U, map.size()) << kind.name;
+        EXPECT_EQ((StringArray{kind.invalidGet}), events.TakeTexts());
         EXPECT_EQ(kind.checksSets ? 0 : 1, kind.set(&parameters, foreign)) << kind.name;
+        EXPECT_EQ(kind.checksSets ? 1U : 0U, events.Take().size()) << kind.name;
         EXPECT_EQ(kind.checksSets ? 0 : 1, service->calls) << kind.name;
     }
 }
@@ -166,6 +221,7 @@ TEST_F(APropertySet, ReadsEveryPropertyIntoTheCallersMap) {
         map = {{L"kept", L"1"}};
         EXPECT_EQ(0U, kind.get(&map, CodeFor(kind.kind, CLUSCTL_GET_COMMON_PROPERTIES))) << kind.name;
         EXPECT_EQ(1U, map.size()) << kind.name;
+        EXPECT_EQ((StringArray{std::wstring(kind.getFailure) + L"Access is denied.\r\n"}), events.TakeTexts());
         service->status = 0;
     }
 }
@@ -190,9 +246,8 @@ TEST_F(APropertySet, TracesTheCallsOnGroupsAndTheWritesOnResources) {
         L"GroupProperties::Get( ). status:5 Access is denied.\r\n\n",
         output.Take());
     ResourceProperties(resource).Set(&parameters, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
-    EXPECT_EQ(
-        L"ResourceProperties::Set( ) callingClusterResourceControl...status: 5 Access is denied.\r\n\n",
-        output.Take());
+    EXPECT_EQ(L"ResourceProperties::Set( ) callingClusterResourceControl...status: 5 Access is denied.\r\n\n",
+              output.Take());
     EXPECT_EQ(0, ClusterProperties(cluster).Set(&parameters, 0));
     EXPECT_EQ(L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n", output.Take());
 }
@@ -214,8 +269,8 @@ protected:
         platform::AppendValueEntry(list, CLUSPROP_SYNTAX_PARTITION_INFO, partition);
     }
 
-    const StringMap first = {{L"Signature", L"a1b2c3d"},  {L"SCSI Address", L"10"},      {L"Disk Number", L"11"},
-                             {L"Partition", L"G:"},       {L"Volumne Lable", L"DATA"},   {L"Serial Number", L"eadbeef"}};
+    const StringMap first = {{L"Signature", L"a1b2c3d"}, {L"SCSI Address", L"10"},    {L"Disk Number", L"11"},
+                             {L"Partition", L"G:"},      {L"Volumne Lable", L"DATA"}, {L"Serial Number", L"eadbeef"}};
 };
 
 TEST_F(ADiskQuestion, AboutADiskResourceAnswersItsSixDescriptions) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <platform/base/text.h>
 #include <platform/cluster/PropertyList.h>
+#include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/TemporaryHome.h>
 
@@ -27,7 +28,8 @@ struct List : Properties {
         std::copy(answer.begin(), answer.end(), _buffer);
         _streamSize = static_cast<DWORD>(answer.size());
         EmptyPropertyList();
-        EXPECT_EQ(Parse(), static_cast<int>(_properties.size()));
+        const int count = Parse();
+        EXPECT_EQ(static_cast<int>(_properties.size()), count);
         return Names();
     }
     StringArray Names() const {
@@ -42,8 +44,9 @@ struct List : Properties {
 
 class APropertyList : public testing::Test {
 protected:
-    testing_support::TemporaryHome home;
+    tests::TemporaryHome home;
     tests::CapturedOutput output;
+    tests::CapturedEvents events;
     List list;
 };
 
@@ -51,8 +54,8 @@ TEST_F(APropertyList, HoldsNameValueAndEndMarkOfEachPropertyPaddedToFourBytes) {
     EXPECT_EQ(0U, list.PropertyCount());
     EXPECT_EQ(nullptr, list.PropertyStreams());
     list.Build({L"Permissions=REG_DWORD:127"});
-    EXPECT_EQ((Bytes{1,   0, 0,   0,                                                                  // count
-                     3,   0, 4,   0, 24,  0, 0,   0,                                                  // name entry
+    EXPECT_EQ((Bytes{1,   0, 0,   0,                  // count
+                     3,   0, 4,   0, 24,  0, 0,   0,  // name entry
                      'P', 0, 'e', 0, 'r', 0, 'm', 0, 'i', 0, 's', 0, 's', 0, 'i', 0, 'o', 0, 'n', 0, 's', 0, 0, 0,  //
                      2,   0, 1,   0, 4,   0, 0,   0, 127, 0, 0,   0,  // number
                      0,   0, 0,   0}),                                // end mark
@@ -60,21 +63,23 @@ TEST_F(APropertyList, HoldsNameValueAndEndMarkOfEachPropertyPaddedToFourBytes) {
     EXPECT_EQ(56U, list._bufferLength);
 
     list.Build({L"Path=REG_SZ:", L"D=REG_SZ:G:\\X"});
-    EXPECT_EQ((Bytes{2,   0, 0,   0,                                           // count
-                     3,   0, 4,   0, 10,  0, 0,    0,                          // name entry
-                     'P', 0, 'a', 0, 't', 0, 'h',  0, 0,   0, 0, 0,            // padded
-                     3,   0, 1,   0, 2,   0, 0,    0, 0,   0, 0, 0,            // only a null
-                     0,   0, 0,   0,                                           // end mark
-                     3,   0, 4,   0, 4,   0, 0,    0, 'D', 0, 0, 0,            // name entry
-                     3,   0, 1,   0, 10,  0, 0,    0,                          // text
-                     'G', 0, ':', 0, '\\', 0, 'X', 0, 0,   0, 0, 0,            // padded
-                     0,   0, 0,   0}),                                         // end mark
+    EXPECT_EQ((Bytes{2,   0, 0,   0,                                 // count
+                     3,   0, 4,   0, 10,   0, 0,   0,                // name entry
+                     'P', 0, 'a', 0, 't',  0, 'h', 0, 0,   0, 0, 0,  // padded
+                     3,   0, 1,   0, 2,    0, 0,   0, 0,   0, 0, 0,  // only a null
+                     0,   0, 0,   0,                                 // end mark
+                     3,   0, 4,   0, 4,    0, 0,   0, 'D', 0, 0, 0,  // name entry
+                     3,   0, 1,   0, 10,   0, 0,   0,                // text
+                     'G', 0, ':', 0, '\\', 0, 'X', 0, 0,   0, 0, 0,  // padded
+                     0,   0, 0,   0}),                               // end mark
               list.Built());
 }
 
 TEST_F(APropertyList, TakesItsPropertiesFromParameterStrings) {
     list.Build({L"Low=REG_DWORD:4294967295", L"Skipped=REG_MULTI_SZ:a", L"Bytes=REG_BINARY:01", L"Nothing",
                 L"Minus=REG_DWORD: -1x", L"Text=REG_SZ:a=b:c", L"=REG_SZ:unnamed", L"Type=:none"});
+    const std::wstring message = L"Set funciton not implemented for this data type:";
+    EXPECT_EQ((StringArray{message + L"REG_MULTI_SZ", message + L"REG_BINARY", message, message}), events.TakeTexts());
     std::vector<platform::PropertyValue> decoded;
     ASSERT_TRUE(platform::DecodePropertyList(list.Built(), decoded));
     ASSERT_EQ(4U, decoded.size());
@@ -136,7 +141,8 @@ TEST_F(APropertyList, IsNeverReadBehindTheBytesThatCameBack) {
     EXPECT_EQ((StringArray{L"AB=C"}),
               list.Parsed({1, 0, 0, 0, 3, 0, 4, 0, 4, 0, 0, 0, 'A', 0, 'B', 0, 3, 0, 1, 0, 2, 0, 0, 0, 'C', 0}))
         << "texts without a null end with their entry";
-    EXPECT_TRUE(list.Parsed({1, 0, 0, 0, 3, 0, 4, 0, 2, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0, 2, 0, 0, 0, 1, 0, 0, 0}).empty())
+    EXPECT_TRUE(
+        list.Parsed({1, 0, 0, 0, 3, 0, 4, 0, 2, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0, 2, 0, 0, 0, 1, 0, 0, 0}).empty())
         << "a number of two bytes";
 }
 
@@ -151,6 +157,7 @@ TEST_F(APropertyList, ThatOutgrowsItsBufferIsDroppedWhole) {
     list.Build({L"B=REG_DWORD:1", L"A=REG_SZ:" + std::wstring(room, L'x'), L"C=REG_DWORD:1"});
     EXPECT_EQ(nullptr, list.PropertyStreams());
     EXPECT_EQ(0U, list.PropertyCount());
+    EXPECT_EQ(1U, events.Take().size());
 }
 
 TEST_F(APropertyList, CopiedGoesOnInABufferOfItsOwn) {
@@ -160,7 +167,8 @@ TEST_F(APropertyList, CopiedGoesOnInABufferOfItsOwn) {
     EXPECT_EQ(1, copy.AddPropertyToStream(Property(L"B", 2, CLUSPROP_FORMAT_DWORD)));
     EXPECT_EQ(2U, copy.PropertyCount());
     EXPECT_EQ(1U, list.PropertyCount());
-    EXPECT_TRUE(std::equal(list.Built().begin() + 4, list.Built().end(), copy.Built().begin() + 4));
+    const Bytes one = list.Built(), two = copy.Built();
+    EXPECT_TRUE(std::equal(one.begin() + 4, one.end(), two.begin() + 4));
 
     list.Parsed(copy.Built());
     List reader(list);
