@@ -81,8 +81,10 @@ int Registry::Initialize(const std::wstring& path) {
 HKEY Registry::Open(HKEY, int openOnly) {
     OwnedKey reached;
     if (_valid) {
+        // A key that is open already is one of its host, whose name would only be looked up again.
+        const bool isConnected = _openedKey && _rootKey == _openedKey.Get();
+        const wchar_t* const host = _hostName.empty() || isConnected ? nullptr : _hostName.c_str();
         HKEY connection = nullptr;
-        const wchar_t* const host = _hostName.empty() ? nullptr : _hostName.c_str();
         if (!IsSuccess(RegConnectRegistryW(host, _rootKey, &connection))) {
             ReportAndShow(L"RegistryKey::Open( ). Failure opening host:" + _hostName);
             return _keyHandle;
