@@ -38,7 +38,7 @@ std::shared_ptr<std::FILE> OpenLog(std::wstring_view componentName) {
     if (directory.empty()) return nullptr;
     const std::string path = directory + "/" + platform::ToUtf8(componentName) + ".log";
     return logs.Get(platform::FromUtf8(path), [&]() -> std::shared_ptr<std::FILE> {
-        const int descriptor = open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        const int descriptor = open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
         if (descriptor < 0) return nullptr;
         std::FILE* file = fdopen(descriptor, "a+");
         if (!file) {
