@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace platform {
 
 namespace {
@@ -73,6 +75,7 @@ DWORD Database::CopyTo(Database& other) {
         if (const DWORD code = state->CheckPlace()) return code;
     }
     if (const DWORD code = to.TakeLock()) return code;
+    errno = 0;
     int status = SQLITE_NOMEM;
     if (sqlite3_backup* copy = sqlite3_backup_init(to.connection, "main", _state->connection, "main")) {
         sqlite3_backup_step(copy, -1);
@@ -165,6 +168,7 @@ DWORD Database::State::CheckPlace() {
 DWORD Database::State::RefreshDataVersion() {
     if (IsInMemory()) return error::Success;
     static constexpr const char* sql = "PRAGMA data_version";
+    errno = 0;
     sqlite3_stmt* statement = Borrow(sql);
     if (!statement) return Failed(sqlite3_extended_errcode(connection), notRead);
     const int status = sqlite3_step(statement);
@@ -187,11 +191,13 @@ DWORD Database::State::TakeLock() {
 // PASSIVE takes what it can and waits for nobody. What readers still need stays for the next one.
 DWORD Database::State::CheckpointLocked() {
     if (IsInMemory()) return error::Success;
+    errno = 0;
     const int status = sqlite3_wal_checkpoint_v2(connection, nullptr, SQLITE_CHECKPOINT_PASSIVE, &logPages, nullptr);
     return status == SQLITE_OK || (status & 0xFF) == SQLITE_BUSY ? error::Success : Failed(status, notWritten);
 }
 
 DWORD Database::State::Execute(const char* sql) {
+    errno = 0;
     const int status = sqlite3_exec(connection, sql, nullptr, nullptr, nullptr);
     return status == SQLITE_OK ? error::Success : Failed(status, notWritten);
 }

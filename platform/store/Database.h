@@ -162,9 +162,10 @@ private:
     DWORD _result = 0;
 };
 
-/// Several changes as one: all of them are on disk when Commit has answered Success, none after anything else. Without
-/// a Commit the destructor takes all back. Inside another WriteTransaction of the same thread it becomes a part of that
-/// one, which alone decides; taking back an inner one takes back its own changes only.
+/// Several changes as one: all of them are on disk when Commit has answered Success. When writing to the disk failed,
+/// all or none may be there: read back; after any other failure, none. Without a Commit the destructor takes all back.
+/// Inside another WriteTransaction of the same thread it becomes a part of that one, which alone decides; taking back
+/// an inner one takes back its own changes only.
 class PLATFORM_API WriteTransaction {
 public:
     explicit WriteTransaction(Database& database) : _database(database) {}

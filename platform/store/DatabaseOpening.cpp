@@ -8,6 +8,7 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -103,6 +104,7 @@ DWORD ReadHeader(const char* vfsName, const std::string& path, unsigned char* he
     auto* file = static_cast<sqlite3_file*>(memory.get());
     if (!file) return error::NotEnoughMemory;
     int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_NOFOLLOW;
+    errno = 0;
     int status = vfs->xOpen(vfs, path.c_str(), file, flags, &flags);
     sqlite3_int64 length = 0;
     if (status == SQLITE_OK) status = file->pMethods->xFileSize(file, &length);
@@ -249,6 +251,7 @@ DWORD Database::State::Connect() {
     int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE;
     if (IsInMemory()) flags |= SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY;
     const char* name = IsInMemory() ? ":memory:" : path.c_str();
+    errno = 0;
     int status = sqlite3_open_v2(name, &connection, flags, options.vfs);
     ++connectionNumber;
     if (status != SQLITE_OK) return FailSqlite(status, connection, L"\"%1\" cannot be opened: %2.", path);
@@ -287,6 +290,7 @@ DWORD Database::State::CreateTables() {
 DWORD Database::State::CheckSchema() {
     sqlite3_stmt* numbers = nullptr;
     const char* sql = "SELECT application_id, user_version FROM pragma_application_id, pragma_user_version";
+    errno = 0;
     int status = sqlite3_prepare_v2(connection, sql, -1, &numbers, nullptr);
     if (status == SQLITE_OK) status = sqlite3_step(numbers);
     if (status != SQLITE_ROW) {
@@ -301,6 +305,7 @@ DWORD Database::State::CheckSchema() {
 
 DWORD Database::State::EnableLog() {
     sqlite3_stmt* mode = nullptr;
+    errno = 0;
     int status = sqlite3_prepare_v2(connection, "PRAGMA journal_mode = WAL", -1, &mode, nullptr);
     if (status == SQLITE_OK) status = sqlite3_step(mode);
     const unsigned char* answer = status == SQLITE_ROW ? sqlite3_column_text(mode, 0) : nullptr;

@@ -4,6 +4,8 @@
 #include <platform/store/failures.h>
 #include <sqlite3.h>
 
+#include <cerrno>
+
 namespace platform {
 
 Statement::Statement(Database* database, const char* sql) : _database(*database), _sql(sql) {
@@ -14,6 +16,7 @@ Statement::Statement(Database* database, const char* sql) : _database(*database)
     }
     _lock = std::unique_lock(state.mutex);
     _result = state.BeReady();
+    errno = 0;
     if (_result == error::Success) _statement = state.Borrow(sql);
     _connection = state.connectionNumber;
     if (!_statement && _result == error::Success) {
@@ -63,6 +66,7 @@ bool Statement::Next() {
         }
         ++state.ownChanges;
     }
+    errno = 0;
     const int status = sqlite3_step(_statement);
     if (status == SQLITE_ROW) return true;
     if (status != SQLITE_DONE) KeepFailure(status);

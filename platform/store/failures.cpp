@@ -45,7 +45,7 @@ DWORD FromSqlite(int status, int number) {
         case SQLITE_PROTOCOL:  // SQLite itself has waited some ten seconds by then
         case SQLITE_SCHEMA: return error::Busy;
         case SQLITE_FULL: return error::DiskFull;
-        case SQLITE_IOERR: return FromErrno(number, error::GeneralFailure);
+        case SQLITE_IOERR: return FromErrno(number == ENOENT ? 0 : number, error::GeneralFailure);
         case SQLITE_CANTOPEN: return FromErrno(number, error::CannotOpenDatabase);
         case SQLITE_READONLY:
         case SQLITE_PERM:
@@ -88,7 +88,8 @@ DWORD FailErrno(int number, const wchar_t* message, const std::string& path) {
 }
 
 DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path) {
-    const int number = connection ? sqlite3_system_errno(connection) : 0;
+    int number = connection ? sqlite3_system_errno(connection) : 0;
+    if (!number) number = errno;  // a commit that fails does not keep it
     std::string detail = connection ? sqlite3_errmsg(connection) : sqlite3_errstr(status);
     if (const char* explained = Explain(status)) detail = explained;
     const DWORD code = FromSqlite(status, number);

@@ -16,7 +16,8 @@ DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::str
 /// The same with the code and the detail of an errno value.
 DWORD FailErrno(int number, const wchar_t* message, const std::string& path);
 
-/// The same with those of an SQLite result; `connection` has the detail and may be null.
+/// The same with those of an SQLite result; `connection` has the detail and may be null. The caller has cleared errno
+/// before the call that failed.
 DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path);
 
 /// The words kept last by the calling thread.

@@ -230,7 +230,7 @@ void ClusterStore::Forget() {
 
 ClusterStore::Writing::Writing(ClusterStore& store)
     : _store(store),
-      _lock(store._database->Mutex()),
+      _lock(store._database->Lock()),
       _transaction(*store._database),
       _editsBefore(store._edits),
       _failureBefore(std::exchange(store._failure, error::Success)) {}

@@ -33,7 +33,7 @@ public:
     /// Answers what `question` does.
     template <typename Question>
     DWORD Read(Question&& question) {
-        const std::scoped_lock lock(_database->Mutex());
+        const auto lock = _database->Lock();
         const DWORD code = Refresh();
         return code == 0 ? question() : code;
     }

@@ -1,1 +1,511 @@
+#include <platform/store/Database.h>
 
+#include <gtest/gtest.h>
+#include <platform/base/error_codes.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <tests/support/TemporaryHome.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <functional>
+
+namespace {
+
+using namespace platform;
+
+const DatabaseSchema schema{0x74657374, 3, "CREATE TABLE notes (id INTEGER PRIMARY KEY, text TEXT NOT NULL) STRICT"};
+
+/// A process of the test's own. Both ends wait for each other by single bytes, never by time.
+class Process {
+public:
+    explicit Process(const std::function<int(Process&)>& action) {
+        int toChild[2];
+        int toParent[2];
+        if (::pipe(toChild) != 0 || ::pipe(toParent) != 0) std::abort();
+        _id = ::fork();
+        _in = _id ? toParent[0] : toChild[0];
+        _out = _id ? toChild[1] : toParent[1];
+        ::close(_id ? toChild[0] : toChild[1]);
+        ::close(_id ? toParent[1] : toParent[0]);
+        if (_id == 0) ::_exit(action(*this));
+    }
+    ~Process() {
+        if (_id > 0) Kill();
+        ::close(_in);
+        ::close(_out);
+    }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    void Signal() const {
+        if (::write(_out, "x", 1) != 1) ::_exit(99);
+    }
+    bool Await() const {
+        char byte = 0;
+        return ::read(_in, &byte, 1) == 1;
+    }
+    int Finish() {
+        int status = 0;
+        ::waitpid(std::exchange(_id, 0), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+    }
+    void Kill() {
+        ::kill(_id, SIGKILL);
+        Finish();
+    }
+
+private:
+    pid_t _id;
+    int _in;
+    int _out;
+};
+
+/// A file layer that does something before one of its calls.
+std::function<int()> beforeUnfetch;
+std::function<int()> beforeSync;
+
+template <int kind>
+struct Bent {
+    static inline const sqlite3_io_methods* original = nullptr;
+    static inline sqlite3_io_methods methods;
+
+    static void Install(sqlite3_file* file) {
+        original = file->pMethods;
+        methods = *original;
+        methods.xUnfetch = [](sqlite3_file* bent, sqlite3_int64 at, void* page) {
+            if (beforeUnfetch) beforeUnfetch();
+            return original->xUnfetch(bent, at, page);
+        };
+        methods.xSync = [](sqlite3_file* bent, int how) {
+            const int failure = beforeSync ? beforeSync() : SQLITE_OK;
+            return failure ? failure : original->xSync(bent, how);
+        };
+        file->pMethods = &methods;
+    }
+};
+
+int OpenBent(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* outFlags) {
+    const int status = sqlite3_vfs_find("unix")->xOpen(vfs, name, file, flags, outFlags);
+    if (status == SQLITE_OK && (flags & SQLITE_OPEN_MAIN_DB)) Bent<SQLITE_OPEN_MAIN_DB>::Install(file);
+    if (status == SQLITE_OK && (flags & SQLITE_OPEN_WAL)) Bent<SQLITE_OPEN_WAL>::Install(file);
+    return status;
+}
+
+const char* BentLayer() {
+    static sqlite3_vfs layer = *sqlite3_vfs_find("unix");
+    layer.zName = "bent";
+    layer.xOpen = &OpenBent;
+    sqlite3_vfs_register(&layer, 0);
+    return layer.zName;
+}
+
+class ADatabase : public testing::Test {
+protected:
+    ~ADatabase() override {
+        beforeUnfetch = nullptr;
+        beforeSync = nullptr;
+    }
+
+    std::unique_ptr<Database> Open(const DatabaseOptions& options = {}, OpenMode mode = OpenMode::CreateIfMissing) {
+        std::unique_ptr<Database> database;
+        code = Database::Open(path, schema, mode, database, options);
+        return database;
+    }
+
+    static DWORD Write(Database& database, const std::string& text, std::int64_t id = 0) {
+        WriteTransaction transaction(database);
+        if (const DWORD failure = transaction.Begin()) return failure;
+        const std::wstring wide(text.begin(), text.end());
+        if (id == 0) Statement(database, "INSERT INTO notes (text) VALUES (?)", wide).Run();
+        if (id != 0) Statement(database, "INSERT OR REPLACE INTO notes VALUES (?, ?)", id, wide).Run();
+        return transaction.Commit();
+    }
+
+    static std::int64_t Count(Database& database) {
+        Statement rows(database, "SELECT count(*) FROM notes");
+        return rows.Next() ? rows.Integer(0) : -1;
+    }
+
+    static std::wstring Text(Database& database, std::int64_t id) {
+        Statement rows(database, "SELECT text FROM notes WHERE id = ?", id);
+        return rows.Next() ? rows.Text(0, 100'000) : std::wstring();
+    }
+
+    static int Execute(sqlite3* raw, const std::string& sql) {
+        return sqlite3_exec(raw, sql.c_str(), nullptr, nullptr, nullptr);
+    }
+
+    std::string Content() const {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    const tests::TemporaryHome home;
+    const std::string path = (home.Path() / "test.db").string();
+    DWORD code = 0;
+};
+
+// A checkpointer has read the head of the log, whose frames are all in the file, and not yet looked how many are; then
+// a writer begins the log anew. The checkpointer takes the new log for as long as the old one was, and its commits are
+// lost.
+TEST_F(ADatabase, WouldLoseCommitsWithoutALockForCheckpointers) {
+    if (sqlite3_libversion_number() >= 3'051'003) GTEST_SKIP() << "this SQLite is cured";
+    Open();
+    Process checkpointer([&](Process& self) {
+        sqlite3* raw = nullptr;
+        sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE, BentLayer());
+        Execute(raw, "SELECT count(*) FROM notes");
+        self.Signal();
+        self.Await();
+        beforeUnfetch = [&] {
+            beforeUnfetch = nullptr;
+            self.Signal();
+            return self.Await() ? 0 : 1;
+        };
+        const int status = sqlite3_wal_checkpoint_v2(raw, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+        sqlite3_close(raw);
+        return status;
+    });
+    ASSERT_TRUE(checkpointer.Await());
+    sqlite3* raw = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &raw));
+    for (int id = 1; id < 9; ++id) {
+        EXPECT_EQ(SQLITE_OK, Execute(raw, "INSERT INTO notes VALUES (" + std::to_string(id) + ", 'old')"));
+    }
+    EXPECT_EQ(SQLITE_OK, sqlite3_wal_checkpoint_v2(raw, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr));
+    checkpointer.Signal();
+    ASSERT_TRUE(checkpointer.Await());
+    EXPECT_EQ(SQLITE_OK, Execute(raw, "UPDATE notes SET text = 'new' WHERE id = 1"));
+    checkpointer.Signal();
+    EXPECT_EQ(SQLITE_OK, checkpointer.Finish());
+    EXPECT_EQ(SQLITE_OK, Execute(raw, "UPDATE notes SET text = 'newer' WHERE id = 1"));
+    sqlite3_close(raw);
+    EXPECT_EQ(L"new", Text(*Open(), 1)) << "the test no longer meets the fault that the lock is there for";
+}
+
+TEST_F(ADatabase, KeepsCommitsThatRaceACheckpoint) {
+    Open();
+    Process checkpointer([&](Process& self) {
+        const auto database = Open({.vfs = BentLayer()});
+        Count(*database);
+        self.Signal();
+        self.Await();
+        beforeUnfetch = [&] {
+            beforeUnfetch = nullptr;
+            self.Signal();
+            return self.Await() ? 0 : 1;
+        };
+        return static_cast<int>(database->Checkpoint());
+    });
+    ASSERT_TRUE(checkpointer.Await());
+    auto database = Open({.lockTimeout = 0});
+    for (int id = 1; id < 9; ++id) EXPECT_EQ(error::Success, Write(*database, "old", id));
+    EXPECT_EQ(error::Success, database->Checkpoint());
+    checkpointer.Signal();
+    ASSERT_TRUE(checkpointer.Await());
+    EXPECT_EQ(error::Timeout, Write(*database, "new", 1)) << "a writer waits while a checkpoint is under way";
+    checkpointer.Signal();
+    EXPECT_EQ(0, checkpointer.Finish());
+    EXPECT_EQ(error::Success, Write(*database, "new", 1));
+    EXPECT_EQ(error::Success, Write(*database, "newer", 1));
+    database.reset();
+    EXPECT_EQ(L"newer", Text(*Open(), 1));
+}
+
+TEST_F(ADatabase, KeepsWhatItAcknowledgedWhenItsProcessIsKilled) {
+    int acknowledged = 0;
+    for (int round = 0; round < 4; ++round) {
+        Process writer([&](Process& self) {
+            const auto database = Open();
+            for (;;) {
+                if (!database || Write(*database, std::string(2000, 'x'))) return 1;
+                self.Signal();
+            }
+        });
+        for (int commit = 0; commit < 20 + 7 * round; ++commit) acknowledged += writer.Await();
+        writer.Kill();
+        const auto database = Open();
+        ASSERT_NE(nullptr, database);
+        EXPECT_GE(Count(*database), acknowledged);
+        Statement check(*database, "PRAGMA integrity_check");
+        ASSERT_TRUE(check.Next());
+        EXPECT_EQ(L"ok", check.Text(0, 100));
+    }
+    EXPECT_EQ(20 + 27 + 34 + 41, acknowledged);
+}
+
+TEST_F(ADatabase, TakesTheWritesOfEightProcessesAtOnce) {
+    std::vector<std::unique_ptr<Process>> writers;
+    for (int writer = 0; writer < 8; ++writer) {
+        writers.push_back(std::make_unique<Process>([&](Process& self) {
+            self.Await();
+            const auto database = Open();  // the first of them makes the file
+            if (!database) return 1;
+            for (int commit = 0; commit < 25; ++commit) {
+                if (Write(*database, "text")) return 2;
+            }
+            return 0;
+        }));
+    }
+    for (const auto& writer : writers) writer->Signal();
+    for (const auto& writer : writers) EXPECT_EQ(0, writer->Finish());
+    EXPECT_EQ(200, Count(*Open({}, OpenMode::MustExist)));
+}
+
+TEST_F(ADatabase, IsRefusedInAForkedProcess) {
+    auto database = Open();
+    ASSERT_EQ(error::Success, Write(*database, "before"));
+    Process child([&](Process&) {
+        std::uint64_t counter = 0;
+        const bool isRefused = Write(*database, "lost") == error::InvalidHandle &&
+                               database->ReadChangeCounter(counter) == error::InvalidHandle && Count(*database) == -1 &&
+                               database->IsStale() && !database->Lock().owns_lock();
+        const bool isClosed = !Open() && code == error::InvalidHandle;
+        database.reset();
+        return isRefused && isClosed ? 0 : 1;
+    });
+    EXPECT_EQ(0, child.Finish());
+    EXPECT_EQ(error::Success, Write(*database, "after"));
+    EXPECT_EQ(2, Count(*database));
+}
+
+TEST_F(ADatabase, WritesNothingToAFileThatHasLostItsName) {
+    const auto database = Open();
+    ASSERT_EQ(error::Success, Write(*database, "text"));
+    std::filesystem::rename(path, path + ".old");
+    std::ofstream(path) << "another";
+    std::uint64_t counter = 0;
+    EXPECT_EQ(error::FileInvalid, Write(*database, "nobody would see it"));
+    EXPECT_EQ(error::FileInvalid, database->ReadChangeCounter(counter));
+    EXPECT_TRUE(database->IsStale());
+}
+
+TEST_F(ADatabase, IsNotMixedWithTheLogOfTheFileThatItReplaced) {
+    Process writer([&](Process& self) {  // killed, so that its log stays
+        const auto database = Open();
+        for (int id = 1; id < 5; ++id) Write(*database, "old", id);
+        self.Signal();
+        return self.Await() ? 0 : 1;
+    });
+    ASSERT_TRUE(writer.Await());
+    writer.Kill();
+    sqlite3* raw = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open((home.Path() / "backup.db").c_str(), &raw));
+    EXPECT_EQ(SQLITE_OK, Execute(raw, schema.statements + "; PRAGMA application_id = 1952805748;" +
+                                          "PRAGMA user_version = 3; PRAGMA journal_mode = WAL;" +
+                                          "INSERT INTO notes VALUES (1, 'restored')"));
+    sqlite3_close(raw);
+    std::filesystem::permissions(home.Path() / "backup.db", std::filesystem::perms(0600));
+    std::filesystem::rename(home.Path() / "backup.db", path);
+    EXPECT_EQ(nullptr, Open());
+    EXPECT_EQ(error::FileInvalid, code);
+    EXPECT_NE(std::wstring::npos, Database::LastMessage().find(L"-wal"));
+    std::filesystem::remove(path + "-wal");
+    std::filesystem::remove(path + "-shm");
+    EXPECT_EQ(L"restored", Text(*Open(), 1));
+    EXPECT_NE(nullptr, Open());
+}
+
+TEST_F(ADatabase, RefusesAFileThatIsNotItsOwnAndLeavesItAsItIs) {
+    Open();
+    const std::string good = Content();
+    const auto changed = [&](std::size_t at, const std::string& bytes) {
+        std::string content = good;
+        return content.replace(at, bytes.size(), bytes);
+    };
+    const struct {
+        const char* what;
+        std::string content;
+        DWORD code;
+    } cases[] = {
+        {"foreign", changed(68, "othr"), error::BadDatabase},
+        {"newer", changed(60, std::string("\0\0\0\x04", 4)), error::NotSupported},
+        {"older", changed(60, std::string("\0\0\0\x02", 4)), error::NotSupported},
+        {"garbage", std::string(5000, 'g'), error::BadDatabase},
+        {"short", good.substr(0, 60), error::BadDatabase},
+        {"truncated", good.substr(0, 4096), error::FileCorrupt},
+        {"bad page size", changed(16, "zz"), error::BadDatabase},
+    };
+    for (const auto& row : cases) {
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << row.content;
+        for (const OpenMode mode : {OpenMode::CreateIfMissing, OpenMode::MustExist}) {
+            EXPECT_EQ(nullptr, Open({}, mode)) << row.what;
+            EXPECT_EQ(row.code, code) << row.what;
+            EXPECT_NE(std::wstring::npos, Database::LastMessage().find(L"test.db")) << row.what;
+        }
+        EXPECT_EQ(row.content, Content()) << row.what;
+    }
+}
+
+TEST_F(ADatabase, RefusesPlacesThatCannotBeTrusted) {
+    EXPECT_EQ(nullptr, Open({}, OpenMode::MustExist));
+    EXPECT_EQ(error::FileNotFound, code);
+    EXPECT_TRUE(std::filesystem::is_empty(home.Path()));
+    std::ofstream(path).flush();
+    EXPECT_EQ(nullptr, Open({}, OpenMode::MustExist)) << "the making of it was cut short";
+    EXPECT_EQ(error::FileNotFound, code);
+    EXPECT_NE(nullptr, Open({}, OpenMode::CreateIfMissing));
+    std::filesystem::permissions(path, std::filesystem::perms(0660));
+    EXPECT_EQ(nullptr, Open());
+    EXPECT_EQ(error::AccessDenied, code);
+    std::filesystem::permissions(path, std::filesystem::perms(0600));
+    std::filesystem::rename(path, path + ".real");
+    std::filesystem::create_symlink(path + ".real", path);
+    EXPECT_EQ(nullptr, Open());
+    EXPECT_EQ(error::AccessDenied, code);
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    EXPECT_EQ(nullptr, Open());
+    EXPECT_EQ(error::AccessDenied, code);
+    std::unique_ptr<Database> database;
+    EXPECT_EQ(error::InvalidParameter, Database::Open("relative.db", schema, OpenMode::CreateIfMissing, database));
+    EXPECT_EQ(error::FileNotFound,
+              Database::Open((home.Path() / "none" / "x.db").string(), schema, OpenMode::CreateIfMissing, database));
+}
+
+TEST_F(ADatabase, IsOpenedAnewAfterASyncThatFailed) {
+    const auto database = Open({.vfs = BentLayer()});
+    ASSERT_EQ(error::Success, Write(*database, "first", 1));
+    beforeSync = [] { return SQLITE_IOERR_FSYNC; };
+    EXPECT_NE(error::Success, Write(*database, "doubtful", 1));
+    EXPECT_FALSE(Database::LastMessage().empty());
+    beforeSync = nullptr;
+    std::uint64_t counter = 0;
+    EXPECT_EQ(error::Success, database->ReadChangeCounter(counter));
+    EXPECT_EQ(Text(*database, 1), Text(*Open(), 1)) << "it may or may not have come to the disk, for all alike";
+    EXPECT_EQ(error::Success, Write(*database, "second", 1));
+    EXPECT_EQ(L"second", Text(*Open(), 1));
+}
+
+TEST_F(ADatabase, SaysThatTheDiskIsFullAndGoesOnWhenThereIsRoom) {
+    Process writer([&](Process&) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const auto database = Open();
+        if (Write(*database, "kept")) return 1;
+        rlimit limit{};
+        ::getrlimit(RLIMIT_FSIZE, &limit);
+        const rlimit tight{64 * 1024, limit.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &tight);
+        if (Write(*database, std::string(90'000, 'x')) != error::DiskFull) return 2;
+        if (Count(*database) != 1) return 3;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        return Write(*database, "text") ? 4 : 0;
+    });
+    EXPECT_EQ(0, writer.Finish());
+    EXPECT_EQ(2, Count(*Open()));
+}
+
+TEST_F(ADatabase, TakesBackAnInnerTransactionAloneAndAnOuterOneWhole) {
+    const auto database = Open();
+    {
+        WriteTransaction outer(*database);
+        ASSERT_EQ(error::Success, outer.Begin());
+        EXPECT_EQ(error::Success, Write(*database, "a"));
+        {
+            WriteTransaction inner(*database);
+            ASSERT_EQ(error::Success, inner.Begin());
+            EXPECT_EQ(error::Success, Write(*database, "b"));
+        }
+        EXPECT_EQ(1, Count(*database));
+        EXPECT_EQ(error::Success, outer.Commit());
+    }
+    {
+        WriteTransaction outer(*database);
+        ASSERT_EQ(error::Success, outer.Begin());
+        EXPECT_EQ(error::Success, Write(*database, "c"));
+    }
+    EXPECT_EQ(1, Count(*database));
+    EXPECT_NE(error::Success, Statement(*database, "DELETE FROM notes").Run()) << "outside of a transaction";
+    EXPECT_EQ(1, Count(*database));
+}
+
+TEST_F(ADatabase, ShowsAReaderOneStateAndCountsChangesOnce) {
+    const auto reader = Open();
+    const auto writer = Open();
+    std::uint64_t before = 0;
+    std::uint64_t counter = 0;
+    ASSERT_EQ(error::Success, reader->ReadChangeCounter(before));
+    EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
+    EXPECT_EQ(before, counter);
+    {
+        ReadTransaction reading(*reader);
+        ASSERT_EQ(error::Success, reading.Begin());
+        EXPECT_EQ(error::Success, Write(*writer, "text"));
+        EXPECT_EQ(0, Count(*reader));
+        EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
+        EXPECT_EQ(before, counter);
+        EXPECT_EQ(error::Busy, Write(*reader, "refused"));
+    }
+    EXPECT_EQ(1, Count(*reader));
+    EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
+    EXPECT_NE(before, counter);
+    before = counter;
+    EXPECT_EQ(error::Success, Write(*reader, "own"));
+    EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
+    EXPECT_NE(before, counter);
+}
+
+TEST_F(ADatabase, KeepsItsLogShortThoughStatementsAreCutShort) {
+    const auto database = Open();
+    for (int round = 0; round < 6; ++round) {
+        for (int id = 1; id < 5; ++id) EXPECT_EQ(error::Success, Write(*database, std::string(1'000'000, 'x'), id));
+        Statement rows(*database, "SELECT id FROM notes");
+        EXPECT_TRUE(rows.Next());
+    }
+    EXPECT_LT(std::filesystem::file_size(path + "-wal"), 12'000'000U) << "24 MB were written";
+}
+
+TEST_F(ADatabase, CopiesItselfBetweenFileAndMemory) {
+    const auto file = Open();
+    ASSERT_EQ(error::Success, Write(*file, "from the file", 1));
+    std::unique_ptr<Database> memory;
+    std::unique_ptr<Database> other;
+    ASSERT_EQ(error::Success, Database::OpenMemory(schema, memory));
+    ASSERT_EQ(error::Success, Database::OpenMemory(schema, other));
+    std::uint64_t before = 0;
+    std::uint64_t after = 0;
+    ASSERT_EQ(error::Success, memory->ReadChangeCounter(before));
+    ASSERT_EQ(error::Success, file->CopyTo(*memory));
+    ASSERT_EQ(error::Success, memory->ReadChangeCounter(after));
+    EXPECT_NE(before, after);
+    EXPECT_EQ(L"from the file", Text(*memory, 1));
+    EXPECT_EQ(error::Success, Write(*memory, "rehearsed", 1));
+    EXPECT_EQ(L"from the file", Text(*file, 1));
+    EXPECT_EQ(error::Success, memory->CopyTo(*other));
+    EXPECT_EQ(error::Success, other->CopyTo(*file));
+    EXPECT_EQ(L"rehearsed", Text(*file, 1));
+    EXPECT_EQ(error::Success, Write(*file, "and on", 2));
+    EXPECT_EQ(2, Count(*Open()));
+    std::unique_ptr<Database> foreign;
+    ASSERT_EQ(error::Success, Database::OpenMemory({1, 1, "CREATE TABLE t (x)"}, foreign));
+    EXPECT_EQ(error::InvalidParameter, file->CopyTo(*foreign));
+}
+
+TEST_F(ADatabase, FindsColumnsThatAreNotWhatTheyMustBe) {
+    const auto database = Open();
+    EXPECT_EQ(error::Success, Write(*database, "text", 7));
+    {
+        Statement rows(*database, "SELECT id, text FROM notes");
+        ASSERT_TRUE(rows.Next());
+        EXPECT_EQ(7, rows.Integer(0, 7, 7));
+        EXPECT_EQ(L"text", rows.Text(1, 4));
+        EXPECT_EQ(L"", rows.Text(1, 3));
+        EXPECT_EQ(error::FileCorrupt, rows.Result());
+        EXPECT_EQ(0, rows.Integer(0)) << "nothing after a failure";
+        EXPECT_FALSE(rows.Next());
+    }
+    for (const bool isRange : {true, false}) {
+        Statement rows(*database, "SELECT id, text FROM notes");
+        ASSERT_TRUE(rows.Next());
+        isRange ? rows.Integer(0, 8) : rows.Integer(1);
+        EXPECT_EQ(error::FileCorrupt, rows.Result());
+    }
+    EXPECT_EQ(error::FileCorrupt, Statement(*database, "SELECT x FROM missing").Result());
+}
+
+}  // namespace
