@@ -170,6 +170,7 @@ ClusterComponent* Node::UpdateGroups(const std::wstring& name, DWORD notificatio
         printf(L"Node::Update( ). Updating Group... %ws\n", name.c_str());
         answer = group->Update(name, notification);
     }
+    if (notification == CLUSTER_CHANGE_RESOURCE_DELETED && _resources) _resources->Delete(name);
     return answer;
 }
 

@@ -1,6 +1,7 @@
 #include <ostra/cluster/Resource.h>
 
 #include <ostra/cluster/ResourceType.h>
+#include <ostra/cluster/display.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <platform/base/clock.h>
@@ -8,7 +9,6 @@
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/cluster/control_codes.h>
-#include <platform/system/message_box.h>
 
 #include <algorithm>
 #include <array>
@@ -104,7 +104,7 @@ void Resource::Initialize(int callTypeHook) {
     _handle.Reset();
     if (_clusterHandle) Open();
     _resources = std::shared_ptr<ClusterComponents>(new (std::nothrow) ClusterComponents(L""), DeleteWithMembers);
-    if (!_resources) ReportFailure(L"Resource::Resource( name ). Failure creating Resources list.");
+    if (!_resources) DisplayFailure(_error, L"Resource::Resource( name ). Failure creating Resources list.");
     if (callTypeHook != 0 && _resourceType) _resourceType->InitializeParameters();
 }
 
@@ -133,7 +133,7 @@ int Resource::Create(HGROUP group, const StringArray* parameters, int bringOnlin
     _handle.Reset();
     if (_resourceType) _handle.Reset(CreateClusterResource(group, _name.c_str(), _resourceType->Name().c_str(), 0));
     if (!_handle) {
-        ReportFailure(L"Resource::Create( ). Failure creating resource." + _name);
+        DisplayFailure(_error, L"Resource::Create( ). Failure creating resource." + _name);
         return 0;
     }
     InitializeRegistry();
@@ -190,7 +190,7 @@ int Resource::IsValid(DWORD controlCode) {
 int Resource::Open() {
     _handle.Reset(OpenClusterResource(_clusterHandle, _name.c_str()));
     if (_handle) return 1;
-    ReportFailure(L"Resource::Open( ). Failure opening resource. " + _name);
+    DisplayFailure(_error, L"Resource::Open( ). Failure opening resource. " + _name);
     return 0;
 }
 
@@ -259,7 +259,8 @@ DWORD Resource::ReadProperties(StringMap& map, DWORD controlCode) {
 int Resource::SetAttributes(const StringArray* parameters, DWORD controlCode) {
     if (controlCode != CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES &&
         controlCode != CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES) {
-        ReportFailure(L"Resource::SetAttributes( ). Invalid control code. " + _error.GetErrorString(GetLastError()));
+        DisplayFailure(_error,
+                       L"Resource::SetAttributes( ). Invalid control code. " + _error.GetErrorString(GetLastError()));
         return 0;
     }
     if (!parameters) return 0;
@@ -322,7 +323,7 @@ int Resource::SetDependencies(const ClusterComponents* resources, int includeDis
 bool Resource::AddDependency(HRESOURCE other, const wchar_t* failure) {
     const DWORD status = AddClusterResourceDependency(_handle.Get(), other);
     if (status == platform::error::Success) return true;
-    ReportFailure(failure + _error.GetErrorString(status));
+    DisplayFailure(_error, failure + _error.GetErrorString(status));
     return false;
 }
 
@@ -366,8 +367,4 @@ int Resource::UpdateRegistry(const StringArray* parameters) {
 void Resource::WriteTypeParameters() {
     SetAttributes(&_resourceType->Parameters(0), CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
     SetAttributes(&_resourceType->Parameters(1), CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
-}
-
-void Resource::ReportFailure(const std::wstring& text) const {
-    _error.Display(text, L"Norvane Ostra", MB_ICONSTOP);
 }

@@ -114,5 +114,4 @@ private:
     void WriteTypeParameters();
     DWORD ReadProperties(StringMap& map, DWORD controlCode);
     bool AddDependency(HRESOURCE other, const wchar_t* failure);
-    void ReportFailure(const std::wstring& text) const;
 };

@@ -1,11 +1,11 @@
 #include <ostra/cluster/ResourceType.h>
 
+#include <ostra/cluster/NameEnumeration.h>
+#include <ostra/cluster/display.h>
 #include <platform/base/SharedHandle.h>
-#include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/cluster/cluster_api.h>
-#include <platform/system/message_box.h>
 
 #include <algorithm>
 
@@ -74,22 +74,20 @@ const StringArray& ResourceType::Parameters(std::size_t list) const {
 
 int ResourceType::Discover() {
     const platform::SharedHandle<HCLUSTER, CloseCluster> cluster(OpenCluster(_typeClusterName.c_str()));
-    if (!cluster) return ReportDiscovery(L"ResourceType::Discover( ). Failure calling OpenCluster( ).");
+    if (!cluster) {
+        DisplayFailure(_typeError, L"ResourceType::Discover( ). Failure calling OpenCluster( )." +
+                                       _typeError.GetErrorString(GetLastError()));
+        return 0;
+    }
     const platform::SharedHandle<HCLUSENUM, ClusterCloseEnum> types(
         ClusterOpenEnum(cluster.Get(), CLUSTER_ENUM_RESTYPE));
-    if (!types) return ReportDiscovery(L"ResourceType::Discover( ). Failure calling ClusterOpenEnum( ).");
-    DWORD status = platform::error::Success;
-    for (DWORD index = 0; status != platform::error::NoMoreItems; ++index) {
-        std::array<wchar_t, 200> name{};
-        DWORD size = name.size();
-        DWORD type = 0;
-        status = ClusterEnum(types.Get(), index, &type, name.data(), &size);
+    if (!types) {
+        DisplayFailure(_typeError, L"ResourceType::Discover( ). Failure calling ClusterOpenEnum( )." +
+                                       _typeError.GetErrorString(GetLastError()));
+        return 0;
     }
-    return 0;
-}
-
-int ResourceType::ReportDiscovery(const std::wstring& failure) const {
-    _typeError.Display(failure + _typeError.GetErrorString(GetLastError()), L"Norvane Ostra", MB_ICONSTOP);
+    ForEachName(
+        types.Get(), ClusterEnum, [](const std::wstring&) {}, [](DWORD) {});
     return 0;
 }
 

@@ -60,7 +60,4 @@ protected:
     StringArray _attributeNames;
     OstraError _typeError;
     std::wstring _typeName;
-
-private:
-    int ReportDiscovery(const std::wstring& failure) const;
 };

@@ -22,6 +22,7 @@ constexpr wchar_t diskType[] = L"Physical Disk";
 constexpr std::size_t descriptionsOfADisk = 6;
 constexpr std::size_t descriptionsKept = 5;  // the serial number, which comes last, is not
 constexpr DWORD nameRoom = 255;              // characters
+constexpr int mostFailures = 1000;           // in a row: then the enumeration is broken, not just single items
 
 std::wstring ValueOf(const StringMap& attributes, const wchar_t* name) {
     const auto attribute = attributes.find(name);
@@ -179,17 +180,22 @@ int NTClusterDisks::Walk(DWORD types, const std::function<void(const std::wstrin
         ReportFailure(openFailure);
         return -1;
     }
-    for (DWORD index = 0;; ++index) {
+    DWORD index = 0;
+    for (int failures = 0; failures < mostFailures; ++index) {
         std::array<wchar_t, nameRoom + 1> name{};
         DWORD size = nameRoom;
         DWORD type = 0;
         const DWORD status = ClusterEnum(enumeration.Get(), index, &type, name.data(), &size);
-        if (status == platform::error::NoMoreItems) return static_cast<int>(index);
-        if (status == platform::error::Success)
+        if (status == platform::error::NoMoreItems) break;
+        if (status == platform::error::Success) {
+            failures = 0;
             visit(name.data());
-        else
+        } else {
+            ++failures;
             ReportFailure(itemFailure + _error.GetErrorString(status));
+        }
     }
+    return static_cast<int>(index);
 }
 
 DWORD NTClusterDisks::GetPhysicalDiskResources(const std::wstring& resourceName) {

@@ -3,6 +3,8 @@
 #include <platform/base/error_codes.h>
 #include <platform/system/message_box.h>
 
+#include <algorithm>
+
 namespace {
 
 // An answer that grew between two calls is asked for again, but not without end.
@@ -74,7 +76,8 @@ DWORD Properties::Receive(const ControlCall& control) {
         DWORD returned = 0;
         _bufferLength = BufferSize;
         status = control(nullptr, 0, _buffer, _bufferLength, &returned);
-        _streamSize = std::min<DWORD>(returned, BufferSize);  // each call fills the buffer from its start
+        // Each call fills the buffer from its start; one that failed left nothing in it.
+        _streamSize = status == platform::error::Success ? std::min<DWORD>(returned, BufferSize) : 0;
     }
     return status;
 }

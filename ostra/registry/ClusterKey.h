@@ -16,13 +16,13 @@ class Persistence;
 ///
 /// `Root` is the root of this object's tree, `Handle` the key that values are written to and read from; both close with
 /// the object. Keys that `GetHandle` and the `AddKey` forms return are the caller's to close (ClusterRegCloseKey), but
-/// for `GetHandle("Root")`, which is the object's own root. Operations answer null, 0 or an empty text on failure, after
-/// a report to the event log (source "Ostra::ClusterKey"), in a message box or on standard output; the object stays
-/// usable. Assignment copies nothing.
+/// for `GetHandle("Root")`, which is the object's own root. Operations answer null, 0 or an empty text on failure,
+/// after a report to the event log (source "Ostra::ClusterKey"), in a message box or on standard output; the object
+/// stays usable. Assignment copies nothing.
 ///
 /// Parameter strings name one value: name "=" type keyword ":" value text. The name ends at the first "=", the keyword
-/// at the first ":" behind it. Keywords: REG_SZ, REG_DWORD, REG_EXPAND_SZ, REG_MULTI_SZ, REG_BINARY, case-sensitive; any
-/// other counts as REG_SZ.
+/// at the first ":" behind it. Keywords: REG_SZ, REG_DWORD, REG_EXPAND_SZ, REG_MULTI_SZ, REG_BINARY, case-sensitive;
+/// any other counts as REG_SZ.
 class OSTRA_API ClusterKey {
 public:
     /// The database of an open cluster, which stays the caller's.
@@ -113,6 +113,9 @@ protected:
     /// Collects the values of `key` and of all keys below it. Always 0.
     int Discover(HKEY key, int depth);
 
+    /// Collects the values of `key` and of all keys below it anew and writes a line for each to standard output.
+    void WriteTree(HKEY key, const std::wstring& separator);
+
     /// Opens a key below `parent`; `status` receives the result.
     static OwnedKey OpenKey(HKEY parent, const std::wstring& path, DWORD access, LONG& status);
 
@@ -125,13 +128,12 @@ protected:
     OwnedKey _handle;
     StringArray _valueNames;  // collected by Discover
     StringArray _valueTexts;  // the matching texts
-    mutable NTEventViewer _eventViewer;
-    mutable OstraError _error;
+    NTEventViewer _eventViewer;
+    OstraError _error;
 
 private:
     int Initialize();
     HKEY CreateKey(HKEY parentKey, const std::wstring& name, DWORD access);
-    int WriteParameters(const StringArray& parameters, HKEY key, const std::wstring* tracedName);
     int WriteParameter(const std::wstring& parameter, HKEY key);
     std::wstring FormatDataValue(DWORD type, const std::wstring& name, std::span<const BYTE> data) const;
 

@@ -8,7 +8,6 @@
 #include <platform/system/registry.h>
 
 #include <iosfwd>
-#include <span>
 #include <string>
 
 class CArchive;
@@ -18,9 +17,9 @@ class Persistence;
 /// "HKEY_LOCAL_MACHINE\SOFTWARE\Norvane\Ostra\ExpertWizard\Groups\".
 ///
 /// Nothing is contacted before `Open`. Operations answer null, 0 or an empty text on failure, after a report to the
-/// event log (source "Ostra::Registry") or through `OstraError::Display`; the object stays usable. Keys that `GetHandle`
-/// and the `AddKey` forms return are the caller's, who closes them, for instance through `Close`; the key that `Open`
-/// returns stays the object's and closes with it.
+/// event log (source "Ostra::Registry") or through `OstraError::Display`; the object stays usable. Keys that
+/// `GetHandle` and the `AddKey` forms return are the caller's, who closes them, for instance through `Close`; the key
+/// that `Open` returns stays the object's and closes with it.
 class OSTRA_API Registry {
 public:
     /// Takes a path that begins with a root key's name and ends with a backslash (text behind the last one is not
@@ -39,7 +38,8 @@ public:
     /// opened; when the host cannot be reached, the key that was open stays open and is returned.
     HKEY Open(HKEY key, int openOnly);
 
-    /// Closes the open key and, when it is not null, `other`. Always 0.
+    /// Closes the open key and, when it is not null, `other`. Always 0. To open again, name the path anew by
+    /// `Initialize`.
     int Close(HKEY other);
 
     /// 1 when the path began with a known root key.
@@ -50,14 +50,14 @@ public:
 
     /// The text of a value of the open key, as `FormatData` gives it; empty when there is none, or when its data has
     /// more than 10,000 bytes.
-    const std::wstring& GetValue(const std::wstring& name);
+    std::wstring GetValue(const std::wstring& name);
 
     /// The same for a value of the given key, of at most 40,000 bytes.
-    const std::wstring& GetValue(const std::wstring& name, HKEY key);
+    std::wstring GetValue(const std::wstring& name, HKEY key);
 
     /// The text of `size` bytes of raw value data as the registry holds them (UTF-16LE for texts), whatever the
-    /// pointer's type; it is also what GetValue returned last. Lists and binary data are traced on standard output.
-    const std::wstring& FormatData(const wchar_t* data, DWORD type, DWORD size);
+    /// pointer's type. Lists and binary data are traced on standard output.
+    std::wstring FormatData(const wchar_t* data, DWORD type, DWORD size);
 
     /// The text of raw value data: a text, or the first string of a list, up to its first null; a DWORD in signed
     /// decimal; empty for other types. The data of a text must hold a null, that of a DWORD four bytes.
@@ -103,30 +103,33 @@ public:
 private:
     using OwnedKey = platform::SharedHandle<HKEY, RegCloseKey>;
 
-    OwnedKey Walk(OwnedKey key, bool create);
-    OwnedKey OpenComponent(HKEY parent, const std::wstring& component, bool create);
-    LONG Query(HKEY key, const std::wstring& name, DWORD capacity);
-    int EnumerateSubKeys(StringArray& names, DWORD nameSize) const;
-    void Report(const std::wstring& text);
+    OwnedKey Walk(OwnedKey key, bool isCreating) const;
+    OwnedKey OpenComponent(HKEY parent, const std::wstring& component, bool isCreating) const;
+    LONG ReadValue(HKEY key, const std::wstring& name, DWORD capacity);
+    int EnumerateSubKeys(StringArray& names, DWORD capacity) const;
+    void Report(const std::wstring& text) const;
     void Show(const std::wstring& text) const;
+    void ReportAndShow(const std::wstring& text) const;
 
-    std::wstring _keyPath;           // below the root key
-    HKEY _keyHandle = nullptr;       // the open key
-    HKEY _rootKey = nullptr;         // the predefined root; the open key after a successful Open
-    std::wstring _rootName;          // empty when it is no root key's
-    std::wstring _value;             // text of the value last read
+    std::wstring _keyPath;      // below the root key
+    HKEY _keyHandle = nullptr;  // the open key
+    HKEY _rootKey = nullptr;    // the predefined root; the open key after a successful Open
+    std::wstring _rootName;     // empty when it is no root key's
+    std::wstring _value;        // text of the value last read
     int _valid = 0;
-    std::wstring _hostName;          // empty for this machine
+    std::wstring _hostName;  // empty for this machine
     StringArray _subKeys;
-    mutable NTEventViewer _eventViewer;
-    mutable OstraError _error;
+    NTEventViewer _eventViewer;
+    OstraError _error;
 
-    OwnedKey _openedKey;             // keeps what _rootKey names alive when a later Open fails
+    OwnedKey _openedKey;  // keeps what _rootKey names alive when a later Open fails
 };
 
 /// A registry key carries no data into an archive or a stream: the archive forms leave a trace on standard output, the
 /// stream forms do nothing.
 OSTRA_API CArchive& operator>>(CArchive& archive, Registry& registry);
 OSTRA_API CArchive& operator<<(CArchive& archive, Registry& registry);
+OSTRA_API std::istream& operator>>(std::istream& stream, Registry& registry);
 OSTRA_API std::wistream& operator>>(std::wistream& stream, Registry& registry);
+OSTRA_API std::ostream& operator<<(std::ostream& stream, Registry& registry);
 OSTRA_API std::wostream& operator<<(std::wostream& stream, Registry& registry);

@@ -22,7 +22,8 @@ public:
                          std::shared_ptr<ClusterService>& service) = 0;
 };
 
-/// Makes an engine known; it must live as long as the process.
+/// Makes an engine known; it must live as long as the process. An engine in a library of its own calls this while it is
+/// loaded: "libostra-engine-NAME.so.1" is, for a name of lower-case letters, digits and hyphens that is not known.
 PLATFORM_API void RegisterClusterEngine(const std::wstring& name, ClusterEngine* engine);
 
 /// Which service answers for a cluster's name: first what the process registered, then the folder of that name under
@@ -30,18 +31,21 @@ PLATFORM_API void RegisterClusterEngine(const std::wstring& name, ClusterEngine*
 /// to case. Services stay open and shared within the process as long as anyone holds them.
 class PLATFORM_API ClusterDirectory {
 public:
-    /// Answers for `name` in this process from now on, before any folder; a null service takes that back.
-    static void Register(const std::wstring& name, std::shared_ptr<ClusterService> service);
+    /// Answers for `name` in this process from now on, before any folder; a null service takes that back. What was
+    /// registered for that name before, null when nothing was.
+    static std::shared_ptr<ClusterService> Register(const std::wstring& name, std::shared_ptr<ClusterService> service);
 
     /// The service of a cluster. An empty name means the cluster that OSTRA_CLUSTER names, else the only one there is
-    /// (of several, none: error::InvalidParameter). 2 when there is no such cluster, another code when it cannot be
-    /// opened.
+    /// (of several, none: error::InvalidParameter). 2 when there is no such cluster, 50 when its engine is missing or
+    /// too old for it, 1392 when its `cluster.json` is damaged, another code when it cannot be opened.
     static DWORD Resolve(const std::wstring& name, std::shared_ptr<ClusterService>& service);
 
     /// The names of all clusters, registered and in folders, in name order.
     static StringArray Names();
 
-    /// Makes a new, empty cluster and opens it. 183 when there is one of that name, 123 for a name that cannot be one.
+    /// Makes a new, empty cluster and opens it. 183 when there is one of that name, 123 for a name that cannot be one
+    /// (more than 60 characters, a dot in front, or no file name), 50 without such an engine. It is there whole or not
+    /// at all.
     static DWORD Create(const std::wstring& name, const std::wstring& engine, std::shared_ptr<ClusterService>& service);
 
     /// Deletes a cluster's folder with all it holds. 2 when there is none. Services that are still open answer with

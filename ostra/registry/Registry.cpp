@@ -1,0 +1,368 @@
+#include <ostra/registry/Registry.h>
+
+#include <ostra/foundation/Persistence.h>
+#include <ostra/registry/value_text.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/format.h>
+#include <platform/base/output.h>
+#include <platform/base/registry_types.h>
+#include <platform/base/text.h>
+#include <platform/framework/CArchive.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr DWORD readWrite = KEY_READ | KEY_WRITE;
+constexpr int mostComponents = 50;
+constexpr DWORD mostSubKeys = 1000;
+constexpr DWORD valueCapacity = 10'000;
+constexpr DWORD keyValueCapacity = 40'000;
+constexpr DWORD nameCapacity = 255;
+constexpr DWORD callerNameCapacity = 1065;
+constexpr wchar_t caption[] = L"Norvane Ostra";
+constexpr UINT stopIcon = 16;
+
+struct RootKey {
+    const wchar_t* name;
+    std::uintptr_t value;
+};
+
+constexpr RootKey rootKeys[] = {
+    {L"HKEY_CLASSES_ROOT", 0x80000000}, {L"HKEY_CURRENT_USER", 0x80000001},   {L"HKEY_LOCAL_MACHINE", 0x80000002},
+    {L"HKEY_USERS", 0x80000003},        {L"HKEY_CURRENT_CONFIG", 0x80000005},
+};
+
+HKEY FindRootKey(std::wstring_view name) {
+    for (const RootKey& root : rootKeys)
+        if (name == root.name) return reinterpret_cast<HKEY>(root.value);
+    return nullptr;
+}
+
+LONG CreateKey(HKEY parent, const std::wstring& name, DWORD access, HKEY& created) {
+    return RegCreateKeyExW(parent, name.c_str(), 0, nullptr, 0, access, nullptr, &created, nullptr);
+}
+
+bool IsSuccess(LONG status) {
+    return static_cast<DWORD>(status) == platform::error::Success;
+}
+
+}  // namespace
+
+Registry::Registry(const std::wstring& path, const std::wstring& hostName)
+    : _keyPath(path), _hostName(hostName), _eventViewer(L"Ostra::Registry", NTEventViewer::Error, L"") {
+    if (!path.empty()) Initialize(path);
+}
+
+Registry::~Registry() {
+    Close(nullptr);
+}
+
+int Registry::Initialize(const std::wstring& path) {
+    const std::size_t separator = path.find(L'\\');
+    _rootName = path.substr(0, separator);
+    const HKEY root = separator == std::wstring::npos ? nullptr : FindRootKey(_rootName);
+    if (!root) {
+        ReportAndShow(L"Registry::Initialize( ). Invalid root key. " + _rootName);
+        _rootName.clear();
+        _rootKey = nullptr;
+        _keyPath = path;
+        return _valid = 0;
+    }
+    _rootKey = root;
+    _keyPath = path.substr(separator + 1);
+    return _valid = 1;
+}
+
+HKEY Registry::Open(HKEY, int openOnly) {
+    OwnedKey reached;
+    if (_valid) {
+        // A key that is open already is one of its host, whose name would only be looked up again.
+        const bool isConnected = _openedKey && _rootKey == _openedKey.Get();
+        const wchar_t* const host = _hostName.empty() || isConnected ? nullptr : _hostName.c_str();
+        HKEY connection = nullptr;
+        if (!IsSuccess(RegConnectRegistryW(host, _rootKey, &connection))) {
+            ReportAndShow(L"RegistryKey::Open( ). Failure opening host:" + _hostName);
+            return _keyHandle;
+        }
+        reached = Walk(OwnedKey(connection), openOnly == 0);
+    }
+    _keyHandle = nullptr;
+    if (!reached) {
+        Report(L"RegistryKey::Open( ). Invalid key:" + _keyPath);
+        return nullptr;
+    }
+    _openedKey = reached;
+    _keyHandle = _rootKey = reached.Get();
+    GetChildren(nullptr);
+    return _keyHandle;
+}
+
+int Registry::Close(HKEY other) {
+    if (_keyHandle) _openedKey.Close();
+    _keyHandle = nullptr;
+    if (other) RegCloseKey(other);
+    return 0;
+}
+
+int Registry::Valid() const {
+    return _valid;
+}
+
+HKEY Registry::GetHandle(const std::wstring& subkeyPath) {
+    HKEY opened = nullptr;
+    const LONG status = RegOpenKeyExW(_keyHandle, subkeyPath.c_str(), 0, readWrite, &opened);
+    if (IsSuccess(status)) return opened;
+    ReportAndShow(L"Registry::GetHandle( ). Failure calling RegOpenKeyEx( ). " + subkeyPath + L".\n" +
+                  _error.GetErrorString(static_cast<DWORD>(status)));
+    return nullptr;
+}
+
+std::wstring Registry::GetValue(const std::wstring& name) {
+    _value.clear();
+    if (!_keyHandle) {
+        Show(L"Registry::GetValue( ). Invalid _keyHandle ( NULL ) for " + name);
+        return _value;
+    }
+    const LONG status = ReadValue(_keyHandle, name, valueCapacity);
+    if (!IsSuccess(status)) {
+        ReportAndShow(L"Registry::GetValue( ). Failure calling RegQueryValueEx( ) for " + name + L".\n" +
+                      _error.GetErrorString(static_cast<DWORD>(status)));
+    }
+    return _value;
+}
+
+std::wstring Registry::GetValue(const std::wstring& name, HKEY key) {
+    _value.clear();
+    if (!key) {
+        Show(L"Registry::GetValue( ). Invalid registry key handle.");
+        return _value;
+    }
+    const LONG status = ReadValue(key, name, keyValueCapacity);
+    if (!IsSuccess(status)) {
+        Show(L"Registry::GetValue( ). Failure calling RegQueryValueEx( ) for " + name + L".\n" +
+             _error.GetErrorString(static_cast<DWORD>(status)));
+    }
+    return _value;
+}
+
+std::wstring Registry::FormatData(const wchar_t* data, DWORD type, DWORD size) {
+    const std::span bytes(reinterpret_cast<const BYTE*>(data), data ? size : 0);
+    _value.clear();
+    switch (type) {
+        case REG_NONE:
+        case REG_RESOURCE_LIST: break;
+        case REG_SZ: _value = platform::FromUtf16(bytes); break;
+        case REG_EXPAND_SZ:
+        case REG_DWORD_BIG_ENDIAN:
+        case REG_LINK:
+        case REG_MULTI_SZ:
+            _value = platform::FromUtf16(bytes);
+            platform::WriteOutput(L"Multiple strings:\n" + platform::Format(L"String %d: %ws\n", 0, _value.c_str()));
+            break;
+        case REG_BINARY:
+            _value = platform::FromUtf16(bytes);
+            platform::WriteOutput(platform::Format(L"Binary data: size:%d", size));
+            break;
+        case REG_DWORD:
+            if (const auto number = NumberOfValue(bytes)) _value = platform::Format(L"%u", *number);
+            break;
+        default: Show(L"Registry::FormatData( ). Invalid data type.");
+    }
+    return _value;
+}
+
+std::wstring Registry::FormatData(DWORD type, const std::wstring&, BYTE* data) {
+    if (!data) return {};
+    std::size_t size = sizeof(DWORD);
+    if (type != REG_DWORD)
+        for (size = 0; data[size] != 0 || data[size + 1] != 0;) size += 2;
+    return TextOfValue(type, {data, size});
+}
+
+int Registry::GetChildren(StringArray*) {
+    _subKeys.clear();
+    return EnumerateSubKeys(_subKeys, nameCapacity);
+}
+
+int Registry::GetChildren(StringArray* array, HKEY) const {
+    return array ? EnumerateSubKeys(*array, callerNameCapacity) : 0;
+}
+
+const StringArray& Registry::SubKeys() {
+    GetChildren(nullptr);
+    return _subKeys;
+}
+
+HKEY Registry::AddKey(const std::wstring& subkey) {
+    if (!_keyHandle) {
+        Show(L"Registry::AddKey( ). Invalid registry key handle.");
+        return nullptr;
+    }
+    HKEY created = nullptr;
+    if (IsSuccess(CreateKey(_keyHandle, subkey, readWrite, created))) return created;
+    Report(L"RegsitryKey::AddKey( ). Failure calling RegCreateKeyEx( ). for " + subkey);
+    return nullptr;
+}
+
+HKEY Registry::AddKey(const std::wstring& parentPath, const std::wstring& subkey, const std::wstring& valueName,
+                      const std::wstring& value, DWORD type) {
+    const OwnedKey parent(GetHandle(parentPath));
+    HKEY created = nullptr;
+    const LONG status = CreateKey(parent.Get(), subkey, readWrite, created);
+    if (!IsSuccess(status)) {
+        Show(L"Registry::AddKey( path... ). Failure calling RegCreateKeyEx( )." +
+             _error.GetErrorString(static_cast<DWORD>(status)));
+        return nullptr;
+    }
+    if (!valueName.empty() && !AddValue(created, valueName, value, type))
+        Report(L"Registry::AddKey( path... ). Failure calling AddValue( ).");
+    return created;
+}
+
+HKEY Registry::AddKey(HKEY parent, const std::wstring& subkey, const std::wstring& valueName, const std::wstring& value,
+                      DWORD type) {
+    HKEY created = nullptr;
+    const LONG status = CreateKey(parent, subkey, readWrite, created);
+    if (!IsSuccess(status)) {
+        Show(L"Registry::AddKey( handle... ). Failure calling ClusterRegCreateKey( )." +
+             _error.GetErrorString(static_cast<DWORD>(status)));
+        return nullptr;
+    }
+    if (!valueName.empty() && !AddValue(created, valueName, value, type))
+        Show(L"Registry::AddKey( handle... ). Failure calling AddValue( ).");
+    return created;
+}
+
+int Registry::AddValue(HKEY key, const std::wstring& name, const std::wstring& value, DWORD type) {
+    const std::vector<BYTE> bytes = value.empty() ? std::vector<BYTE>() : platform::ToUtf16(value);
+    const LONG status = RegSetValueExW(key, name.c_str(), 0, type, bytes.data(), static_cast<DWORD>(bytes.size()));
+    if (IsSuccess(status)) return 1;
+    Report(L"Registry::AddValue( ). Failure calling RegSetValue( ). " +
+           _error.GetErrorString(static_cast<DWORD>(status)));
+    return 0;
+}
+
+int Registry::AddValue(HKEY key, const std::wstring& name, DWORD value) {
+    const std::array<BYTE, 4> bytes = BytesOfNumber(value);
+    if (IsSuccess(RegSetValueExW(key, name.c_str(), 0, REG_DWORD, bytes.data(), 4))) return 1;
+    Report(L"Registry::AddValue( ). Failure calling RegSetValue( ).");
+    return 0;
+}
+
+Registry& Registry::operator<<(std::wstring& text) {
+    AddValue(_keyHandle, persistenceValueName, text, REG_BINARY);
+    return *this;
+}
+
+Registry& Registry::operator>>(std::wstring& text) {
+    text = GetValue(persistenceValueName);
+    return *this;
+}
+
+Registry& Registry::operator<<(Persistence& object) {
+    std::wstring text = object.PersistentData();
+    return *this << text;
+}
+
+Registry& Registry::operator>>(Persistence& object) {
+    object.SetPersistence(GetValue(persistenceValueName));
+    return *this;
+}
+
+// Every component is tried, also behind one that failed: each leaves its own line in the event log.
+Registry::OwnedKey Registry::Walk(OwnedKey key, bool isCreating) const {
+    std::size_t begin = 0;
+    for (int component = 0; component < mostComponents; ++component) {
+        const std::size_t end = _keyPath.find(L'\\', begin);
+        if (end == std::wstring::npos) break;
+        key = OpenComponent(key.Get(), _keyPath.substr(begin, end - begin), isCreating);
+        begin = end + 1;
+    }
+    return key;
+}
+
+Registry::OwnedKey Registry::OpenComponent(HKEY parent, const std::wstring& component, bool isCreating) const {
+    HKEY opened = nullptr;
+    const LONG status = isCreating ? CreateKey(parent, component, KEY_ALL_ACCESS, opened)
+                                   : RegOpenKeyExW(parent, component.c_str(), 0, readWrite, &opened);
+    if (IsSuccess(status)) return OwnedKey(opened);
+    Report(L"Registry::Open. Failure opening " + component + L" " + _error.GetErrorString(static_cast<DWORD>(status)));
+    return OwnedKey();
+}
+
+// Sets _value; data that outgrows the capacity counts as read, and as an empty text.
+LONG Registry::ReadValue(HKEY key, const std::wstring& name, DWORD capacity) {
+    const auto buffer = std::make_unique_for_overwrite<BYTE[]>(capacity);
+    DWORD type = REG_NONE;
+    DWORD size = capacity;
+    const LONG status = RegQueryValueExW(key, name.c_str(), nullptr, &type, buffer.get(), &size);
+    if (static_cast<DWORD>(status) == platform::error::MoreData) return 0;
+    if (IsSuccess(status)) _value = TextOfValue(type, {buffer.get(), std::min(size, capacity)});
+    return status;
+}
+
+int Registry::EnumerateSubKeys(StringArray& names, DWORD capacity) const {
+    if (!_keyHandle) {
+        Show(L"Registry::GetChildren( ). Invalid registry key handle.");
+        return 0;
+    }
+    int count = 0;
+    std::vector<wchar_t> name(capacity + 1);
+    for (DWORD index = 0; index < mostSubKeys; ++index) {
+        name[0] = L'\0';
+        DWORD size = capacity + 1;
+        const LONG status = RegEnumKeyExW(_keyHandle, index, name.data(), &size, nullptr, nullptr, nullptr, nullptr);
+        if (static_cast<DWORD>(status) == platform::error::NoMoreItems) break;
+        if (!IsSuccess(status) && static_cast<DWORD>(status) != platform::error::MoreData) {
+            Show(L"Failure calling RegEnumKeyEx( ). " + _error.GetErrorString(static_cast<DWORD>(status)));
+            continue;
+        }
+        names.emplace_back(name.data());
+        ++count;
+    }
+    return count;
+}
+
+void Registry::Report(const std::wstring& text) const {
+    _eventViewer << text;
+}
+
+void Registry::Show(const std::wstring& text) const {
+    _error.Display(text, caption, stopIcon);
+}
+
+void Registry::ReportAndShow(const std::wstring& text) const {
+    Report(text);
+    Show(text);
+}
+
+CArchive& operator>>(CArchive& archive, Registry&) {
+    platform::WriteOutput(L"operator >> CArchive");
+    return archive;
+}
+
+CArchive& operator<<(CArchive& archive, Registry&) {
+    platform::WriteOutput(L"operator << CArchive& ");
+    return archive;
+}
+
+std::istream& operator>>(std::istream& stream, Registry&) {
+    return stream;
+}
+
+std::wistream& operator>>(std::wistream& stream, Registry&) {
+    return stream;
+}
+
+std::ostream& operator<<(std::ostream& stream, Registry&) {
+    return stream;
+}
+
+std::wostream& operator<<(std::wostream& stream, Registry&) {
+    return stream;
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <ostra/export.h>
+#include <ostra/foundation/NTEventViewer.h>
+#include <ostra/foundation/OstraError.h>
+#include <ostra/wizard/ExpertWizardGUIPage.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class Registry;
+
+/// All group templates of the local registry, one page each, read once, at construction. Owns its pages.
+class OSTRA_API ExpertWizard {
+public:
+    /// Reads the templates below the key at `path`, which ends with a backslash. Without that key there are no pages.
+    explicit ExpertWizard(
+        const std::wstring& path = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Groups\\");
+    virtual ~ExpertWizard();
+    ExpertWizard(const ExpertWizard&) = delete;
+    ExpertWizard& operator=(const ExpertWizard&) = delete;
+
+    /// Counts the templates anew and reads them once more, behind the pages that are there; then `Valid`.
+    int Initialize();
+
+    /// Appends a page for each template, also for one that cannot be read; their number.
+    int GetGUIPages();
+
+    /// The page of that template, or null; the wizard's. Names are case-sensitive.
+    const ExpertWizardGUIPage* GetPage(const std::wstring& templateName) const;
+
+    /// 1 when there is a page of exactly that name, else 0.
+    int IsValidExpertGroupType(const std::wstring& templateName) const;
+
+    /// Writes the names of the templates to standard output; their number.
+    int GetExpertGroupNames();
+
+    int NumberOfPages() const;
+    /// In the order of the registry. Values are entered through these.
+    const std::vector<std::unique_ptr<ExpertWizardGUIPage>>& Pages() const;
+    /// 1 when the last reading found a template, else 0.
+    int Valid() const;
+    /// Number of templates in the registry when it was last read.
+    int NumberOfGroups() const;
+
+    /// Writes a title line to standard output.
+    void Info() const;
+
+private:
+    NTEventViewer _eventViewer;
+    OstraError _error;
+    std::unique_ptr<Registry> _registry;  // the template root
+    std::wstring _path;
+    int _valid = 0;
+    int _numberOfGroups = 0;
+    std::vector<std::unique_ptr<ExpertWizardGUIPage>> _pages;
+};

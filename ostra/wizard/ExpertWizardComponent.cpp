@@ -1,0 +1,19 @@
+#include <ostra/wizard/ExpertWizardComponent.h>
+
+#include <platform/base/output.h>
+
+ExpertWizardComponent::ExpertWizardComponent() = default;
+
+ExpertWizardComponent::ExpertWizardComponent(const std::wstring& name) : _name(name) {}
+
+ExpertWizardComponent::ExpertWizardComponent(const ExpertWizardComponent& other) = default;
+
+ExpertWizardComponent::~ExpertWizardComponent() = default;
+
+std::wstring ExpertWizardComponent::Name() const {
+    return _name;
+}
+
+void ExpertWizardComponent::Info() const {
+    platform::WriteOutputLine(L"_name:" + _name);
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <ostra/export.h>
+#include <ostra/foundation/NTEventViewer.h>
+#include <ostra/foundation/OstraError.h>
+#include <platform/base/types.h>
+#include <platform/framework/CObject.h>
+
+#include <string>
+#include <vector>
+
+/// One input field of a template's page: what to ask for, and which parameter of which kind of resource the answer
+/// becomes. All but the value is fixed at construction.
+class OSTRA_API ExpertWizardGUIControl : public CObject {
+public:
+    /// `owner` is the kind of resource that gets the parameter `registryName`, and `dataFormat` its type keyword
+    /// ("REG_SZ" or "REG_DWORD"). The value starts as the default value.
+    ExpertWizardGUIControl(const std::wstring& promptText, const std::wstring& owner, const std::wstring& registryName,
+                           const std::wstring& dataFormat, const std::wstring& defaultValue,
+                           const std::wstring& typeOfControl);
+    /// Copies the attributes and the value.
+    ExpertWizardGUIControl(const ExpertWizardGUIControl& other);
+    ~ExpertWizardGUIControl() override;
+
+    const std::wstring& PromptText() const;
+    const std::wstring& Owner() const;
+    const std::wstring& RegistryName() const;
+    const std::wstring& DataFormat() const;
+    const std::wstring& DefaultValue() const;
+
+    std::wstring Value() const;
+    void SetValue(const std::wstring& value);
+
+    /// Saves nothing: a trace line on standard output, and 0. `ExpertWizardGUIPage::GetParameters` collects the values.
+    int SaveData(const std::vector<StringArray*>& lists) const;
+
+    /// Writes all fields to standard output.
+    void Info() const;
+
+private:
+    NTEventViewer _eventViewer;
+    OstraError _error;
+    std::wstring _promptText;
+    std::wstring _defaultValue;
+    std::wstring _typeOfControl;
+    std::wstring _value;
+    std::wstring _owner;
+    std::wstring _registryName;
+    std::wstring _dataFormat;
+};

@@ -1,0 +1,165 @@
+#include <ostra/wizard/ExpertWizardGUIPage.h>
+
+#include <ostra/registry/Registry.h>
+#include <platform/base/format.h>
+#include <platform/base/output.h>
+#include <platform/base/text.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace {
+
+constexpr wchar_t caption[] = L"Norvane Ostra";
+constexpr UINT stopIcon = 16;
+
+struct OwnerList {
+    const wchar_t* owner;
+    std::size_t list;
+};
+
+// No group has both a print spooler and a virtual root, so the two share a list.
+constexpr OwnerList ownerLists[] = {
+    {L"Physical Disk", 0}, {L"IP Address", 1},    {L"Network Name", 2},
+    {L"File Share", 3},    {L"Print Spooler", 4}, {L"IIS Virtual Root", 4},
+};
+
+std::wstring ParameterOf(const ExpertWizardGUIControl& control) {
+    return control.RegistryName() + L"=" + control.DataFormat() + L":" + control.Value();
+}
+
+}  // namespace
+
+ExpertWizardGUIPage::ExpertWizardGUIPage() : _eventViewer(L"Ostra", NTEventViewer::Error, L"") {}
+
+ExpertWizardGUIPage::ExpertWizardGUIPage(const std::wstring& name, const std::wstring& path)
+    : _eventViewer(L"Ostra", NTEventViewer::Error, L""), _name(name), _path(path) {
+    const std::wstring controlsPath = _path + L"\\GUI\\";
+    Registry registry(controlsPath, L"");
+    if (!registry.Open(nullptr, 1)) {
+        platform::WriteOutput(platform::Format(
+            L"ExpertWizardGUIPage::ExpertWizardGUIPage( ). Failure opening registry key: %ws\n", _path.c_str()));
+        return;
+    }
+    for (const std::wstring& number : registry.SubKeys()) {
+        _controlIndex.push_back(platform::ParseDecimal(number));
+        ReadControl(controlsPath + number + L"\\");
+    }
+    GetComponents();
+}
+
+ExpertWizardGUIPage::ExpertWizardGUIPage(const ExpertWizardGUIPage& other)
+    : CObject(other),
+      _eventViewer(other._eventViewer),
+      _error(other._error),
+      _name(other._name),
+      _path(other._path),
+      _controlIndex(other._controlIndex) {
+    for (const auto& control : other._controls) _controls.push_back(std::make_unique<ExpertWizardGUIControl>(*control));
+    for (const auto& component : other._components)
+        _components.push_back(std::make_unique<ExpertWizardComponent>(*component));
+}
+
+ExpertWizardGUIPage::~ExpertWizardGUIPage() = default;
+
+int ExpertWizardGUIPage::GetComponents() {
+    const std::wstring path = _path + L"\\Components\\";
+    Registry registry(path, L"");
+    if (!registry.Open(nullptr, 1)) {
+        Show(L"ExpertwizardGUIPage::GetComponents( ). Failure opening registry path " + path);
+        return 0;
+    }
+    const std::wstring names = registry.GetValue(L"Names");
+    int count = 0;
+    for (std::size_t begin = 0, end = 0; end != std::wstring::npos; begin = end + 1, ++count) {
+        end = names.find(L',', begin);
+        _components.push_back(std::make_unique<ExpertWizardComponent>(names.substr(begin, end - begin)));
+    }
+    return count;
+}
+
+void ExpertWizardGUIPage::Add(ExpertWizardGUIControl* control) {
+    if (control) _controls.emplace_back(control);
+}
+
+ExpertWizardGUIControl* ExpertWizardGUIPage::GetControl(const std::wstring& promptText) const {
+    platform::WriteOutput(platform::Format(L"Number of controls on page %ws:%d\n", _name.c_str(), NumberOfControls()));
+    for (const auto& control : _controls)
+        if (control->PromptText() == promptText) return control.get();
+    return nullptr;
+}
+
+void ExpertWizardGUIPage::SetValue(const std::wstring& promptText, const std::wstring& value) {
+    if (ExpertWizardGUIControl* const control = GetControl(promptText)) {
+        control->SetValue(value);
+    } else {
+        _eventViewer << L"ExpertWizardGUIPage::SetValue( ). Failure finding control " + promptText;
+    }
+}
+
+int ExpertWizardGUIPage::GetValues(StringArray* values) const {
+    if (!values) return 0;
+    for (const auto& control : _controls) values->push_back(control->Value());
+    return static_cast<int>(values->size());
+}
+
+int ExpertWizardGUIPage::GetParameters(const std::vector<StringArray*>& lists) const {
+    for (const auto& control : _controls) {
+        const auto* const known = std::ranges::find_if(
+            ownerLists, [&](const OwnerList& candidate) { return control->Owner() == candidate.owner; });
+        if (known == std::end(ownerLists)) {
+            _eventViewer << L"ExpertWizardGUIPage::GetParameters( ). Invalid control owner." + control->Owner();
+        } else if (known->list < lists.size() && lists[known->list]) {
+            lists[known->list]->push_back(ParameterOf(*control));
+        }
+    }
+    return 0;
+}
+
+const std::wstring& ExpertWizardGUIPage::Name() const {
+    return _name;
+}
+
+const ExpertWizardGUIPage::ControlArray& ExpertWizardGUIPage::Controls() const {
+    return _controls;
+}
+
+const ExpertWizardGUIPage::ComponentArray& ExpertWizardGUIPage::Components() const {
+    return _components;
+}
+
+const std::vector<DWORD>& ExpertWizardGUIPage::ControlIndex() const {
+    return _controlIndex;
+}
+
+int ExpertWizardGUIPage::NumberOfControls() const {
+    return static_cast<int>(_controls.size());
+}
+
+int ExpertWizardGUIPage::NumberOfComponents() const {
+    return static_cast<int>(_components.size());
+}
+
+void ExpertWizardGUIPage::Info() const {
+    platform::WriteOutput(platform::Format(L"Number of controls on page %ws:%d\n", _name.c_str(), NumberOfControls()));
+    for (const auto& control : _controls) control->Info();
+}
+
+void ExpertWizardGUIPage::ReadControl(const std::wstring& path) {
+    Registry registry(path, L"");
+    if (!registry.Open(nullptr, 1)) {
+        Show(L"ExpertwizardGUIPage::ExpertwizardGUIPage( ). Failure opening registry path " + path);
+        return;
+    }
+    const std::wstring prompt = registry.GetValue(L"Prompt");
+    const std::wstring registryName = registry.GetValue(L"Registry Name");
+    const std::wstring dataFormat = registry.GetValue(L"Data Format");
+    const std::wstring owner = registry.GetValue(L"Owner");
+    _controls.push_back(
+        std::make_unique<ExpertWizardGUIControl>(prompt, owner, registryName, dataFormat, L"", L"CEditCtrl"));
+}
+
+void ExpertWizardGUIPage::Show(const std::wstring& text) const {
+    _error.Display(text, caption, stopIcon);
+}

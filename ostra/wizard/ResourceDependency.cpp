@@ -1,0 +1,42 @@
+#include <ostra/wizard/ResourceDependency.h>
+
+#include <ostra/registry/Registry.h>
+#include <platform/base/format.h>
+#include <platform/base/output.h>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int blockSize = 10;
+constexpr wchar_t dependenciesPath[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\";
+
+}  // namespace
+
+ResourceDependency::ResourceDependency(const std::wstring& resourceKind) : CObList(blockSize) {
+    Registry registry(dependenciesPath + resourceKind + L"\\", L"");
+    if (registry.Open(nullptr, 1)) _dependentResources = registry.SubKeys();
+}
+
+ResourceDependency::ResourceDependency(int) : CObList(blockSize) {}
+
+ResourceDependency::~ResourceDependency() = default;
+
+int ResourceDependency::NumberOfDependencies() const {
+    return static_cast<int>(_dependentResources.size());
+}
+
+const StringArray& ResourceDependency::DependentResources() const {
+    return _dependentResources;
+}
+
+int ResourceDependency::IsDependent(const std::wstring& resourceKind) const {
+    return std::ranges::find(_dependentResources, resourceKind) != _dependentResources.end() ? 1 : 0;
+}
+
+void ResourceDependency::Info() const {
+    platform::WriteOutputLine(L"ResourceDependency::Info( void ). On entry.");
+    platform::WriteOutput(
+        platform::Format(L"ResourceDependency::Info( ). NumberOfDependencies:%d\n", NumberOfDependencies()));
+    for (const std::wstring& kind : _dependentResources) platform::WriteOutputLine(kind);
+}

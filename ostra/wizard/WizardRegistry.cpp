@@ -1,0 +1,182 @@
+#include <ostra/wizard/WizardRegistry.h>
+
+#include <platform/base/output.h>
+#include <platform/base/registry_types.h>
+
+#include <map>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+struct ControlTemplate {
+    const wchar_t* prompt;
+    const wchar_t* owner;
+    const wchar_t* registryName;
+    const wchar_t* dataFormat;
+};
+
+constexpr ControlTemplate networkName{L"Network Name:", L"Network Name", L"Name", L"REG_SZ"};
+constexpr ControlTemplate networkInterface{L"Network Interface:", L"IP Address", L"Network", L"REG_SZ"};
+constexpr ControlTemplate subnetMask{L"Subnet Mask:", L"IP Address", L"SubnetMask", L"REG_SZ"};
+constexpr ControlTemplate address{L"IP Address:", L"IP Address", L"Address", L"REG_SZ"};
+constexpr ControlTemplate diskDrive{L"Disk Drive:", L"Physical Disk", L"Signature", L"REG_DWORD"};
+
+constexpr ControlTemplate fileShareControls[] = {
+    {L"Share Name:", L"File Share", L"ShareName", L"REG_SZ"},
+    {L"Path:", L"File Share", L"Path", L"REG_SZ"},
+    networkName,
+    networkInterface,
+    subnetMask,
+    address,
+    diskDrive,
+};
+
+constexpr ControlTemplate virtualRootControls[] = {
+    {L"Directory:", L"IIS Virtual Root", L"Directory", L"REG_SZ"},
+    {L"Alias:", L"IIS Virtual Root", L"Alias", L"REG_SZ"},
+    networkName,
+    networkInterface,
+    subnetMask,
+    address,
+    diskDrive,
+};
+
+constexpr ControlTemplate printSpoolerControls[] = {
+    {L"Spool Foler:", L"Print Spooler", L"DefaultSpoolDirectory", L"REG_SZ"},
+    {L"Job Completion Timeout:", L"Print Spooler", L"JobCompletionTimeout", L"REG_DWORD"},
+    networkName,
+    networkInterface,
+    subnetMask,
+    address,
+    diskDrive,
+};
+
+constexpr ControlTemplate marlinControls[] = {
+    {L"Marlin Server Name", L"File Share", L"???", L"REG_SZ"},
+    {L"Path", L"File Share", L"???", L"REG_SZ"},
+    {L"ODBC Driver Name", L"Network Name", L"???", L"REG_SZ"},
+};
+
+struct SampleNetwork {
+    const wchar_t* name;
+    const wchar_t* range;
+    const wchar_t* subnetMask;
+};
+
+constexpr SampleNetwork sampleNetworks[] = {
+    {L"Network0", L"192.168.10.100:192.168.10.199", L"255.255.255.0"},
+    {L"Network1", L"172.16.32.100:172.16.32.199", L"255.255.240.0"},
+};
+
+constexpr const wchar_t* kinds[] = {
+    L"File Share",   L"Generic Applicaion", L"Generic Service", L"IIS Virtual Root", L"IP Address",
+    L"Network Name", L"Physical Disk",      L"Print Spooler",   L"Time Service",
+};
+
+struct Dependency {
+    const wchar_t* kind;
+    const wchar_t* needed;
+};
+
+constexpr Dependency dependencies[] = {
+    {L"Network Name", L"IP Address"},     {L"File Share", L"Network Name"},     {L"File Share", L"Physical Disk"},
+    {L"Print Spooler", L"Network Name"},  {L"Print Spooler", L"Physical Disk"}, {L"IIS Virtual Root", L"IP Address"},
+    {L"IIS Virtual Root", L"File Share"},
+};
+
+}  // namespace
+
+struct WizardRegistry::Template {
+    const wchar_t* progress;
+    const wchar_t* name;
+    const wchar_t* kinds;  // null leaves the list of kinds out
+    std::span<const ControlTemplate> controls;
+};
+
+WizardRegistry::WizardRegistry(const std::wstring&)
+    : Registry(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\", L"") {}
+
+void WizardRegistry::Create() {
+    Registry company(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\", L"");
+    _productKey = MakeKey(company.Open(nullptr, 0), L"Ostra");
+    platform::WriteOutputLine(L"Adding root key.....");
+    if (!_productKey) return;
+    _expertWizardKey = MakeKey(_productKey.Get(), L"ExpertWizard");
+    platform::WriteOutputLine(L"Adding Expert Wizard......");
+    _groupsKey = MakeKey(_expertWizardKey.Get(), L"Groups");
+    platform::WriteOutputLine(L"Adding Expert Wizard Groups......");
+    if (_groupsKey) {
+        BuildFileShareRegistry();
+        BuildIIServiceRegistry();
+        BuildMarlinRegistry();
+        BuildPrintSpoolerRegistry();
+    }
+    if (const Key stack = MakeKey(_expertWizardKey.Get(), L"IPStack")) BuildIPStack(stack.Get());
+    if (const Key kindsKey = MakeKey(_expertWizardKey.Get(), L"Dependencies")) BuildDependencies(kindsKey.Get());
+    if (const Key scheduler = MakeKey(_productKey.Get(), L"Scheduler"))
+        AddValue(scheduler.Get(), L"Persistence", L"0", REG_SZ);
+}
+
+void WizardRegistry::BuildFileShareRegistry() {
+    BuildTemplate({L"Building File Share Registry......", L"File Share",
+                   L"Physical Disk,IP Address,Network Name,File Share", fileShareControls});
+}
+
+void WizardRegistry::BuildIIServiceRegistry() {
+    BuildTemplate({L"Building IIS Service Registry......", L"IIS Virtual Root",
+                   L"Physical Disk,IP Address,Network Name,File Share,IIS Virtual Root", virtualRootControls});
+}
+
+void WizardRegistry::BuildMarlinRegistry() {
+    BuildTemplate({L"Building Marlin Registry......", L"Marlin", nullptr, marlinControls});
+}
+
+void WizardRegistry::BuildPrintSpoolerRegistry() {
+    BuildTemplate({L"Building Print Spooler Registry......", L"Print Spooler",
+                   L"Physical Disk,IP Address,Network Name,Print Spooler", printSpoolerControls});
+}
+
+void WizardRegistry::BuildIPStack(HKEY stackKey) {
+    for (const SampleNetwork& network : sampleNetworks) {
+        const Key key = MakeKey(stackKey, network.name);
+        AddValue(key.Get(), L"Initialized", L"No", REG_SZ);
+        AddValue(key.Get(), L"IP Range", network.range, REG_SZ);
+        AddValue(key.Get(), L"IP Used", L"", REG_BINARY);
+        AddValue(key.Get(), L"Persistence", L"", REG_BINARY);
+        AddValue(key.Get(), L"Subnet Mask", network.subnetMask, REG_SZ);
+    }
+}
+
+void WizardRegistry::BuildDependencies(HKEY dependenciesKey) {
+    platform::WriteOutputLine(L"Building Dependencies Registry......");
+    std::map<std::wstring_view, Key> kindKeys;
+    for (const wchar_t* kind : kinds) kindKeys[kind] = MakeKey(dependenciesKey, kind);
+    for (const Dependency& dependency : dependencies) MakeKey(kindKeys[dependency.kind].Get(), dependency.needed);
+}
+
+void WizardRegistry::BuildTemplate(const Template& description) {
+    platform::WriteOutputLine(description.progress);
+    const Key key = MakeKey(_groupsKey.Get(), description.name);
+    const Key page = MakeKey(key.Get(), L"GUI");
+    const Key components = MakeKey(key.Get(), L"Components");
+    if (description.kinds) AddValue(components.Get(), L"Names", description.kinds, REG_SZ);
+
+    std::vector<Key> controls;
+    for (std::size_t number = 1; number <= description.controls.size(); ++number)
+        controls.push_back(MakeKey(page.Get(), std::to_wstring(number)));
+    const auto writeAll = [&](const wchar_t* valueName, auto&& textOf) {
+        for (std::size_t index = 0; index < controls.size(); ++index)
+            AddValue(controls[index].Get(), valueName, textOf(description.controls[index]), REG_SZ);
+    };
+    writeAll(L"Prompt", [](const ControlTemplate& control) { return control.prompt; });
+    writeAll(L"Value", [](const ControlTemplate&) { return L""; });
+    writeAll(L"Owner", [](const ControlTemplate& control) { return control.owner; });
+    writeAll(L"Registry Name", [](const ControlTemplate& control) { return control.registryName; });
+    writeAll(L"Data Format", [](const ControlTemplate& control) { return control.dataFormat; });
+}
+
+WizardRegistry::Key WizardRegistry::MakeKey(HKEY parent, const std::wstring& name) {
+    return Key(AddKey(parent, name, L"", L"", REG_SZ));
+}

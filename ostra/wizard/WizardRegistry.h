@@ -1,0 +1,38 @@
+#pragma once
+
+#include <ostra/export.h>
+#include <ostra/registry/Registry.h>
+
+#include <string>
+
+/// Writes the default wizard tree into the local registry: group templates, dependency templates, sample address pools
+/// and the scheduler's key. For a machine that has none yet; where there is one, the default keys and values are
+/// written over it and nothing is deleted.
+class OSTRA_API WizardRegistry : public Registry {
+public:
+    /// Nothing is opened or written yet; the argument is not used.
+    explicit WizardRegistry(const std::wstring& unused);
+
+    /// Writes the whole tree, with progress lines on standard output. What cannot be made is left out, and nothing is
+    /// rolled back.
+    void Create();
+
+private:
+    using Key = platform::SharedHandle<HKEY, RegCloseKey>;
+    struct Template;
+
+    void BuildFileShareRegistry();
+    void BuildIIServiceRegistry();
+    void BuildMarlinRegistry();
+    void BuildPrintSpoolerRegistry();
+    void BuildIPStack(HKEY stackKey);
+    void BuildDependencies(HKEY dependenciesKey);
+
+    void BuildTemplate(const Template& description);
+    /// Creates or opens a subkey; nothing when it cannot be.
+    Key MakeKey(HKEY parent, const std::wstring& name);
+
+    Key _productKey;
+    Key _expertWizardKey;
+    Key _groupsKey;
+};

@@ -1,0 +1,138 @@
+#include <platform/cluster/ClusterDirectory.h>
+
+#include <platform/base/error_codes.h>
+#include <platform/base/text.h>
+#include <platform/cluster/ClusterFolder.h>
+#include <platform/cluster/cluster_engines.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+struct Registration {
+    std::wstring name;
+    std::shared_ptr<ClusterService> service;
+};
+
+struct OpenFolder {
+    FileStamp stamp;
+    std::weak_ptr<ClusterService> service;
+};
+
+struct Directory {
+    std::mutex registrationMutex;
+    std::map<std::wstring, Registration> registrations;  // by folded name
+    std::mutex folderMutex;
+    std::map<std::string, OpenFolder> openFolders;  // by path
+};
+
+// Never destroyed: clusters may be opened and closed while the process ends.
+Directory& TheDirectory() {
+    static auto& directory = *new Directory;
+    return directory;
+}
+
+std::shared_ptr<ClusterService> FindRegistered(const std::wstring& name) {
+    Directory& directory = TheDirectory();
+    const std::scoped_lock lock(directory.registrationMutex);
+    const auto found = directory.registrations.find(FoldCase(name));
+    return found == directory.registrations.end() ? nullptr : found->second.service;
+}
+
+DWORD OpenWithEngine(const ClusterFolder& folder, std::shared_ptr<ClusterService>& service) {
+    ClusterEngine* engine = FindClusterEngine(folder.engine);
+    return engine ? engine->Open(folder.path, service) : error::NotSupported;
+}
+
+DWORD ResolveFolder(const std::wstring& name, std::shared_ptr<ClusterService>& service) {
+    Directory& directory = TheDirectory();
+    const std::scoped_lock lock(directory.folderMutex);
+    ClusterFolder folder;
+    if (const DWORD code = FindClusterFolder(name, folder)) return code;
+    std::erase_if(directory.openFolders, [](const auto& entry) { return entry.second.service.expired(); });
+    const auto known = directory.openFolders.find(folder.path);
+    if (known != directory.openFolders.end() && known->second.stamp == folder.stamp)
+        if (auto open = known->second.service.lock()) {
+            service = std::move(open);
+            return error::Success;
+        }
+    std::shared_ptr<ClusterService> opened;
+    if (const DWORD code = OpenWithEngine(folder, opened)) return code;
+    directory.openFolders[folder.path] = {folder.stamp, opened};
+    service = std::move(opened);
+    return error::Success;
+}
+
+/// The cluster that is meant when none is named.
+DWORD DefaultName(std::wstring& name) {
+    const char* chosen = std::getenv("OSTRA_CLUSTER");
+    if (chosen && *chosen) {
+        name = FromUtf8(chosen);
+        return error::Success;
+    }
+    const StringArray names = ClusterDirectory::Names();
+    if (names.empty()) return error::FileNotFound;
+    if (names.size() > 1) return error::InvalidParameter;
+    name = names.front();
+    return error::Success;
+}
+
+}  // namespace
+
+std::shared_ptr<ClusterService> ClusterDirectory::Register(const std::wstring& name,
+                                                           std::shared_ptr<ClusterService> service) {
+    Directory& directory = TheDirectory();
+    const std::wstring folded = FoldCase(name);
+    const std::scoped_lock lock(directory.registrationMutex);
+    Registration& entry = directory.registrations[folded];
+    const Registration replaced = std::exchange(entry, {name, std::move(service)});
+    if (!entry.service) directory.registrations.erase(folded);
+    return replaced.service;
+}
+
+DWORD ClusterDirectory::Resolve(const std::wstring& name, std::shared_ptr<ClusterService>& service) {
+    std::wstring chosen = name;
+    if (chosen.empty())
+        if (const DWORD code = DefaultName(chosen)) return code;
+    if (auto registered = FindRegistered(chosen)) {
+        service = std::move(registered);
+        return error::Success;
+    }
+    return ResolveFolder(chosen, service);
+}
+
+StringArray ClusterDirectory::Names() {
+    std::map<std::wstring, std::wstring> byFolded;
+    for (const std::wstring& name : ClusterFolderNames()) byFolded.emplace(FoldCase(name), name);
+    Directory& directory = TheDirectory();
+    const std::scoped_lock lock(directory.registrationMutex);
+    for (const auto& [folded, registration] : directory.registrations) byFolded[folded] = registration.name;
+    StringArray names;
+    for (const auto& [folded, name] : byFolded) names.push_back(name);
+    return names;
+}
+
+DWORD ClusterDirectory::Create(const std::wstring& name, const std::wstring& engine,
+                               std::shared_ptr<ClusterService>& service) {
+    if (!IsClusterName(name)) return error::InvalidName;
+    if (FindRegistered(name)) return error::AlreadyExists;
+    ClusterEngine* maker = FindClusterEngine(engine);
+    if (!maker) return error::NotSupported;
+    const DWORD code = MakeClusterFolder(name, engine, [&](const std::string& directory) {
+        std::shared_ptr<ClusterService> unnamed;  // closed before the folder moves to its name
+        return maker->Create(directory, name, unnamed);
+    });
+    return code == error::Success ? ResolveFolder(name, service) : code;
+}
+
+DWORD ClusterDirectory::Delete(const std::wstring& name) {
+    return RemoveClusterFolder(name);
+}
+
+}  // namespace platform

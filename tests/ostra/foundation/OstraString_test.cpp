@@ -1,0 +1,125 @@
+#include <ostra/foundation/CommandLineParameters.h>
+#include <ostra/foundation/OstraString.h>
+#include <ostra/foundation/Persistence.h>
+
+#include <gtest/gtest.h>
+#include <tests/support/CapturedOutput.h>
+#include <tests/support/TemporaryHome.h>
+
+#include <sstream>
+
+namespace {
+
+class AString : public testing::Test {
+protected:
+    tests::TemporaryHome home;
+};
+
+TEST_F(AString, SplitsIntoWordsAtRunsOfAnyOfItsSeparators) {
+    const struct {
+        const wchar_t* text;
+        StringArray words;
+    } rows[] = {
+        {L"a  b,c", {L"a", L"b", L"c"}}, {L" ,a, ", {L"a"}}, {L"", {}}, {L" , ", {}}, {L"abc", {L"abc"}},
+    };
+    for (const auto& row : rows) {
+        const OstraString string(row.text, L" ,");
+        EXPECT_EQ(static_cast<int>(row.words.size()), string.WordCount()) << row.text;
+        for (int n = 1; n <= string.WordCount(); ++n)
+            EXPECT_EQ(row.words[static_cast<std::size_t>(n) - 1], string.Word(n)) << row.text;
+        EXPECT_EQ(L"", string.Word(string.WordCount() + 1)) << row.text;
+        EXPECT_EQ(string.Word(1), string.Word(0)) << row.text;
+        EXPECT_EQ(string.Word(1), string.Word(-7)) << row.text;
+    }
+}
+
+TEST_F(AString, JoinsItsLastWordsByBlanks) {
+    OstraString string(L"a  b,c", L" ,");
+    EXPECT_EQ(L"b c", string.Words(2));
+    EXPECT_EQ(L"", string.Words(4));
+    EXPECT_EQ(L"a b c", string.Words(-1));
+    string.SetSeperator(L"; a separator set longer than the one before");
+    EXPECT_EQ(L", ", OstraString(L"", L", ").Seperator());
+    EXPECT_EQ(L",c", string.Word(1));
+}
+
+TEST_F(AString, GivesThePieceBetweenASeparatorAndTheEndSeparator) {
+    const struct {
+        const wchar_t* text;
+        const wchar_t* separator;
+        const wchar_t* end;
+        int n;
+        const wchar_t* piece;
+    } rows[] = {
+        {L"x:y#z", L":", L"#", 1, L"y"},
+        {L"x:y#z", L":", nullptr, 1, L""},
+        {L":y#z", L":", L"#", 1, L"y"},
+        {L"a:b:c#", L":", L"#", 2, L"c"},
+        {L"a:b#c:d#", L":", L"#", 0, L"a:b"},
+        {L"a:b#", L":", L"#", 9, L"b"},
+        {L"a::b#", L"::", L"#", 1, L":b"},
+        {L"a:b", L":", L"#", 1, L""},
+        {L"File Share for Sales(2)", L"(", L")", 1, L"2"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.piece, OstraString(row.text, row.separator, row.end).FrankedWord(row.n))
+            << row.text << L" " << row.n;
+}
+
+TEST_F(AString, ReadsTheNumberAtTheStartOfAText) {
+    const OstraString string(L" 42nd", L",");
+    EXPECT_EQ(12, string.AsInt(L"12abc"));
+    EXPECT_EQ(0, string.AsInt(L"abc"));
+    EXPECT_EQ(-3, string.AsInt(L" -3"));
+    EXPECT_EQ(4294967295U, string.AsDWORD(L"4294967295"));
+    EXPECT_EQ(42, string.AsLONG());
+}
+
+TEST_F(AString, CopiesItsSeparatorsAndPassesThroughStreams) {
+    const OstraString original(L"Gr\u00fcn blau(3)", L"(", L")");
+    OstraString copy(original);
+    copy.SetSeperator(L" ");
+    EXPECT_EQ(L"3", original.FrankedWord(1));
+
+    std::stringstream narrow;
+    narrow << original << '\n' << original;
+    EXPECT_EQ("Gr\u00fcn blau(3)\nGr\u00fcn blau(3)", narrow.str());
+    OstraString read(L"", L" ");
+    narrow >> read;
+    EXPECT_EQ(L"blau(3)", read.Word(2));
+    std::wstringstream wide;
+    wide << read;
+    EXPECT_EQ(L"Gr\u00fcn blau(3)", wide.str());
+}
+
+TEST_F(AString, TakesNullTextsAsEmptyOnes) {
+    EXPECT_EQ(0, OstraString(static_cast<const wchar_t*>(nullptr), nullptr).WordCount());
+    EXPECT_EQ(L"a b", OstraString(L"a b", nullptr).Word(1));
+    EXPECT_EQ(L"a ", OstraString(L"a b", nullptr, L"b").FrankedWord(2));
+}
+
+TEST(APersistentObject, SaysThatItsClassShouldHaveTakenTheText) {
+    struct Stored : Persistence {
+        explicit Stored(const std::wstring& text) { _persistentData = text; }
+    } stored(L"kept");
+    tests::CapturedOutput output;
+    stored.SetPersistence(L"lost");
+    EXPECT_EQ(L"Persistence::SetPersistence( void ). To be implemented by the derived class.\n", output.Text());
+    EXPECT_EQ(L"kept", Stored(stored).PersistentData());
+}
+
+TEST(ACommandLine, FallsApartIntoParametersAndKnownFlags) {
+    tests::CapturedOutput output;
+    CommandLineParameters empty;
+    ParseCommandLine(StringArray{}, empty);
+    EXPECT_TRUE(empty.ParameterList().empty() && empty.FlagList().empty() && output.Text().empty());
+
+    CommandLineParameters parameters;
+    ParseCommandLine(StringArray{L"a", L"-t", L"/T", L"-x", L"b", L"/t"}, parameters);
+    EXPECT_EQ((StringArray{L"a", L"b"}), parameters.ParameterList());
+    EXPECT_EQ((StringArray{L"t", L"t"}), parameters.FlagList());
+    EXPECT_TRUE(output.Text().starts_with(
+        L"CommandLineParameters::ParseParam( ). a\nCommandLineParameters::ParseParam( ). t\n"));
+}
+
+}  // namespace

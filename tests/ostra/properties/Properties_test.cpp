@@ -1,0 +1,204 @@
+#include <ostra/properties/Properties.h>
+
+#include <gtest/gtest.h>
+#include <platform/base/text.h>
+#include <platform/cluster/PropertyList.h>
+#include <tests/support/CapturedEvents.h>
+#include <tests/support/CapturedOutput.h>
+#include <tests/support/TemporaryHome.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+
+struct List : Properties {
+    using Properties::_bufferLength;
+    using Properties::_streamSize;
+    using Properties::FillPropertyHelperDataStructure;
+
+    Bytes Built() const { return {PropertyStreams(), PropertyStreams() + CurrentStreamSize()}; }
+    void Build(const StringArray& parameters) { EXPECT_EQ(0, BuildPropertyList(&parameters)); }
+
+    /// Parses what a service could have returned, with other bytes behind it in the buffer.
+    StringArray Parsed(const Bytes& answer) {
+        std::memset(_buffer, 'x', BufferSize);
+        std::copy(answer.begin(), answer.end(), _buffer);
+        _streamSize = static_cast<DWORD>(answer.size());
+        EmptyPropertyList();
+        const int count = Parse();
+        EXPECT_EQ(static_cast<int>(_properties.size()), count);
+        return Names();
+    }
+    StringArray Names() const {
+        StringArray names;
+        for (const auto& property : _properties) names.push_back(property->Name() + L"=" + property->Value());
+        return names;
+    }
+    const Property& First() const { return *_properties.at(0); }
+    Bytes Entry(std::size_t size) const { return {_buffer, _buffer + size}; }
+    BYTE* Buffer() { return _buffer; }
+};
+
+class APropertyList : public testing::Test {
+protected:
+    tests::TemporaryHome home;
+    tests::CapturedOutput output;
+    tests::CapturedEvents events;
+    List list;
+};
+
+TEST_F(APropertyList, HoldsNameValueAndEndMarkOfEachPropertyPaddedToFourBytes) {
+    EXPECT_EQ(0U, list.PropertyCount());
+    EXPECT_EQ(nullptr, list.PropertyStreams());
+    list.Build({L"Permissions=REG_DWORD:127"});
+    EXPECT_EQ((Bytes{1,   0, 0,   0,                  // count
+                     3,   0, 4,   0, 24,  0, 0,   0,  // name entry
+                     'P', 0, 'e', 0, 'r', 0, 'm', 0, 'i', 0, 's', 0, 's', 0, 'i', 0, 'o', 0, 'n', 0, 's', 0, 0, 0,  //
+                     2,   0, 1,   0, 4,   0, 0,   0, 127, 0, 0,   0,  // number
+                     0,   0, 0,   0}),                                // end mark
+              list.Built());
+    EXPECT_EQ(56U, list._bufferLength);
+
+    list.Build({L"Path=REG_SZ:", L"D=REG_SZ:G:\\X"});
+    EXPECT_EQ((Bytes{2,   0, 0,   0,                                 // count
+                     3,   0, 4,   0, 10,   0, 0,   0,                // name entry
+                     'P', 0, 'a', 0, 't',  0, 'h', 0, 0,   0, 0, 0,  // padded
+                     3,   0, 1,   0, 2,    0, 0,   0, 0,   0, 0, 0,  // only a null
+                     0,   0, 0,   0,                                 // end mark
+                     3,   0, 4,   0, 4,    0, 0,   0, 'D', 0, 0, 0,  // name entry
+                     3,   0, 1,   0, 10,   0, 0,   0,                // text
+                     'G', 0, ':', 0, '\\', 0, 'X', 0, 0,   0, 0, 0,  // padded
+                     0,   0, 0,   0}),                               // end mark
+              list.Built());
+}
+
+TEST_F(APropertyList, TakesItsPropertiesFromParameterStrings) {
+    list.Build({L"Low=REG_DWORD:4294967295", L"Skipped=REG_MULTI_SZ:a", L"Bytes=REG_BINARY:01", L"Nothing",
+                L"Minus=REG_DWORD: -1x", L"Text=REG_SZ:a=b:c", L"=REG_SZ:unnamed", L"Type=:none"});
+    const std::wstring message = L"Set funciton not implemented for this data type:";
+    EXPECT_EQ((StringArray{message + L"REG_MULTI_SZ", message + L"REG_BINARY", message, message}), events.TakeTexts());
+    std::vector<platform::PropertyValue> decoded;
+    ASSERT_TRUE(platform::DecodePropertyList(list.Built(), decoded));
+    ASSERT_EQ(4U, decoded.size());
+    EXPECT_EQ(4U, list.PropertyCount());
+    EXPECT_EQ(0xFFFFFFFFU, std::get<DWORD>(decoded[0].value));
+    EXPECT_EQ(0xFFFFFFFFU, std::get<DWORD>(decoded[1].value));
+    EXPECT_EQ(L"a=b:c", std::get<std::wstring>(decoded[2].value));
+    EXPECT_EQ(L"", decoded[3].name);
+    list.Build({});
+    EXPECT_EQ(nullptr, list.PropertyStreams());
+}
+
+TEST_F(APropertyList, IsReadBackAsWrittenByEitherEndOfTheWire) {
+    const std::wstring text = L"Gr\u00fcn \U0001F600 x";
+    list.Build({L"Name=REG_SZ:" + text, L"Count=REG_DWORD:2147483648", L"Empty=REG_SZ:"});
+    std::vector<platform::PropertyValue> decoded;
+    ASSERT_TRUE(platform::DecodePropertyList(list.Built(), decoded));
+    EXPECT_EQ(text, std::get<std::wstring>(decoded.at(0).value));
+    EXPECT_EQ(list.Built(), platform::EncodePropertyList(decoded));
+    const StringArray expected = {L"Name=" + text, L"Count=-2147483648", L"Empty="};
+    EXPECT_EQ(expected, list.Parsed(platform::EncodePropertyList(decoded)));
+    EXPECT_EQ(CLUSPROP_FORMAT_SZ, list.First().Format());
+    EXPECT_EQ(0U, list.First().ValueInDWORD());
+}
+
+TEST_F(APropertyList, SkipsWhatIsNeitherNumberNorTextAndPropertiesWithoutAValue) {
+    const Bytes name = {3, 0, 4, 0, 4, 0, 0, 0, 'A', 0, 0, 0};
+    const Bytes mark = {0, 0, 0, 0};
+    Bytes answer = {3, 0, 0, 0};
+    const auto append = [&](const Bytes& bytes) { answer.insert(answer.end(), bytes.begin(), bytes.end()); };
+    append(name);
+    append({1, 0, 1, 0, 3, 0, 0, 0, 7, 7, 7, 0});  // binary, padded
+    append(mark);
+    append(name);  // its value entry is the end mark
+    append(mark);
+    append(name);
+    append({2, 0, 1, 0, 4, 0, 0, 0, 5, 0, 0, 0});
+    append(mark);
+    EXPECT_EQ((StringArray{L"A=5"}), list.Parsed(answer));
+}
+
+TEST_F(APropertyList, IsNeverReadBehindTheBytesThatCameBack) {
+    list.Build({L"A=REG_SZ:first", L"B=REG_DWORD:2", L"C=REG_SZ:third"});
+    const Bytes whole = list.Built();
+    const StringArray all = {L"A=first", L"B=2", L"C=third"};
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        const StringArray parsed = list.Parsed({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)});
+        ASSERT_LE(parsed.size(), all.size());
+        EXPECT_TRUE(std::equal(parsed.begin(), parsed.end(), all.begin())) << size;
+    }
+    Bytes manyCounted = whole;
+    manyCounted[3] = 0xFF;
+    EXPECT_EQ(all, list.Parsed(manyCounted));
+    for (const std::size_t lengthAt : {8U, 20U, 32U, 44U}) {
+        Bytes longer = whole;
+        std::fill_n(longer.begin() + static_cast<std::ptrdiff_t>(lengthAt), 4, BYTE{0xFF});
+        EXPECT_LE(list.Parsed(longer).size(), 3U);
+    }
+    EXPECT_EQ((StringArray{L"AB=C"}),
+              list.Parsed({1, 0, 0, 0, 3, 0, 4, 0, 4, 0, 0, 0, 'A', 0, 'B', 0, 3, 0, 1, 0, 2, 0, 0, 0, 'C', 0}))
+        << "texts without a null end with their entry";
+    EXPECT_TRUE(
+        list.Parsed({1, 0, 0, 0, 3, 0, 4, 0, 2, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0, 2, 0, 0, 0, 1, 0, 0, 0}).empty())
+        << "a number of two bytes";
+}
+
+TEST_F(APropertyList, ThatOutgrowsItsBufferIsDroppedWhole) {
+    // Count 4, name entry 12, text entry 8 + text and end mark 4, and 4 bytes kept free behind the list.
+    const std::size_t room = (Properties::BufferSize - 4 - 12 - 12 - 4) / 2 - 1;
+    list.Build({L"A=REG_SZ:" + std::wstring(room, L'x')});
+    EXPECT_EQ(1U, list.PropertyCount());
+    EXPECT_EQ(Properties::BufferSize, list._bufferLength);
+    EXPECT_EQ(0, list.AddPropertyToStream(Property(L"B", 1, CLUSPROP_FORMAT_DWORD)));
+    EXPECT_EQ(1U, list.PropertyCount());
+    list.Build({L"B=REG_DWORD:1", L"A=REG_SZ:" + std::wstring(room, L'x'), L"C=REG_DWORD:1"});
+    EXPECT_EQ(nullptr, list.PropertyStreams());
+    EXPECT_EQ(0U, list.PropertyCount());
+    EXPECT_EQ(1U, events.Take().size());
+}
+
+TEST_F(APropertyList, CopiedGoesOnInABufferOfItsOwn) {
+    list.Build({L"A=REG_DWORD:1"});
+    List copy(list);
+    EXPECT_NE(list.PropertyStreams(), copy.PropertyStreams());
+    EXPECT_EQ(1, copy.AddPropertyToStream(Property(L"B", 2, CLUSPROP_FORMAT_DWORD)));
+    EXPECT_EQ(2U, copy.PropertyCount());
+    EXPECT_EQ(1U, list.PropertyCount());
+    const Bytes one = list.Built(), two = copy.Built();
+    EXPECT_TRUE(std::equal(one.begin() + 4, one.end(), two.begin() + 4));
+
+    list.Parsed(copy.Built());
+    List reader(list);
+    list.EmptyPropertyList();
+    EXPECT_EQ((StringArray{L"A=1", L"B=2"}), reader.Names());
+    reader.Info();
+    EXPECT_EQ(L" Property 0 _name:A _value:1\n Property 1 _name:B _value:2\n", output.Text());
+}
+
+TEST_F(APropertyList, TakesSingleEntriesOnlyWhereTheyFit) {
+    const Bytes bytes = {1, 2, 3, 4, 5};
+    EXPECT_EQ(16U, list.FillPropertyHelperDataStructure(list.Buffer(), 5, bytes.data(), 5));
+    EXPECT_EQ((Bytes{1, 0, 5, 0, 5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0, 0, 0, 0, 0}), list.Entry(20));
+    EXPECT_EQ(12U, list.FillPropertyHelperDataStructure(list.Buffer(), 1, L"AB", 4));
+    EXPECT_EQ((Bytes{3, 0, 1, 0, 4, 0, 0, 0, 'A', 0, 'B', 0, 0, 0, 0, 0}), list.Entry(16));
+    BYTE* const end = list.Buffer() + Properties::BufferSize;
+    EXPECT_EQ(12U, list.FillPropertyHelperDataStructure(end - 16, 1, DWORD{9}));
+    EXPECT_EQ(0U, list.FillPropertyHelperDataStructure(end - 15, 1, DWORD{9}));
+    EXPECT_EQ(0U, list.FillPropertyHelperDataStructure(list.Buffer(), 1, L"AB", 0xFFFFFFFF));
+}
+
+TEST_F(APropertyList, OfTheBaseClassIsNotSent) {
+    const StringArray parameters = {L"A=REG_SZ:x"};
+    EXPECT_EQ(0, list.Set(&parameters, 0));
+    EXPECT_EQ(L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n", output.Take());
+    Property(L"N", 0xFFFFFFFF, CLUSPROP_FORMAT_DWORD).Info();
+    EXPECT_EQ(
+        L"Property::Info( void ). On entry.\n_name           : N\n_valueInString  : -1\n_valueInDWORD   : -1\n"
+        L"_format         : 2\n",
+        output.Take());
+}
+
+}  // namespace
