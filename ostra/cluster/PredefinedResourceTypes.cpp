@@ -1,7 +1,10 @@
 #include <ostra/cluster/PredefinedResourceTypes.h>
 
+#include <ostra/cluster/MakeOrNull.h>
 #include <ostra/foundation/OstraString.h>
 #include <ostra/network/NTClusterDisks.h>
+
+#include <utility>
 
 namespace {
 
@@ -9,6 +12,11 @@ constexpr wchar_t parametersCategory[] = L"Parameters";
 constexpr wchar_t w3Service[] = L"ServiceName=REG_SZ:W3SVC";
 
 constexpr std::size_t shortestSignature = 4;  // characters; what is shorter is a drive
+
+template <typename Kind>
+std::unique_ptr<ResourceType> Make(const std::wstring& clusterName, HCLUSTER cluster) {
+    return MakeOrNull<Kind>(clusterName, cluster);
+}
 
 }  // namespace
 
@@ -134,4 +142,18 @@ TimeService::TimeService(const std::wstring& clusterName, HCLUSTER cluster)
 
 void TimeService::InitializeParameters() {
     DeinitializeParameters();
+}
+
+std::unique_ptr<ResourceType> MakeResourceType(const std::wstring& kind, HCLUSTER cluster,
+                                               const std::wstring& clusterName) {
+    using Maker = std::unique_ptr<ResourceType> (*)(const std::wstring&, HCLUSTER);
+    static const std::pair<const wchar_t*, Maker> makers[] = {
+        {L"File Share", Make<FileShare>},           {L"Generic Application", Make<GenericApplication>},
+        {L"Generic Service", Make<GenericService>}, {L"IIS Virtual Root", Make<IISVirtualRoot>},
+        {L"IP Address", Make<IPAddress>},           {L"Network Name", Make<NetworkName>},
+        {L"Physical Disk", Make<PhysicalDisk>},     {L"Print Spooler", Make<PrintSpooler>},
+        {L"Time Service", Make<TimeService>}};
+    for (const auto& [name, make] : makers)
+        if (kind == name) return make(clusterName, cluster);
+    return MakeOrNull<ResourceType>(kind, cluster, clusterName);
 }

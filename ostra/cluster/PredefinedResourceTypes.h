@@ -2,6 +2,9 @@
 
 #include <ostra/cluster/ResourceType.h>
 
+#include <memory>
+#include <string>
+
 /// What the kinds below share: they keep nothing of their own in a registry.
 class OSTRA_API PredefinedResourceType : public ResourceType {
 public:
@@ -85,3 +88,8 @@ public:
     TimeService(const std::wstring& clusterName, HCLUSTER cluster);
     void InitializeParameters() override;
 };
+
+/// The type object for a kind: one of the classes above for its exact name, else a plain ResourceType. Null when memory
+/// ran out.
+OSTRA_API std::unique_ptr<ResourceType> MakeResourceType(const std::wstring& kind, HCLUSTER cluster,
+                                                         const std::wstring& clusterName);
