@@ -1,6 +1,5 @@
 #include <ostra/cluster/Resource.h>
 
-#include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/ResourceType.h>
 #include <ostra/cluster/display.h>
 #include <ostra/properties/ObjectProperties.h>
@@ -14,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <new>
 #include <string_view>
 
 namespace {
@@ -38,6 +38,12 @@ const wchar_t* StateText(DWORD state) {
         case ClusterResourceOfflinePending: return L"Resource is offline pending.";
         default: return nullptr;
     }
+}
+
+void DeleteWithMembers(ClusterComponents* components) {
+    if (!components) return;
+    for (const auto& [name, member] : *components) delete member;
+    delete components;
 }
 
 /// The strings that hold the type's name, but not at their start: nothing would stand before it.
@@ -97,7 +103,7 @@ Resource& Resource::operator=(const Resource& other) {
 void Resource::Initialize(int callTypeHook) {
     _handle.Reset();
     if (_clusterHandle) Open();
-    _resources = OwnedComponents::Succeeding(nullptr);
+    _resources = std::shared_ptr<ClusterComponents>(new (std::nothrow) ClusterComponents(L""), DeleteWithMembers);
     if (!_resources) DisplayFailure(_error, L"Resource::Resource( name ). Failure creating Resources list.");
     if (callTypeHook != 0 && _resourceType) _resourceType->InitializeParameters();
 }

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 
-class OwnedComponents;
 class ResourceType;
 
 /// One resource of the cluster: a disk, an address, a share, a service. Creates it in a group, writes its properties,
@@ -106,7 +105,7 @@ protected:
     ResourceType* _resourceType = nullptr;  // the caller's
     std::wstring _type;
     std::wstring _driveLetter;
-    std::shared_ptr<OwnedComponents> _resources;
+    std::shared_ptr<ClusterComponents> _resources;  // owns its members too
 
 private:
     void Initialize(int callTypeHook);

@@ -2,6 +2,7 @@
 
 #include <ostra/foundation/SharedObjects.h>
 #include <platform/base/clock.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
@@ -10,9 +11,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
-#include <optional>
+#include <mutex>
 
 namespace {
 
@@ -36,7 +38,7 @@ std::shared_ptr<std::FILE> OpenLog(std::wstring_view componentName) {
     if (directory.empty()) return nullptr;
     const std::string path = directory + "/" + platform::ToUtf8(componentName) + ".log";
     return logs.Get(platform::FromUtf8(path), [&]() -> std::shared_ptr<std::FILE> {
-        const int descriptor = open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        const int descriptor = open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
         if (descriptor < 0) return nullptr;
         std::FILE* file = fdopen(descriptor, "a+");
         if (!file) {
@@ -48,16 +50,35 @@ std::shared_ptr<std::FILE> OpenLog(std::wstring_view componentName) {
     });
 }
 
-std::optional<DWORD> ReadMask() {
+/// The code of the first call that failed, and then no bit is set.
+LONG ReadMask(DWORD& mask) {
+    mask = 0;
     HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Norvane\\Ostra\\OstraDebug", 0, KEY_ALL_ACCESS, &key) != 0)
-        return std::nullopt;
+    if (const LONG status =
+            RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Norvane\\Ostra\\OstraDebug", 0, KEY_ALL_ACCESS, &key))
+        return status;
     BYTE bytes[4] = {};
     DWORD size = sizeof bytes;
     const LONG status = RegQueryValueExW(key, L"DebugMask", nullptr, nullptr, bytes, &size);
     RegCloseKey(key);
-    if (status != 0) return std::nullopt;
-    return DWORD{bytes[0]} | DWORD{bytes[1]} << 8 | DWORD{bytes[2]} << 16 | DWORD{bytes[3]} << 24;
+    if (status == 0) mask = DWORD{bytes[0]} | DWORD{bytes[1]} << 8 | DWORD{bytes[2]} << 16 | DWORD{bytes[3]} << 24;
+    return status;
+}
+
+/// The mask of the registry as it is now, read again only when the registry has changed.
+DWORD CurrentMask() {
+    static std::mutex& mutex = *new std::mutex;
+    static platform::RegistryVersion known;
+    static DWORD knownMask = 0;
+    platform::RegistryVersion version;
+    if (platform::ReadRegistryVersion(version) != platform::error::Success) return 0;
+    const std::scoped_lock lock(mutex);
+    if (version == known) return knownMask;
+    const auto status = static_cast<DWORD>(ReadMask(knownMask));
+    const bool isSettled = status == platform::error::Success || status == platform::error::FileNotFound ||
+                           status == platform::error::MoreData;
+    known = isSettled ? version : platform::RegistryVersion();  // a registry that was busy is asked again
+    return knownMask;
 }
 
 /// The form of asctime, without its line end.
@@ -78,8 +99,7 @@ bool OstraDebug::IsDebugEnabled(std::wstring_view componentName) {
         return platform::EqualIgnoringCase(component, componentName);
     });
     if (row == components.end()) return false;
-    const DWORD bit = DWORD{1} << (row - components.begin());
-    return (ReadMask().value_or(0) & bit) != 0;
+    return (CurrentMask() >> (row - components.begin()) & 1) != 0;
 }
 
 void OstraDebug::DbgEnter(const wchar_t* functionName) const {

@@ -104,7 +104,9 @@ std::ostream& operator<<(std::ostream& stream, const OstraString& string) {
 }
 
 std::wistream& operator>>(std::wistream& stream, OstraString& string) {
-    return std::getline(stream, string._text);
+    std::wstring line;
+    if (std::getline(stream, line)) string._text = line;
+    return stream;
 }
 
 std::istream& operator>>(std::istream& stream, OstraString& string) {

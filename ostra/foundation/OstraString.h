@@ -37,7 +37,7 @@ public:
     /// Writes a trace line to standard output and returns the text.
     std::wstring Info() const;
 
-    /// Write and read the whole text; reading takes one line. Narrow streams carry UTF-8.
+    /// Write the whole text and read one line; a failed read changes nothing. Narrow streams carry UTF-8.
     OSTRA_API friend std::wostream& operator<<(std::wostream& stream, const OstraString& string);
     OSTRA_API friend std::ostream& operator<<(std::ostream& stream, const OstraString& string);
     OSTRA_API friend std::wistream& operator>>(std::wistream& stream, OstraString& string);

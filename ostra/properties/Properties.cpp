@@ -1,5 +1,6 @@
 #include <ostra/properties/Properties.h>
 
+#include <ostra/foundation/ParameterString.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/output.h>
@@ -37,21 +38,6 @@ void PutNumber(BYTE* place, DWORD number) {
 DWORD NumberAt(const BYTE* place) {
     return DWORD{place[0]} | DWORD{place[1]} << 8 | DWORD{place[2]} << 16 | DWORD{place[3]} << 24;
 }
-
-/// One parameter string, taken apart at its first "=" and the first ":" behind that.
-struct Parameter {
-    explicit Parameter(std::wstring_view text) {
-        const std::size_t equals = std::min(text.find(L'='), text.size());
-        name = text.substr(0, equals);
-        text.remove_prefix(std::min(equals + 1, text.size()));
-        const std::size_t colon = std::min(text.find(L':'), text.size());
-        type = text.substr(0, colon);
-        value = text.substr(std::min(colon + 1, text.size()));
-    }
-    std::wstring name;
-    std::wstring type;
-    std::wstring value;
-};
 
 /// Walks the entries of an answer and never reads behind its end.
 class EntryReader {
@@ -141,15 +127,15 @@ int Properties::BuildPropertyList(const StringArray* parameters) {
     Initialize();
     if (!parameters) return 0;
     for (const std::wstring& text : *parameters) {
-        const Parameter parameter(text);
+        const ParameterString parameter(text);
         bool fits = true;
-        if (parameter.type == L"REG_SZ")
+        if (parameter.keyword == L"REG_SZ")
             fits = AddPropertyToStream({parameter.name, parameter.value, CLUSPROP_FORMAT_SZ}) != 0;
-        else if (parameter.type == L"REG_DWORD")
+        else if (parameter.keyword == L"REG_DWORD")
             fits = AddPropertyToStream(
                        {parameter.name, platform::ParseDecimal(parameter.value), CLUSPROP_FORMAT_DWORD}) != 0;
         else
-            _eventViewer << L"Set funciton not implemented for this data type:" + parameter.type;
+            _eventViewer << L"Set funciton not implemented for this data type:" + parameter.keyword;
         if (fits) continue;
         _eventViewer << L"Properties::BuildPropertyList( ). The property list is too long at " + parameter.name + L".";
         Initialize();  // half of a list must not be sent

@@ -5,7 +5,6 @@
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
-#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>

@@ -38,7 +38,8 @@ public:
     /// opened; when the host cannot be reached, the key that was open stays open and is returned.
     HKEY Open(HKEY key, int openOnly);
 
-    /// Closes the open key and, when it is not null, `other`. Always 0.
+    /// Closes the open key and, when it is not null, `other`. Always 0. To open again, name the path anew by
+    /// `Initialize`.
     int Close(HKEY other);
 
     /// 1 when the path began with a known root key.

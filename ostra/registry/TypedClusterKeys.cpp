@@ -1,6 +1,5 @@
 #include <ostra/registry/TypedClusterKeys.h>
 
-#include <ostra/registry/value_text.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/registry_types.h>

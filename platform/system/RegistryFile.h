@@ -3,6 +3,8 @@
 #include <platform/store/Database.h>
 #include <platform/store/KeyStore.h>
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -20,9 +22,12 @@ struct RegistryFile {
 
     std::unique_ptr<Database> database;
     KeyStore store;
+    const std::uint64_t number = ++_opened;  // no other registry opened by this process has it
 
 private:
     DWORD ForgetEarlierBoot();
+
+    static inline std::atomic<std::uint64_t> _opened = 0;
 };
 
 }  // namespace platform

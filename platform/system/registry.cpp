@@ -281,6 +281,17 @@ LONG RegCloseKey(HKEY key) {
 
 namespace platform {
 
+DWORD ReadRegistryVersion(RegistryVersion& version) {
+    const auto read = [&](const std::shared_ptr<RegistryFile>& file) {
+        std::uint64_t changes = 0;
+        const DWORD code = file->database->ReadChangeCounter(changes);
+        if (code == error::Success) version = {file->number, changes};
+        return code;
+    };
+    if (const auto copy = RehearsedCopy()) return read(copy);
+    return Registries().With({}, OpenMode::MustExist, read);
+}
+
 DWORD BeginRegistryRehearsal() {
     Rehearsal& rehearsal = TheRehearsal();
     const std::scoped_lock lock(rehearsal.mutex);

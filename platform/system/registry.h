@@ -4,6 +4,8 @@
 #include <platform/base/registry_types.h>
 #include <platform/base/types.h>
 
+#include <cstdint>
+
 // The registry: a tree of keys and typed values of each host, lasting in `registry.db` of its state directory. Names
 // compare without regard to case and enumerate in that order; texts are UTF-16LE bytes. Every function answers a code,
 // 0 for success, and leaves the last error alone:
@@ -59,6 +61,17 @@ PLATFORM_API LONG RegDeleteValueW(HKEY key, const wchar_t* name);
 PLATFORM_API LONG RegCloseKey(HKEY key);
 
 namespace platform {
+
+/// Which content of the local registry this process reads: it differs from an earlier one whenever that may have
+/// changed.
+struct RegistryVersion {
+    std::uint64_t file = 0;
+    std::uint64_t changes = 0;
+    bool operator==(const RegistryVersion&) const = default;
+};
+
+/// Costs less than reading a value. 2 while there is no registry; `version` is set on success only.
+PLATFORM_API DWORD ReadRegistryVersion(RegistryVersion& version);
 
 /// From now on this process reads and writes a copy of the local registry in memory, which EndRegistryRehearsal throws
 /// away. Keys opened before stay keys of the real one, and the other way round. Answers a code; 0 also when a rehearsal

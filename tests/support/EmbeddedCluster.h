@@ -84,12 +84,17 @@ protected:
         for (const std::wstring& breach : breaches) ADD_FAILURE() << platform::ToUtf8(breach);
     }
 
+    /// As one transaction.
     void Given(const World& world) {
-        for (const std::wstring& node : world.nodes) Expect(Administration().AddNode(node), node);
-        int place = 0;
-        for (const NetworkWorld& network : world.networks) GiveNetwork(network, ++place);
-        for (const platform::SharedDisk& disk : world.disks) Expect(Administration().AddDisk(disk), L"a disk");
-        for (const GroupWorld& group : world.groups) Give(group);
+        const auto make = [&] {
+            for (const std::wstring& node : world.nodes) Expect(Administration().AddNode(node), node);
+            int place = 0;
+            for (const NetworkWorld& network : world.networks) GiveNetwork(network, ++place);
+            for (const platform::SharedDisk& disk : world.disks) Expect(Administration().AddDisk(disk), L"a disk");
+            for (const GroupWorld& group : world.groups) Give(group);
+            return DWORD{0};
+        };
+        Expect(service->Transact(make), L"the cluster");
     }
 
     void Give(const GroupWorld& group) {

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-namespace testing_support {
+namespace tests {
 
 using platform::ClusterKeyId;
 using platform::ObjectId;
@@ -390,4 +390,4 @@ private:
     std::shared_ptr<platform::ClusterService> _before;
 };
 
-}  // namespace testing_support
+}  // namespace tests

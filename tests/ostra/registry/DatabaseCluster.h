@@ -46,6 +46,7 @@ public:
         found = {kind, object->second};
         return 0;
     }
+    DWORD NameOf(platform::ObjectId object, std::wstring& name) override { return store->KeyName(object.number, name); }
     DWORD RootKey(platform::ClusterKeyId& key) override {
         key = root;
         return 0;

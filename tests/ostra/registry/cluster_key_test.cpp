@@ -8,6 +8,7 @@
 #include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedMessageBoxes.h>
 #include <tests/support/CapturedOutput.h>
+#include <tests/support/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
 
 namespace {
@@ -334,6 +335,26 @@ TEST_F(AClusterDatabase, KeepsASchedulersKeyAcrossARestartOnlyWhenItWasMadeLasti
     _database->store->RemoveVolatileKeys();
     EXPECT_NE(0, _database->At(L"Ostra\\Lasting"));
     EXPECT_EQ(0, _database->At(L"Ostra\\Passing"));
+}
+
+using AnEmbeddedCluster = tests::EmbeddedClusterTest;
+
+TEST_F(AnEmbeddedCluster, HasTheKeysOfItsGroupsResourcesAndNetworks) {
+    Given({.networks = {{.name = L"LAN"}},
+           .groups = {{.name = L"Files", .resources = {{.name = L"Share", .type = L"File Share"}}}}});
+    tests::CapturedMessageBoxes boxes;
+    const SharedHandle<HCLUSTER, CloseCluster> cluster(OpenCluster(L"Test"));
+    const SharedHandle<HRESOURCE, CloseClusterResource> share(OpenClusterResource(cluster.Get(), L"Share"));
+    const SharedHandle<HGROUP, CloseClusterGroup> files(OpenClusterGroup(cluster.Get(), L"Files"));
+    ClusterResourceKey key(share.Get(), cluster.Get());
+    const StringArray parameters = {L"MaxUsers=REG_DWORD:7", L"ShareName=REG_SZ:public"};
+    EXPECT_EQ(1, key.SetParameters(&parameters, L"Parameters"));
+    EXPECT_EQ(L"public", ClusterResourceKey(share.Get(), cluster.Get()).GetValue(L"ShareName"));
+    EXPECT_EQ(1, ClusterGroupKey(files.Get(), cluster.Get()).Valid());
+    EXPECT_EQ(1, ClusterNetworksKey(L"Test").Valid());
+    EXPECT_EQ(1, ClusterIPStackKey(L"Test", L"LAN").Valid());
+    EXPECT_EQ(1, ClusterSchedulerKey(L"Test", L"Scheduler").Valid());
+    EXPECT_EQ(0U, boxes.boxes.size());
 }
 
 }  // namespace

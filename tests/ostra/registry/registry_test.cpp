@@ -40,7 +40,7 @@ protected:
         return data;
     }
 
-    testing_support::TemporaryHome _home;
+    tests::TemporaryHome _home;
     tests::CapturedOutput _output;
     tests::CapturedEvents _events;
 };
@@ -267,8 +267,8 @@ TEST_F(AnOpenRegistry, AddsKeysBelowPathsAndHandlesWithAValueWhenOneIsNamed) {
     const StringArray reports = _events.TakeTexts();
     ASSERT_EQ(1U, reports.size());
     EXPECT_EQ(0U, reports[0].find(L"Registry::GetHandle( ). Failure calling RegOpenKeyEx( ). None.\nThe "));
-    EXPECT_EQ(nullptr, _registry.AddKey(L""));
-    EXPECT_EQ(StringArray{L"RegsitryKey::AddKey( ). Failure calling RegCreateKeyEx( ). for "}, _events.TakeTexts());
+    EXPECT_EQ(nullptr, _registry.AddKey(L"\t"));
+    EXPECT_EQ(StringArray{L"RegsitryKey::AddKey( ). Failure calling RegCreateKeyEx( ). for \t"}, _events.TakeTexts());
 }
 
 TEST_F(ARegistry, KeepsAPersistentTextForTheNextObjectAndNothingInArchives) {

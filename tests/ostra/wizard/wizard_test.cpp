@@ -71,7 +71,7 @@ protected:
         return lists;
     }
 
-    testing_support::TemporaryHome _home;
+    tests::TemporaryHome _home;
     tests::CapturedOutput _output;
     tests::CapturedEvents _events;
 };

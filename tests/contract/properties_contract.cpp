@@ -1,0 +1,395 @@
+#include <platform/base/registry_types.h>
+#include <platform/cluster/PropertyList.h>
+#include <platform/cluster/control_codes.h>
+#include <tests/contract/ClusterServiceContract.h>
+
+#include <algorithm>
+#include <optional>
+
+using namespace platform;
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+
+constexpr DWORD groupGet = CLUS_OBJECT_GROUP | CLUSCTL_GET_COMMON_PROPERTIES;
+constexpr DWORD groupSet = CLUS_OBJECT_GROUP | CLUSCTL_SET_COMMON_PROPERTIES;
+
+/// "Name=text" or "Name=#number" for each property of a list, in its order.
+StringArray Read(const Bytes& list) {
+    std::vector<PropertyValue> properties;
+    EXPECT_TRUE(DecodePropertyList(list, properties));
+    StringArray texts;
+    for (const PropertyValue& property : properties) {
+        const auto* number = std::get_if<DWORD>(&property.value);
+        texts.push_back(property.name + L"=" +
+                        (number ? L"#" + std::to_wstring(*number) : std::get<std::wstring>(property.value)));
+    }
+    return texts;
+}
+
+bool Holds(const StringArray& texts, const std::wstring& text) {
+    return std::count(texts.begin(), texts.end(), text) == 1;
+}
+
+DWORD WordAt(const Bytes& bytes, std::size_t at) {
+    return at + 4 > bytes.size()
+               ? 0xDEADBEEF
+               : bytes[at] | (DWORD{bytes[at + 1]} << 8) | (DWORD{bytes[at + 2]} << 16) | (DWORD{bytes[at + 3]} << 24);
+}
+
+/// The entries of a value list: "50002:a1b2c3d" for a number, "80001:E:/Data/1234" for a partition.
+std::vector<std::string> Entries(const Bytes& list) {
+    std::vector<std::string> entries;
+    char text[64];
+    std::size_t at = 0;
+    for (; at + 8 <= list.size() && WordAt(list, at) != 0; at += 8 + (WordAt(list, at + 4) + 3) / 4 * 4) {
+        const std::size_t data = at + 8;
+        if (WordAt(list, at) == CLUSPROP_SYNTAX_PARTITION_INFO && data + 1048 <= list.size()) {
+            const std::span<const BYTE> bytes(list);
+            std::snprintf(text, sizeof text, "%x:%s/%s/%x", WordAt(list, at),
+                          ToUtf8(FromUtf16(bytes.subspan(data + 4, 520))).c_str(),
+                          ToUtf8(FromUtf16(bytes.subspan(data + 524, 520))).c_str(), WordAt(list, data + 1044));
+        } else {
+            std::snprintf(text, sizeof text, "%x:%x", WordAt(list, at), WordAt(list, data));
+        }
+        entries.emplace_back(text);
+    }
+    EXPECT_EQ(list.size(), at + 4) << "one end mark, at the end";
+    return entries;
+}
+
+}  // namespace
+
+TEST_P(ClusterServiceContract, ReadsAndWritesCommonProperties) {
+    const ObjectId group = MakeGroup(L"Files");
+    const ObjectId resource = MakeResource(group, L"Disk", {}, L"Physical Disk");
+    EXPECT_EQ(0U, Admin().AddNetwork({L"Public", L"192.168.1.0", L"255.255.255.0", 3, L"For clients"}));
+    const ObjectId network = Find(ObjectKind::Network, L"Public");
+    Bytes output;
+    const Bytes described = EncodePropertyList({{L"Description", L"Überall 😀"}});
+    EXPECT_EQ(0U, Service().Control(group, {}, groupSet, described, output));
+    EXPECT_TRUE(output.empty());
+    EXPECT_EQ(0U, Service().Control(group, Node(L"N2"), groupGet, {}, output));
+    EXPECT_TRUE(Holds(Read(output), L"Description=Überall 😀"));
+    EXPECT_EQ(0U, Service().Control(resource, {}, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES, {}, output));
+    EXPECT_TRUE(Holds(Read(output), L"Type=Physical Disk"));
+    EXPECT_EQ(0U, Service().Control(network, {}, CLUSCTL_NETWORK_GET_RO_COMMON_PROPERTIES, {}, output));
+    for (const wchar_t* text : {L"Name=Public", L"Address=192.168.1.0", L"AddressMask=255.255.255.0"})
+        EXPECT_TRUE(Holds(Read(output), text)) << ToUtf8(text);
+    const Bytes internal = EncodePropertyList({{L"Role", DWORD{1}}});
+    EXPECT_EQ(0U, Service().Control(network, {}, CLUSCTL_NETWORK_SET_COMMON_PROPERTIES, internal, output));
+    EXPECT_EQ(0U, Service().Control(network, {}, CLUSCTL_NETWORK_GET_COMMON_PROPERTIES, {}, output));
+    EXPECT_TRUE(Holds(Read(output), L"Role=#1"));
+    EXPECT_TRUE(Holds(Read(output), L"Description=For clients"));
+    for (const ObjectId object : {Node(L"N1"), Find(ObjectKind::ResourceType, L"File Share")})
+        EXPECT_EQ(0U, Service().Control(object, {}, (static_cast<DWORD>(object.kind) << 24) | 0x59, {}, output));
+}
+
+TEST_P(ClusterServiceContract, WritesAPropertyListAsAWholeOrNotAtAll) {
+    const ObjectId group = MakeGroup(L"Files");
+    const ObjectId resource = MakeResource(group, L"Disk");
+    Bytes output;
+    const auto set = [&](const std::vector<PropertyValue>& properties) {
+        return Service().Control(resource, {}, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES, EncodePropertyList(properties),
+                                 output);
+    };
+    const std::int64_t mark = LastChange();
+    const PropertyValue good{L"Description", L"New"};
+    EXPECT_EQ(error::InvalidParameter, set({good, {L"NoSuchProperty", L"x"}}));
+    EXPECT_EQ(error::InvalidParameter, set({good, {L"Type", L"File Share"}}));
+    EXPECT_EQ(error::InvalidParameter, set({good, {L"Description", DWORD{7}}}));
+    Bytes cut = EncodePropertyList({good, good});
+    cut.resize(cut.size() - 5);
+    EXPECT_EQ(error::InvalidData, Service().Control(resource, {}, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES, cut, output));
+    EXPECT_EQ(error::InvalidData, Service().Control(resource, {}, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES, {}, output));
+    EXPECT_EQ(mark, LastChange());
+    EXPECT_EQ(0U, set({{L"Type", L"Generic Service"}, good}));
+    EXPECT_EQ(0U, Service().Control(resource, {}, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES, {}, output));
+    EXPECT_TRUE(Holds(Read(output), L"Description=New"));
+
+    output = {1, 2, 3};
+    for (const DWORD code : {0x03000059U, 0x00000059U, 0xFF000059U})
+        EXPECT_EQ(error::InvalidParameter, Service().Control(resource, {}, code, {}, output)) << code;
+    EXPECT_EQ(error::CallNotImplemented, Service().Control(resource, {}, 0x01000000, {}, output));
+    EXPECT_EQ((Bytes{1, 2, 3}), output);
+}
+
+TEST_P(ClusterServiceContract, PrivatePropertiesAreTheValuesOfTheParametersKey) {
+    const ObjectId resource = MakeResource(MakeGroup(L"Files"), L"Share");
+    Bytes output;
+    const auto getPrivate = [&] {
+        EXPECT_EQ(0U, Service().Control(resource, {}, CLUSCTL_RESOURCE_GET_PRIVATE_PROPERTIES, {}, output));
+        return Read(output);
+    };
+    EXPECT_EQ(StringArray(), getPrivate());
+    const auto list = EncodePropertyList({{L"Path", L"G:\\€"}, {L"MaxUsers", DWORD{0xFFFFFFFE}}});
+    EXPECT_EQ(0U, Service().Control(resource, {}, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES, list, output));
+    ClusterKeyId key = 0;
+    ClusterKeyId parameters = 0;
+    DWORD type = 0;
+    EXPECT_EQ(0U, Service().ObjectKey(resource, key));
+    ASSERT_EQ(0U, Service().OpenKey(key, L"Parameters", parameters));
+    EXPECT_EQ(0U, Service().QueryValue(parameters, L"path", type, output));
+    EXPECT_EQ(REG_SZ, type);
+    EXPECT_EQ(ToUtf16(L"G:\\€"), output);
+    EXPECT_EQ(0U, Service().QueryValue(parameters, L"MaxUsers", type, output));
+    EXPECT_EQ(REG_DWORD, type);
+    EXPECT_EQ((Bytes{0xFE, 0xFF, 0xFF, 0xFF}), output);
+
+    EXPECT_EQ(0U, Service().SetValue(parameters, L"Path", REG_EXPAND_SZ, ToUtf16(L"%HOME%")));
+    EXPECT_EQ(0U, Service().SetValue(parameters, L"Raw", REG_BINARY, Bytes{1, 2, 3}));
+    EXPECT_EQ(0U, Service().DeleteValue(parameters, L"MaxUsers"));
+    EXPECT_EQ((StringArray{L"Path=%HOME%"}), getPrivate());
+    EXPECT_EQ(error::InvalidParameter,
+              Service().Control(resource, {}, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES,
+                                EncodePropertyList({{L"Path", L"x"}, {std::wstring(20'000, L'n'), L"x"}}), output));
+    EXPECT_EQ(0U, Service().DeleteKey(key, L"Parameters"));
+    EXPECT_EQ(StringArray(), getPrivate());
+    EXPECT_EQ(0U, Service().Control(resource, {}, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES, list, output));
+    EXPECT_EQ(2U, getPrivate().size());
+}
+
+TEST_P(ClusterServiceContract, DescribesUsedAndAvailableDisks) {
+    EXPECT_EQ(0U, Admin().AddDisk({0x0A1B2C3D, 0x10, 1, {{L"E:", L"Data", 0x1234}, {L"F:", L"Logs", 0x5678}}}));
+    EXPECT_EQ(0U, Admin().AddDisk({0xF0000000, 0x20, 2, {{L"G:", L"Mail", 0x9ABC}}}));
+    EXPECT_EQ(error::ObjectAlreadyExists, Admin().AddDisk({0x0A1B2C3D, 0x30, 3, {}}));
+    const std::vector<std::string> first = {"50002:a1b2c3d", "60002:10", "70002:1", "80001:E:/Data/1234",
+                                            "80001:F:/Logs/5678"};
+    const std::vector<std::string> second = {"50002:f0000000", "60002:20", "70002:2", "80001:G:/Mail/9abc"};
+    const ObjectId type = Find(ObjectKind::ResourceType, L"Physical Disk");
+    Bytes output;
+    EXPECT_EQ(0U, Service().Control(type, {}, CLUSCTL_RESOURCE_TYPE_STORAGE_GET_AVAILABLE_DISKS, {}, output));
+    std::vector<std::string> both = first;
+    both.insert(both.end(), second.begin(), second.end());
+    EXPECT_EQ(both, Entries(output));
+
+    const ObjectId group = MakeGroup(L"Files");
+    const ObjectId disk = MakeResource(group, L"Disk", {}, L"Physical Disk");
+    EXPECT_EQ(error::ResourceNotAvailable,
+              Service().Control(disk, {}, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO, {}, output));
+    const auto sign = [&](DWORD signature) {
+        const Bytes list = EncodePropertyList({{L"Signature", signature}});
+        EXPECT_EQ(0U, Service().Control(disk, {}, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES, list, output));
+    };
+    sign(0x11111111);
+    EXPECT_EQ(error::ResourceNotAvailable, Service().OnlineResource(disk));
+    sign(0x0A1B2C3D);
+    EXPECT_EQ(0U, Service().OnlineResource(disk));
+    EXPECT_EQ(0U, Service().Control(disk, {}, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO, {}, output));
+    EXPECT_EQ(first, Entries(output));
+    EXPECT_EQ(0U, Service().Control(type, Node(L"N2"), CLUSCTL_RESOURCE_TYPE_STORAGE_GET_AVAILABLE_DISKS, {}, output));
+    EXPECT_EQ(second, Entries(output));
+    EXPECT_EQ(error::CallNotImplemented,
+              Service().Control(MakeResource(group, L"Share"), {}, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO, {}, output));
+}
+
+TEST_P(ClusterServiceContract, LetsOneOnlineResourceHoldAnAddress) {
+    const ObjectId group = MakeGroup(L"Files");
+    const ObjectId first = MakeResource(group, L"First", {}, L"IP Address");
+    const ObjectId second = MakeResource(group, L"Second", {}, L"IP Address");
+    Bytes output;
+    const Bytes list = EncodePropertyList({{L"Address", L"192.168.1.20"}});
+    for (const ObjectId resource : {first, second})
+        EXPECT_EQ(0U, Service().Control(resource, {}, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES, list, output));
+    EXPECT_EQ(0U, Service().OnlineResource(first));
+    EXPECT_EQ(error::ClusterIpAddressInUse, Service().OnlineResource(second));
+    EXPECT_EQ(0U, Service().OfflineResource(first));
+    EXPECT_EQ(0U, Service().OnlineResource(second));
+}
+
+TEST_P(ClusterServiceContract, KeepsADatabaseOfKeysAndValues) {
+    ClusterKeyId root = 0;
+    ClusterKeyId key = 0;
+    ClusterKeyId other = 0;
+    bool created = false;
+    ASSERT_EQ(0U, Service().RootKey(root));
+    ASSERT_EQ(0U, Service().CreateKey(root, L"Ostra\\Pools\\Zeta", false, key, created));
+    EXPECT_TRUE(created);
+    EXPECT_EQ(0U, Service().CreateKey(root, L"ostra\\pools\\ZETA", true, other, created));
+    EXPECT_FALSE(created);
+    ASSERT_EQ(0U, Service().OpenKey(root, L"Ostra\\Pools", other));
+    EXPECT_EQ(0U, Service().CreateKey(other, L"alpha", false, key, created));
+    EXPECT_EQ(error::FileNotFound, Service().OpenKey(root, L"Ostra\\Nothing", key));
+    EXPECT_EQ(error::InvalidParameter, Service().CreateKey(root, L"a\\\\b", false, key, created));
+    EXPECT_EQ(error::InvalidParameter, Service().DeleteKey(other, L""));
+
+    std::wstring name;
+    EXPECT_EQ(0U, Service().SubkeyAt(other, 0, name));
+    EXPECT_EQ(L"alpha", name);
+    EXPECT_EQ(0U, Service().SubkeyAt(other, 1, name));
+    EXPECT_EQ(L"Zeta", name);
+    EXPECT_EQ(error::NoMoreItems, Service().SubkeyAt(other, 2, name));
+
+    DWORD type = 0;
+    Bytes data;
+    EXPECT_EQ(0U, Service().SetValue(other, L"b", REG_BINARY, Bytes{1, 0, 255}));
+    EXPECT_EQ(0U, Service().SetValue(other, L"A", REG_DWORD, Bytes{1, 2, 3, 4}));
+    EXPECT_EQ(0U, Service().SetValue(other, L"", 0xFFFFFFFF, {}));
+    EXPECT_EQ(0U, Service().SetValue(other, L"B", REG_SZ, ToUtf16(L"now a text")));
+    EXPECT_EQ(0U, Service().QueryValue(other, L"b", type, data));
+    EXPECT_EQ(REG_SZ, type);
+    EXPECT_EQ(ToUtf16(L"now a text"), data);
+    for (DWORD index = 0; index < 3; ++index) {
+        const wchar_t* names[] = {L"", L"A", L"b"};
+        EXPECT_EQ(0U, Service().ValueAt(other, index, name, type, data));
+        EXPECT_EQ(names[index], name);
+    }
+    EXPECT_EQ(error::NoMoreItems, Service().ValueAt(other, 3, name, type, data));
+    EXPECT_EQ(0U, Service().DeleteValue(other, L"a"));
+    EXPECT_EQ(error::FileNotFound, Service().DeleteValue(other, L"a"));
+    EXPECT_EQ(error::FileNotFound, Service().QueryValue(other, L"a", type, data));
+
+    EXPECT_EQ(0U, Service().CreateKey(other, L"Now", true, key, created));
+    EXPECT_EQ(error::ChildMustBeVolatile, Service().CreateKey(key, L"Ever", false, key, created));
+    EXPECT_EQ(error::KeyHasChildren, Service().DeleteKey(root, L"Ostra\\Pools"));
+    for (const wchar_t* subkey : {L"Now", L"Zeta", L"alpha"}) EXPECT_EQ(0U, Service().DeleteKey(other, subkey));
+    EXPECT_EQ(0U, Service().DeleteKey(root, L"Ostra\\Pools"));
+    EXPECT_EQ(error::FileNotFound, Service().DeleteKey(root, L"Ostra\\Pools"));
+}
+
+TEST_P(ClusterServiceContract, AnswersForDeletedKeysThatTheyWereDeleted) {
+    ClusterKeyId root = 0;
+    ClusterKeyId key = 0;
+    bool created = false;
+    const ObjectId group = MakeGroup(L"Files");
+    ClusterKeyId groupKey = 0;
+    ASSERT_EQ(0U, Service().ObjectKey(group, groupKey));
+    EXPECT_EQ(0U, Service().SetValue(groupKey, L"Kept", REG_DWORD, Bytes{1, 0, 0, 0}));
+    EXPECT_EQ(0U, Service().RenameGroup(group, L"Papers"));
+    DWORD type = 0;
+    Bytes data;
+    EXPECT_EQ(0U, Service().QueryValue(groupKey, L"Kept", type, data));
+    EXPECT_EQ(0U, Admin().DeleteGroup(group));
+    ASSERT_EQ(0U, Service().RootKey(root));
+    ASSERT_EQ(0U, Service().CreateKey(root, L"Gone", false, key, created));
+    EXPECT_EQ(0U, Service().DeleteKey(root, L"Gone"));
+    ClusterKeyId again = 0;
+    ASSERT_EQ(0U, Service().CreateKey(root, L"Gone", false, again, created));
+
+    std::wstring name;
+    for (const ClusterKeyId gone : {groupKey, key}) {
+        ClusterKeyId found = 0;
+        EXPECT_EQ(error::KeyDeleted, Service().OpenKey(gone, L"x", found));
+        EXPECT_EQ(error::KeyDeleted, Service().CreateKey(gone, L"x", false, found, created));
+        EXPECT_EQ(error::KeyDeleted, Service().DeleteKey(gone, L"x"));
+        EXPECT_EQ(error::KeyDeleted, Service().SubkeyAt(gone, 0, name));
+        EXPECT_EQ(error::KeyDeleted, Service().SetValue(gone, L"x", REG_SZ, {}));
+        EXPECT_EQ(error::KeyDeleted, Service().DeleteValue(gone, L"x"));
+        EXPECT_EQ(error::KeyDeleted, Service().QueryValue(gone, L"Kept", type, data));
+        EXPECT_EQ(error::KeyDeleted, Service().ValueAt(gone, 0, name, type, data));
+    }
+    ClusterKeyId none = 0;
+    EXPECT_EQ(error::InvalidParameter, Service().ObjectKey(Node(L"N1"), none));
+}
+
+TEST_P(ClusterServiceContract, RecordsEachChangeWithTheNextNumber) {
+    SetChangeCommand(L"ostra test");
+    ObjectId group;
+    ObjectId disk;
+    ObjectId share;
+    ClusterKeyId key = 0;
+    bool created = false;
+    ASSERT_EQ(0U, Service().RootKey(key));
+    const std::int64_t start = LastChange();
+    std::int64_t mark = start;
+    Bytes output;
+    const auto expect = [&](DWORD code, const wchar_t* object, DWORD notification) {
+        EXPECT_EQ(0U, code);
+        bool isTold = false;
+        for (const ClusterChange& change : ChangesAfter(mark)) {
+            EXPECT_EQ(++mark, change.number);
+            EXPECT_FALSE(change.user.empty());
+            EXPECT_EQ(L"ostra test", change.command);
+            isTold = isTold || (change.notification == notification && (!object || change.object == object));
+        }
+        EXPECT_TRUE(isTold) << std::hex << notification;
+    };
+    expect(Service().CreateGroup(L"Files", group), L"Files", CLUSTER_CHANGE_GROUP_ADDED);
+    expect(Service().CreateResource(group, L"Disk", L"Generic Service", 0, disk), L"Disk",
+           CLUSTER_CHANGE_RESOURCE_ADDED);
+    expect(Service().CreateResource(group, L"Share", L"Generic Service", 0, share), L"Share",
+           CLUSTER_CHANGE_RESOURCE_ADDED);
+    expect(Service().AddDependency(share, disk), L"Share", CLUSTER_CHANGE_RESOURCE_PROPERTY);
+    expect(Service().RemoveResourceOwner(disk, Node(L"N3")), L"Disk", CLUSTER_CHANGE_RESOURCE_PROPERTY);
+    expect(Service().RenameGroup(group, L"Papers"), L"Papers", CLUSTER_CHANGE_GROUP_PROPERTY);
+    const ObjectId owner = Node(L"N2");
+    expect(Service().SetGroupOwners(group, std::span(&owner, 1)), L"Papers", CLUSTER_CHANGE_GROUP_PROPERTY);
+    expect(Service().OnlineGroup(group, {}), L"Papers", CLUSTER_CHANGE_GROUP_STATE);
+    expect(Service().OfflineResource(share), L"Share", CLUSTER_CHANGE_RESOURCE_STATE);
+    expect(Service().MoveGroup(group, {}), L"Papers", CLUSTER_CHANGE_GROUP_STATE);
+    expect(Service().PauseNode(owner), L"N2", CLUSTER_CHANGE_NODE_STATE);
+    expect(Service().EvictNode(Node(L"N3")), L"N3", CLUSTER_CHANGE_NODE_DELETED);
+    expect(Admin().AddNode(L"N4"), L"N4", CLUSTER_CHANGE_NODE_ADDED);
+    expect(Service().Control(group, {}, groupSet, EncodePropertyList({{L"Description", L"x"}}), output), L"Papers",
+           CLUSTER_CHANGE_GROUP_PROPERTY);
+    expect(Admin().AddNetwork({L"Public", L"10.0.0.0", L"255.0.0.0", 3, L""}), L"Public", CLUSTER_CHANGE_NETWORK_ADDED);
+    expect(Service().CreateKey(key, L"Ostra", false, key, created), nullptr, CLUSTER_CHANGE_REGISTRY_NAME);
+    expect(Service().SetValue(key, L"x", REG_SZ, ToUtf16(L"y")), nullptr, CLUSTER_CHANGE_REGISTRY_VALUE);
+    expect(Admin().DeleteResource(share), L"Share", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(mark, LastChange());
+
+    std::vector<ClusterChange> changes;
+    EXPECT_EQ(0U, Admin().Changes(start, 2, changes));
+    ASSERT_EQ(2U, changes.size());
+    EXPECT_EQ(start + 1, changes.front().number);
+    EXPECT_TRUE(ChangesAfter(mark).empty());
+    SetChangeCommand(L"");
+}
+
+TEST_P(ClusterServiceContract, DoesATransactionAsAWholeOrNotAtAll) {
+    const ObjectId group = MakeGroup(L"Files");
+    ClusterKeyId root = 0;
+    ASSERT_EQ(0U, Service().RootKey(root));
+    const std::int64_t mark = LastChange();
+    const auto change = [&](DWORD result) {
+        return Service().Transact([&, result] {
+            ClusterKeyId key = 0;
+            bool created = false;
+            EXPECT_EQ(0U, Service().RenameGroup(group, L"Papers"));
+            EXPECT_EQ(0U, Service().CreateKey(root, L"Ostra\\Keys", false, key, created));
+            const ObjectId other = MakeGroup(L"Mail");
+            EXPECT_EQ(0U, Service().OnlineResource(MakeResource(other, L"Store")));
+            EXPECT_EQ(DWORD{ClusterGroupOnline}, GroupState(other));
+            ObjectId refused;
+            EXPECT_EQ(error::ObjectAlreadyExists, Service().CreateGroup(L"Papers", refused));
+            return result;
+        });
+    };
+    EXPECT_EQ(error::Busy, change(error::Busy));
+    EXPECT_EQ(error::IoPending, change(error::IoPending));
+    ClusterKeyId key = 0;
+    EXPECT_EQ((StringArray{L"8 Files"}), Items(CLUSTER_ENUM_GROUP | CLUSTER_ENUM_RESOURCE));
+    EXPECT_EQ(error::FileNotFound, Service().OpenKey(root, L"Ostra", key));
+    EXPECT_EQ(mark, LastChange());
+    EXPECT_EQ(0U, change(0));
+    EXPECT_EQ((StringArray{L"4 Store", L"8 Papers", L"8 Mail"}), Items(CLUSTER_ENUM_GROUP | CLUSTER_ENUM_RESOURCE));
+
+    EXPECT_EQ(0U, Service().Transact([&] {
+        EXPECT_EQ(0U, Service().RenameGroup(group, L"Outer"));
+        EXPECT_EQ(error::Busy, Service().Transact([&] {
+            EXPECT_EQ(0U, Service().RenameGroup(group, L"Inner"));
+            return error::Busy;
+        }));
+        return error::Success;
+    }));
+    EXPECT_EQ(L"Outer", NameOf(group));
+}
+
+TEST_P(ClusterServiceContract, ACopyInMemoryIsCutLooseFromItsOriginal) {
+    const ObjectId group = MakeGroup(L"Files");
+    MakeResource(group, L"Disk");
+    std::shared_ptr<ClusterService> copy;
+    ASSERT_EQ(0U, Admin().CopyIntoMemory(copy));
+    ObjectId found;
+    EXPECT_EQ(0U, copy->Find(ObjectKind::Group, L"Files", found));
+    EXPECT_EQ(0U, copy->OnlineGroup(found, {}));
+    EXPECT_EQ(0U, Service().RenameGroup(group, L"Papers"));
+    EXPECT_EQ(DWORD{ClusterGroupOffline}, GroupState(group));
+    std::wstring name;
+    EXPECT_EQ(0U, copy->NameOf(found, name));
+    EXPECT_EQ(L"Files", name);
+    std::vector<std::wstring> breaches;
+    EXPECT_EQ(0U, copy->Administration()->CheckInvariants(breaches));
+    EXPECT_TRUE(breaches.empty());
+}
