@@ -72,8 +72,7 @@ protected:
     tests::CapturedMessageBoxes _boxes;
     tests::CapturedEvents _events;
     std::shared_ptr<tests::DatabaseCluster> _database = std::make_shared<tests::DatabaseCluster>();
-    std::shared_ptr<tests::FailingClusterService> _cluster =
-        std::make_shared<tests::FailingClusterService>(_database);
+    std::shared_ptr<tests::FailingClusterService> _cluster = std::make_shared<tests::FailingClusterService>(_database);
 };
 
 TEST_F(AnAddressPool, HandsOutItsAddressesInOrderUntilItIsExhausted) {
