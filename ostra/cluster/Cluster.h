@@ -146,7 +146,7 @@ public:
                              const std::vector<StringArray*>& lists, const StringArray* groupParameters);
     /// Applies a group template to a known group as ExpertGroup::Change does. Null when template or group is not known.
     /// The result is the caller's to delete, also when a kind failed (event log); it shares its resources with the
-    /// object in `GroupsPtr`, which stays. `unused` is handed on.
+    /// object in `GroupsPtr`, which stays, and acts only while this cluster lives. `unused` is handed on.
     ExpertGroup* ChangeGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
                              const std::vector<StringArray*>& lists, const StringArray* existingNames,
                              const StringArray* unused);
