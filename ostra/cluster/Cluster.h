@@ -97,6 +97,9 @@ public:
     std::wstring ErrorString() const { return GetErrorString(); }
 
     // Inventory. Null without full discovery; what could not be read is left out.
+    /// Read the networks or the interfaces anew; the former collection and its members live on. The number found.
+    DWORD GetAllNetworks();
+    DWORD GetAllNetworkInterfaces();
     /// Reads the resource types. The number found; 0 without full discovery.
     DWORD GetAllResourceTypes();
     /// Reads the shared disks anew, deletes the former list with its disks and chooses the default disk again. Null on
@@ -105,7 +108,11 @@ public:
     NTClusterDisks* ClusterDisks() const { return _clusterDisks.get(); }
     /// The first available disk; null when there is none.
     Disk* DefaultClusterDisk() const { return _defaultClusterDisk; }
+    /// Makes the network adapters anew, deletes the former list with its adapters and chooses the default adapter
+    /// again. Null on failure. The list is the cluster's.
+    NetworkAdapters* GetNetworkAdapters();
     NetworkAdapters* AvailableNetworkAdapters() const { return _networkAdapters.get(); }
+    /// The first adapter; null when there is none.
     NetworkAdapter* DefaultNetworkAdapter() const { return _defaultNetworkAdapter; }
     Networks* NetworksPtr() const { return _networks.get(); }
     NetworkInterfaces* NetworkInterfacesPtr() const { return _networkInterfaces.get(); }
@@ -179,6 +186,7 @@ private:
     void RemoveNotifiedResource(const std::wstring& name);
     void DiscoverInventory();
     void ChooseDefaultDisk();
+    void ChooseDefaultAdapter();
     Node* ListedNode(const std::wstring& nodeName) const;
     Group* ListedGroup(const std::wstring& groupName) const;
     Group* OpenListedGroup(const std::wstring& groupName, const wchar_t* unknownGroup);

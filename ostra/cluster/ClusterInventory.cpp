@@ -2,10 +2,13 @@
 
 #include <ostra/cluster/MakeOrNull.h>
 #include <ostra/cluster/NameEnumeration.h>
+#include <ostra/cluster/NetworkInterfaces.h>
+#include <ostra/cluster/Networks.h>
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/ResourceType.h>
 #include <ostra/cluster/display.h>
 #include <ostra/network/NTClusterDisks.h>
+#include <ostra/network/NetworkAdapters.h>
 #include <platform/base/error_codes.h>
 
 #include <utility>
@@ -13,6 +16,10 @@
 namespace OstraDLL {
 
 void Cluster::DiscoverInventory() {
+    SetStatusBarText(L"Initiating networks...", 0);
+    GetAllNetworks();
+    SetStatusBarText(L"Initiating networkInterface...", 0);
+    GetAllNetworkInterfaces();
     if (_resourceTypes) _kept->push_back(_resourceTypes);
     _resourceTypes = MakeOrNull<OwnedComponents>();
     if (!_resourceTypes) DisplayFailure(_error, L"Cluster::Cluster( ). Failure creating ResourceType list.");
@@ -22,12 +29,39 @@ void Cluster::DiscoverInventory() {
     if (!_defaultClusterDisk) {
         DisplayFailure(_error, L"Cluster::Initialize( ). Failure initializing default disk drive.");
     }
+    _networkAdapters = MakeOrNull<NetworkAdapters>(_name, _clusterHandle, 0, 0);
+    ChooseDefaultAdapter();
+    if (!_defaultNetworkAdapter) {
+        DisplayFailure(_error, L"Cluster::Initialize( ). Failure newing _defaultNetworkAdapter for " + _name);
+    }
 }
 
 void Cluster::ChooseDefaultDisk() {
     _defaultClusterDisk = nullptr;
     if (!_clusterDisks || _clusterDisks->Availables()->empty()) return;
     _defaultClusterDisk = _clusterDisks->Availables()->begin()->second;
+}
+
+void Cluster::ChooseDefaultAdapter() {
+    _defaultNetworkAdapter = nullptr;
+    if (!_networkAdapters || _networkAdapters->Adapters()->empty()) return;
+    _defaultNetworkAdapter = _networkAdapters->Adapters()->begin()->second;
+}
+
+DWORD Cluster::GetAllNetworks() {
+    if (_networks) _kept->push_back(_networks);
+    _networks = MakeOrNull<Networks>(_clusterName, _clusterHandle);
+    if (_networks) return static_cast<DWORD>(_networks->GetCount());
+    DisplayFailure(_error, L"Cluster::GetAllNetworks( int ). Failure newing Networks.");
+    return 0;
+}
+
+DWORD Cluster::GetAllNetworkInterfaces() {
+    if (_networkInterfaces) _kept->push_back(_networkInterfaces);
+    _networkInterfaces = MakeOrNull<NetworkInterfaces>(_clusterName, _clusterHandle);
+    if (_networkInterfaces) return static_cast<DWORD>(_networkInterfaces->GetCount());
+    DisplayFailure(_error, L"Cluster::GetAllNetworkInterfaces( int ). Failure newing NetworkInterfaces.");
+    return 0;
 }
 
 DWORD Cluster::GetAllResourceTypes() {
@@ -59,6 +93,13 @@ NTClusterDisks* Cluster::GetClusterDisks() {
     _clusterDisks = MakeOrNull<NTClusterDisks>(_name);
     ChooseDefaultDisk();
     return _clusterDisks.get();
+}
+
+NetworkAdapters* Cluster::GetNetworkAdapters() {
+    _networkAdapters = nullptr;
+    _networkAdapters = MakeOrNull<NetworkAdapters>(_name, HCLUSTER{}, 0, 0);
+    ChooseDefaultAdapter();
+    return _networkAdapters.get();
 }
 
 ClusterComponents* Cluster::ResourceTypesPtr() const {
