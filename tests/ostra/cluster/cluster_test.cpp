@@ -1,0 +1,244 @@
+#include <ostra/cluster/Cluster.h>
+#include <ostra/cluster/Group.h>
+#include <ostra/cluster/Node.h>
+#include <ostra/cluster/PredefinedResourceTypes.h>
+#include <ostra/cluster/Resource.h>
+#include <ostra/network/NTClusterDisks.h>
+#include <tests/ostra/cluster/ClusterWorld.h>
+
+using OstraDLL::Cluster;
+using tests::ClusterWorld;
+using tests::Operation;
+
+namespace {
+
+class ACluster : public ClusterWorld {
+protected:
+    ::Group* GroupOf(Cluster& model, const std::wstring& node, const std::wstring& group) {
+        return dynamic_cast<::Group*>(model.FindNode(node)->GroupsPtr()->Find(group));
+    }
+};
+
+TEST_F(ACluster, ConnectsWithoutDiscoveringAndDiscoversEachNodesView) {
+    Cluster model(L"Test", 0, 7);
+    EXPECT_EQ(L"", model.GetClusterName());
+    EXPECT_EQ(1, model.Open(0));
+    EXPECT_EQ(L"Test", model.GetClusterName());
+    EXPECT_EQ(StringArray(), KeysOf(model.NodesPtr()));
+
+    EXPECT_EQ(3u, model.Discover());
+    EXPECT_EQ((StringArray{L"N1", L"N2"}), KeysOf(model.NodesPtr()));
+    EXPECT_EQ((StringArray{L"Alpha", L"Beta", L"Gamma"}), KeysOf(model.GroupsPtr()));
+    for (const wchar_t* name : {L"Alpha", L"Beta", L"Gamma"}) {
+        EXPECT_NE(GroupOf(model, L"N1", name), model.GroupsPtr()->Find(name));
+        EXPECT_EQ(GroupOf(model, L"N2", name), model.GroupsPtr()->Find(name));
+    }
+    EXPECT_EQ(6, model.AddResources(model.GroupsPtr()));
+    EXPECT_EQ(3, model.AddGroups(nullptr));
+    EXPECT_EQ(7u, model.NumberOfNodes());
+
+    Cluster nowhere(L"Nowhere", 0, 0);
+    EXPECT_EQ(0, nowhere.Open(1));
+    EXPECT_EQ((StringArray{L"1 Cluster::Open( ). Failure opening cluster:Nowhere"}), NewReports());
+    EXPECT_EQ(0u, nowhere.GetAllNodes());
+}
+
+TEST_F(ACluster, TakesDeletedObjectsOutOfEveryCollection) {
+    Cluster model(L"Test", 0, 2);
+    model.Open(1);
+    ::Node* last = model.FindNode(L"N2");
+
+    EXPECT_EQ(last, model.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED));
+    EXPECT_EQ((StringArray{L"Alpha 2"}), KeysOf(GroupOf(model, L"N1", L"Alpha")->ResourcesPtr()));
+    EXPECT_EQ(1, model.DisksJustChanged());
+    EXPECT_EQ(0, model.DisksJustChanged());
+
+    model.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);  // with a resource of which no notification came
+    EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(model.GroupsPtr()));
+    const StringArray left{L"Beta 1", L"Beta 2", L"Gamma 1", L"Gamma 2"};
+    EXPECT_EQ(left, KeysOf(model.ResourcesPtr()));
+    EXPECT_EQ(left, KeysOf(model.FindNode(L"N1")->ResourcesPtr()));
+    for (const auto& [name, object] : *model.ResourcesPtr()) EXPECT_EQ(name, dynamic_cast<::Resource*>(object)->Name());
+
+    // A node that is told by the program itself leaves nothing dangling in the cluster either.
+    last->Update(L"Gamma", CLUSTER_CHANGE_GROUP_DELETED);
+    EXPECT_EQ((StringArray{L"Beta"}), KeysOf(model.GroupsPtr()));
+    EXPECT_EQ((StringArray{L"Beta 1", L"Beta 2"}), KeysOf(model.ResourcesPtr()));
+}
+
+TEST_F(ACluster, AddsWhatNotificationsTellOf) {
+    Cluster model(L"Test", 0, 2);
+    EXPECT_EQ(nullptr, model.Update(L"Delta", CLUSTER_CHANGE_GROUP_ADDED));
+    model.Open(1);
+    model.Update(L"Delta", CLUSTER_CHANGE_GROUP_ADDED);
+    EXPECT_EQ(GroupOf(model, L"N2", L"Delta"), model.GroupsPtr()->Find(L"Delta"));
+
+    model.Update(L"Gamma 1", CLUSTER_CHANGE_RESOURCE_ADDED);
+    ClusterComponent* added = model.ResourcesPtr()->Find(L"Gamma 1");
+    EXPECT_EQ(added, GroupOf(model, L"N2", L"Gamma")->ResourcesPtr()->Find(L"Gamma 1"));
+    EXPECT_EQ(1, model.DisksJustChanged());
+    model.Update(L"Gamma 1", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(nullptr, model.ResourcesPtr()->Find(L"Gamma 1"));
+
+    EXPECT_EQ(nullptr, model.Update(L"Public", CLUSTER_CHANGE_NETWORK_PROPERTY));
+    EXPECT_EQ(1, model.AdaptersJustChanged());
+    EXPECT_EQ(0, model.AdaptersJustChanged());
+    model.Update(L"Public", CLUSTER_CHANGE_NETWORK_STATE);
+    EXPECT_EQ(0, model.AdaptersJustChanged());
+}
+
+TEST_F(ACluster, FollowsResourcesWithoutTheirGroups) {
+    Cluster model(L"Test", 0, 2);
+    model.Open(1);
+    ClusterComponent* before = model.ResourcesPtr()->Find(L"Alpha 1");
+    model.UpdateResources(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_ADDED);
+    ClusterComponent* held = model.ResourcesPtr()->Find(L"Alpha 1");
+    EXPECT_NE(before, held);
+    EXPECT_EQ(0, model.DisksJustChanged());
+    model.UpdateResources(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(0, model.DisksJustChanged());
+    for (const DWORD change : {CLUSTER_CHANGE_RESOURCE_ADDED, CLUSTER_CHANGE_RESOURCE_DELETED}) {
+        model.UpdateResources(L"Gamma 2", change);  // a disk
+        EXPECT_EQ(1, model.DisksJustChanged());
+    }
+    EXPECT_EQ(L"Alpha 1", held->Name());
+    EXPECT_EQ(StringArray(), NewReports());
+
+    model.UpdateResources(L"Gamma 2", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(0, model.DisksJustChanged());
+    EXPECT_EQ((StringArray{L"1 Cluster::UpdateResource( ). Failure searching for Resource.Gamma 2"}), NewReports());
+}
+
+TEST_F(ACluster, KeepsObjectsUsableThatARediscoveryReplaced) {
+    Cluster model(L"Test", 0, 2);
+    model.Open(1);
+    ::Group* group = GroupOf(model, L"N1", L"Alpha");
+    ::Resource* resource = model.GetResource(L"Alpha", L"Alpha 1");
+    EXPECT_EQ(1, model.RemoveAllOwners(resource));
+    EXPECT_EQ(StringArray(), Members(Resource(L"Alpha 1"), CLUSTER_RESOURCE_ENUM_NODES));
+    model.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);
+
+    EXPECT_NE(group, GroupOf(model, L"N1", L"Beta"));
+    EXPECT_EQ(1, group->BringOffLine());
+    EXPECT_EQ(1, resource->Status(0));
+    EXPECT_EQ(L"Alpha", resource->ParentName());
+}
+
+TEST_F(ACluster, SharesWhatItHasWithItsCopies) {
+    auto original = std::make_unique<Cluster>(OpenCluster(L"Test"), 0, 2);
+    original->Discover();
+    Cluster copy(*original);
+    Cluster assigned(L"Test", 0, 2);
+    assigned.Open(0);
+    assigned = *original;
+    EXPECT_EQ(original->GroupsPtr(), copy.GroupsPtr());
+    const std::unique_ptr<::Group> found(original->FindGroup(L"Beta"));
+    original.reset();
+    EXPECT_EQ(L"Test", copy.GetClusterName());
+    EXPECT_EQ(L"Test", assigned.GetClusterName());
+    copy.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);
+    EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(copy.GroupsPtr()));
+    EXPECT_EQ(1, found->BringOffLine());
+}
+
+TEST_F(ACluster, WatchesOneGroupForTheWholeProcess) {
+    Cluster model(L"Test", 0, 2);
+    model.Open(0);
+    EXPECT_EQ(0, model.Monitor(L"Omega", 0));
+    EXPECT_EQ(1, model.Monitor(L"Alpha", 0));
+    EXPECT_NE(std::wstring::npos, printed.Take().find(L"Cluster::Monitor( ). Group Alpha created.\n"));
+    EXPECT_EQ(1, model.Monitor(L"Omega", 0));
+    EXPECT_EQ(L"", printed.Take());
+}
+
+TEST_F(ACluster, KeepsAnInventoryOnlyWithFullDiscovery) {
+    Cluster plain(L"Test", 0, 2);
+    plain.Open(0);
+    EXPECT_EQ(0u, plain.GetAllResourceTypes());
+    EXPECT_EQ(nullptr, plain.ResourceTypesPtr());
+    EXPECT_EQ(nullptr, plain.ClusterDisks());
+
+    AddDisk(L"E:", 0x9a3f);
+    Cluster full(L"Test", 1, 2);
+    ASSERT_TRUE(full.DefaultClusterDisk());
+    EXPECT_EQ(L"E:", full.DefaultClusterDisk()->Partition());
+    AddDisk(L"D:", 0x11);
+    const NTClusterDisks* anew = full.GetClusterDisks();
+    EXPECT_EQ(anew, full.ClusterDisks());
+    EXPECT_EQ(L"D:", full.DefaultClusterDisk()->Partition());
+
+    full.Open(0);
+    const DWORD types = full.GetAllResourceTypes();
+    EXPECT_EQ(types, KeysOf(full.ResourceTypesPtr()).size());
+    EXPECT_TRUE(full.ResourceTypesPtr()->Find(L"Physical Disk"));
+}
+
+TEST_F(ACluster, CreatesGroupsWithTheirPreferredOwnersInOrder) {
+    Cluster model(L"Test", 0, 2);
+    model.Open(1);
+    const StringArray both{L"Site=REG_SZ:North", L"PreferredOwners=REG_SZ:N2#N9#N1"};
+    ::Group* created = model.CreateGroup(L"Delta", &both);
+    EXPECT_EQ(created, model.GroupsPtr()->Find(L"Delta"));
+    EXPECT_EQ((StringArray{L"N2", L"N1"}), Members(Group(L"Delta"), CLUSTER_GROUP_ENUM_NODES));
+    const StringArray other{L"Site=REG_SZ:N1#"};
+    EXPECT_EQ(0, model.SetPreferredOwners(created, &other));
+    EXPECT_EQ((StringArray{L"N2", L"N1"}), Members(Group(L"Delta"), CLUSTER_GROUP_ENUM_NODES));
+    failing->Fail(Operation::SetGroupOwners, platform::error::AccessDenied);
+    failing->Fail(Operation::CreateGroup, platform::error::AccessDenied);
+    NewReports();
+    EXPECT_EQ(0, model.SetPreferredOwners(created, &both));
+    EXPECT_EQ((StringArray{L"1 Group::SetPreferredOwners( ). Failure calling wolfpack API::SetClusterNodeList( )."}),
+              NewReports());
+
+    const std::unique_ptr<::Group> refused(model.CreateGroup(L"Epsilon", nullptr));
+    EXPECT_EQ(L"Epsilon", refused->Name());
+    EXPECT_EQ(nullptr, model.GroupsPtr()->Find(L"Epsilon"));
+    failing->Heal();
+
+    GenericService type(L"Test", created->ClusterHandle());
+    ::Resource* resource = model.CreateResource(L"Delta", L"Delta 1", &type, nullptr);
+    EXPECT_EQ(resource, model.ResourcesPtr()->Find(L"Delta 1"));
+    EXPECT_EQ(nullptr, model.CreateResource(L"Omega", L"Omega 1", &type, nullptr));
+    model.Update(L"Delta", CLUSTER_CHANGE_GROUP_DELETED);
+    EXPECT_EQ(L"Delta", created->Name());
+}
+
+TEST_F(ACluster, ActsOnTheGroupsItKnowsByTheirExactStringArray) {
+    Cluster model(L"Test", 0, 2);
+    model.Open(1);
+    EXPECT_EQ(1, model.BringGroupOffLine(L"Alpha"));
+    EXPECT_EQ(1, model.BringResourceOnLine(L"Alpha", L"Alpha 1"));
+    EXPECT_EQ(1, model.BringResourceOffLine(L"Alpha", L"Alpha 1"));
+    EXPECT_EQ(1, model.MoveGroup(L"Alpha"));
+    EXPECT_EQ(L"N2", OwnerOf(L"Alpha"));
+    EXPECT_EQ(1, model.RenameGroup(L"Beta", L"Delta"));
+    EXPECT_EQ(0, model.BringGroupOnLine(L"Beta"));  // known by that name, which the cluster has no more
+    NewReports();
+
+    EXPECT_EQ(0, model.BringGroupOnLine(L"alpha"));
+    EXPECT_EQ(0, model.BringGroupOffLine(L"alpha"));
+    EXPECT_EQ(0, model.BringResourceOnLine(L"alpha", L"Alpha 1"));
+    EXPECT_EQ(0, model.BringResourceOffLine(L"alpha", L"Alpha 1"));
+    EXPECT_EQ((StringArray{L"1 Cluster::BringGroupOnLine( groupName ). Invalid group name alpha",
+                           L"1 Cluster::BringGroupOffLine( groupName ). Invalid group name alpha",
+                           L"1 Cluster::BringResourceOnLine( groupName ). Invalid group name alpha",
+                           L"1 Cluster::BringResourceOffLine( groupName ). Invalid group name alpha"}),
+              NewReports());
+
+    printed.Take();
+    EXPECT_EQ(0, model.MoveGroup(L"Omega"));
+    EXPECT_EQ(0, model.RenameGroup(L"Omega", L"Psi"));
+    EXPECT_EQ(nullptr, model.GetResource(L"Omega", L"x"));
+    EXPECT_EQ(nullptr, model.FindNode(L"N9"));
+    EXPECT_EQ(
+        L"Cluster::MoveGroup( groupName ). Invalid group name Omega\n"
+        L"Cluster::RenameGroup( oldName ). Invalid group name \n"
+        L"Cluster::GetResource( groupName ). Invalid group name Omega\n"
+        L"Cluster::FindNode( ). Failure finding node N9\n",
+        printed.Take());
+    EXPECT_EQ(0, model.ErrorCode());
+    EXPECT_EQ(L"Invalid group name: ", model.ErrorString());
+    EXPECT_EQ(nullptr, model.FindGroup(L"Omega"));
+}
+
+}  // namespace
