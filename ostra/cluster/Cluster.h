@@ -5,6 +5,7 @@
 #include <platform/base/SharedHandle.h>
 #include <platform/base/types.h>
 #include <platform/cluster/cluster_api.h>
+#include <platform/framework/CArray.h>
 
 #include <memory>
 #include <string>
@@ -122,6 +123,12 @@ public:
     /// Notes that the network adapters have to be read anew. Always 0.
     int UpdateNetworkAdapters(const std::wstring& name, DWORD notification);
 
+    /// Appends a TCPIPAddress record, the caller's to delete, for every resource of that type among `ResourcesPtr`: its
+    /// address and its network's name as its private attributes of the given names have them now, empty where there
+    /// is none. Always 0.
+    int GetAllTCPIPAddresses(CArray<CObject*>* addresses, const std::wstring& networkAttribute,
+                             const std::wstring& addressAttribute, const std::wstring& resourceType);
+
     // Look-up. Names are case-sensitive.
     /// Null when it is not among the nodes.
     Node* FindNode(const std::wstring& nodeName);
@@ -185,6 +192,7 @@ private:
     void AddNotifiedResource(const std::wstring& name);
     void RemoveNotifiedResource(const std::wstring& name);
     void DiscoverInventory();
+    void Retire(const std::shared_ptr<void>& object);
     void ChooseDefaultDisk();
     void ChooseDefaultAdapter();
     Node* ListedNode(const std::wstring& nodeName) const;

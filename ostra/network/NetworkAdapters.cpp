@@ -10,7 +10,6 @@
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
-#include <platform/system/event_log.h>
 
 namespace {
 
@@ -24,7 +23,7 @@ NetworkAdapters::NetworkAdapters(const std::wstring& clusterName, HCLUSTER clust
     : _clusterName(clusterName),
       _clusterHandle(cluster),
       _networks(MakeOrNull<Networks>(clusterName, cluster)),
-      _eventViewer(eventSource, EVENTLOG_ERROR_TYPE, L"") {
+      _eventViewer(eventSource, NTEventViewer::Error, L"") {
     if (_networks)
         Initialize(initialize, recyclingAllowed);
     else
@@ -34,7 +33,7 @@ NetworkAdapters::NetworkAdapters(const std::wstring& clusterName, HCLUSTER clust
 }
 
 NetworkAdapters::NetworkAdapters(const NetworkAdapters& other)
-    : CObject(other), _eventViewer(eventSource, EVENTLOG_ERROR_TYPE, L"") {
+    : CObject(other), _eventViewer(eventSource, NTEventViewer::Error, L"") {
     platform::WriteOutputLine(L"NetworkAdapters::NetworkAdapters( & adapter ). On entry");
 }
 
