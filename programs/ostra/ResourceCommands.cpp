@@ -49,6 +49,15 @@ void PrintResource(Context& context, Resource& resource) {
     context.PrintRecord(record);
 }
 
+// What a command that changed the resource reports: who it is, and what was there to change.
+void PrintOutcome(Context& context, Resource& resource) {
+    Json record = Row(resource);
+    record["dependsOn"] = ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_DEPENDS));
+    resource.GetPrivateAttributes();
+    record["parameters"] = ToJson(*resource.PrivateAttributes());
+    context.PrintRecord(record);
+}
+
 void ShowResource(Context& context, const std::string& name) {
     PrintResource(context, FindResource(context, name));
 }
@@ -113,7 +122,7 @@ void SetProperties(Context& context, const std::string& name, const std::vector<
     if (!common.empty()) resource.SetAttributes(&common, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
     if (!parameters.empty()) resource.SetAttributes(&parameters, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
     CheckStored(resource, settings, GetLastError());
-    PrintResource(context, resource);
+    PrintOutcome(context, resource);
 }
 
 void Depend(Context& context, const std::string& name, const std::vector<std::string>& others, bool isRemoved) {
@@ -121,15 +130,13 @@ void Depend(Context& context, const std::string& name, const std::vector<std::st
     for (const std::string& otherName : others) {
         Resource& other = FindResource(context, otherName);
         SetLastError(0);
-        const DWORD code = isRemoved ? RemoveClusterResourceDependency(resource.Handle(), other.Handle())
-                           : resource.MakeItDependOn(&other) ? DWORD{error::Success}
-                                                             : GetLastError();
-        if (code)
-            throw Refusal(
-                "Resource " + name + (isRemoved ? " still depends on " : " was not made to depend on ") + otherName,
-                code);
+        const bool isDone = isRemoved ? !RemoveClusterResourceDependency(resource.Handle(), other.Handle())
+                                      : resource.MakeItDependOn(&other) != 0;
+        if (isDone) continue;
+        const std::string outcome = isRemoved ? " still depends on " : " was not made to depend on ";
+        throw Refusal("Resource " + name + outcome + otherName, GetLastError());
     }
-    PrintResource(context, resource);
+    PrintOutcome(context, resource);
 }
 
 void SetOwners(Context& context, const std::string& name, const std::vector<std::string>& owners) {
@@ -180,11 +187,10 @@ void CreateResource(Context& context, const NewResource& wish) {
     SetLastError(0);
     Resource* resource = cluster.CreateResource(group.Name(), FromUtf8(wish.name), type.get(), &parameters);
     const DWORD cause = GetLastError();
-    if (!resource || !resource->Handle())
-        throw Refusal("Resource " + wish.name + " was not created", cause ? cause : DWORD{error::GeneralFailure});
+    if (!resource || !resource->Handle()) throw Refusal("Resource " + wish.name + " was not created", cause);
     CheckStored(*resource, settings, cause);
     if (!wish.dependencies.empty()) return Depend(context, wish.name, wish.dependencies, false);
-    PrintResource(context, *resource);
+    PrintOutcome(context, *resource);
 }
 
 void ReportResource(Context& context, Resource& resource, DWORD wanted, const char* done, DWORD cause) {

@@ -19,8 +19,8 @@
 
 namespace tests {
 
-using testing_support::FailingCluster;
-using testing_support::Operation;
+using tests::FailingCluster;
+using tests::Operation;
 
 /// A cluster that notes which properties are written, in order, and whose resources can be put into any state.
 class ObservedService : public platform::ForwardingClusterService {

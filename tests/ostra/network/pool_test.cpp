@@ -19,7 +19,7 @@
 
 namespace {
 
-using testing_support::Operation;
+using tests::Operation;
 
 class AnAddressPool : public testing::Test {
 protected:
@@ -72,8 +72,7 @@ protected:
     tests::CapturedMessageBoxes _boxes;
     tests::CapturedEvents _events;
     std::shared_ptr<tests::DatabaseCluster> _database = std::make_shared<tests::DatabaseCluster>();
-    std::shared_ptr<testing_support::FailingClusterService> _cluster =
-        std::make_shared<testing_support::FailingClusterService>(_database);
+    std::shared_ptr<tests::FailingClusterService> _cluster = std::make_shared<tests::FailingClusterService>(_database);
 };
 
 TEST_F(AnAddressPool, HandsOutItsAddressesInOrderUntilItIsExhausted) {

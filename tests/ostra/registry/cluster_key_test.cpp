@@ -14,8 +14,8 @@
 namespace {
 
 using namespace platform;
-using testing_support::FailingCluster;
-using testing_support::Operation;
+using tests::FailingCluster;
+using tests::Operation;
 using Bytes = std::vector<BYTE>;
 using Box = tests::CapturedMessageBoxes::Box;
 

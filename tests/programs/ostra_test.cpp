@@ -1,0 +1,300 @@
+#include <platform/base/error_codes.h>
+#include <platform/base/text.h>
+#include <tests/programs/OstraRun.h>
+#include <tests/support/FailingClusterService.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <numeric>
+
+namespace tests {
+namespace {
+
+using programs::Json;
+
+std::string State(const Json& status, const std::string& resource) {
+    for (const Json& group : status["groups"])
+        for (const Json& candidate : group["resources"])
+            if (candidate["name"] == resource) return candidate["text"];
+    return "no such resource";
+}
+
+TEST_F(OstraProgram, ManagesAClusterFromItsCreationOn) {
+    EXPECT_EQ(6, Ostra({"status"}).code);
+    GivenFiles();
+    Do({"group", "online", "Files"});
+    const Json status = Read({"status"});
+    const Json expected = Json::parse(R"({"cluster": "demo",
+        "nodes": [{"name": "N1", "state": 0, "text": "Node is up."}, {"name": "N2", "state": 0, "text": "Node is up."}],
+        "groups": [{"name": "Files", "owner": "N1", "state": 0, "text": "Group on line.", "resources": [
+            {"name": "Address", "type": "IP Address", "state": 2, "text": "Resource is online."},
+            {"name": "Disk E:", "type": "Physical Disk", "state": 2, "text": "Resource is online."},
+            {"name": "Name", "type": "Network Name", "state": 2, "text": "Resource is online."},
+            {"name": "Share", "type": "File Share", "state": 2, "text": "Resource is online."}]}]})");
+    EXPECT_EQ(expected, status);
+
+    const Json share = Read({"resource", "show", "Share"});
+    EXPECT_EQ(Json({"Name", "Disk E:"}).size(), share["dependsOn"].size());
+    EXPECT_EQ("public", share["parameters"]["ShareName"]);
+    const Json disks = Read({"disk", "list"});
+    ASSERT_EQ(2U, disks.size());
+    EXPECT_EQ("available", disks[0]["use"]);
+    EXPECT_EQ("Disk E:", disks[1]["resource"]);
+
+    EXPECT_EQ("N2", Read({"group", "move", "Files"})["owner"]);
+    EXPECT_EQ(2, Read({"node", "pause", "N1"})["state"]);
+    EXPECT_EQ(1, Ostra({"group", "move", "Files"}).code) << "no node is left to move to";
+    EXPECT_EQ(0, Read({"node", "resume", "N1"})["state"]);
+    EXPECT_EQ("Archive", Read({"group", "rename", "Files", "Archive"})["name"]);
+    EXPECT_EQ(Json({"N2", "N1"}), Read({"group", "owners", "Archive", "N2", "N1"})["preferredOwners"]);
+    EXPECT_EQ(Json({"N2"}), Read({"resource", "owners", "Share", "N2"})["possibleOwners"]);
+    EXPECT_EQ(1U, Read({"node", "evict", "N1"}).size());
+    EXPECT_EQ(1, Ostra({"node", "evict", "N2"}).code) << "the last node stays";
+}
+
+TEST_F(OstraProgram, TellsWhatIsAndNotWhatWasAsked) {
+    GivenFiles();
+    Do({"resource", "set", "Address", "Address=REG_SZ:10.0.1.30"});
+    Do({"group", "create", "Other"});
+    Do({"resource", "create", "Same", "--group", "Other", "--type", "IP Address", "--set", "Address=REG_SZ:10.0.1.30"});
+    Do({"group", "online", "Files"});
+    const Outcome outcome = Ostra({"group", "online", "Other"});
+    EXPECT_EQ(1, outcome.code);
+    EXPECT_EQ("", outcome.out);
+    EXPECT_NE(std::string::npos, outcome.err.find("code 5057")) << outcome.err;
+
+    Do({"simulate", "fail", "Share"});
+    const Json failed = Read({"status"});
+    EXPECT_EQ("Resource failed.", State(failed, "Share"));
+    EXPECT_EQ("Resource is online.", State(failed, "Address"));
+    Do({"group", "online", "Files"});
+    Do({"simulate", "node-down", "N1"});
+    EXPECT_EQ("N2", Read({"group", "show", "Files"})["owner"]);
+    EXPECT_EQ("Node is down.", Read({"node", "show", "N1"})["text"]);
+    Do({"simulate", "node-up", "N1"});
+    EXPECT_EQ("Resource is offline.", Read({"resource", "offline", "Share"})["text"]);
+    Do({"resource", "delete", "Share"});
+    EXPECT_EQ(3U, Read({"resource", "list", "--group", "Files"}).size());
+}
+
+struct Refused {
+    std::vector<std::string> arguments;
+    int code;
+    const char* saying;
+};
+
+TEST_F(OstraProgram, AnswersEachMistakeWithItsExitCodeAndWords) {
+    GivenFiles();
+    const Refused table[] = {
+        {{"node", "show", "N9"}, 3, "Known: N1, N2"},
+        {{"group", "online", "Nobody"}, 3, "no group named"},
+        {{"resource", "show", "Nothing"}, 3, "no resource named"},
+        {{"type", "show", "Nothing"}, 3, "type list"},
+        {{"registry", "list", R"(HKEY_LOCAL_MACHINE\No)"}, 3, "code 2"},
+        {{"registry", "list", "Nowhere"}, 1, "HKEY_LOCAL_MACHINE"},
+        {{"group", "create", "files"}, 4, "was not created"},
+        {{"cluster", "create", "demo"}, 4, "was not created"},
+        {{"resource", "create", "Share", "--group", "Files", "--type", "File Share"}, 4, "was not created"},
+        {{"resource", "create", "X", "--group", "Files", "--type", "No Such Type"}, 3, "was not created"},
+        {{"resource", "create", "X", "--group", "Files", "--type", "IP Address", "--set", "Address"},
+         2,
+         "NAME=TYPE:VALUE"},
+        {{"resource", "set", "Share", "Names=REG_MULTI_SZ:a"}, 2, "REG_SZ or REG_DWORD"},
+        {{"resource", "set", "Share", "MaxUsers=REG_DWORD:many"}, 2, "no number"},
+        {{"resource", "depend", "Address", "Share"}, 1, "not made to depend"},
+        {{"resource", "delete", "Address"}, 1, "nothing may depend on it"},
+        {{"group", "delete", "Files"}, 1, "delete its resources first"},
+        {{"cluster", "delete", "nothing"}, 3, "cluster list"},
+        {{"cluster", "delete", "demo"}, 1, "--yes"},
+        {{"cluster", "create", "x/y"}, 1, "was not created"},
+        {{"cluster", "create", "x", "--network", "A=10.0.1.5/24"}, 2, "the subnet is 10.0.1.0/24"},
+        {{"cluster", "create", "x", "--network", "A=10.0.1.0"}, 2, "prefix"},
+        {{"cluster", "create", "x", "--network", "A=10.0.256.0/24"}, 2, "no subnet"},
+        {{"cluster", "create", "x", "--network", "A=10.0.1.0/24,role=4"}, 2, "no role"},
+        {{"cluster", "create", "x", "--disk", "E:=wrong"}, 2, "no hexadecimal signature"},
+        {{"cluster", "create", "x", "--node", "A", "--node", "a"}, 4, "was not created"},
+        {{"debug", "set", "two"}, 2, "no mask"},
+        {{"node", "list", "--cluster", "elsewhere"}, 6, "Known clusters: demo"},
+        {{"node", "dance"}, 2, "list, show, pause"},
+        {{"group", "online"}, 2, "NAME"},
+        {{}, 2, "one of these commands: cluster"},
+    };
+    for (const Refused& row : table) {
+        std::string line = "ostra";
+        for (const std::string& argument : row.arguments) line += " " + argument;
+        const Outcome outcome = Ostra(row.arguments);
+        EXPECT_EQ(row.code, outcome.code) << line << "\n" << outcome.err;
+        EXPECT_NE(std::string::npos, outcome.err.find(row.saying)) << line << "\n" << outcome.err;
+        EXPECT_EQ("", outcome.out) << line;
+        std::vector<std::string> asJson = row.arguments;
+        asJson.emplace_back("--json");
+        const Outcome json = Ostra(asJson);
+        const std::string lastLine = json.err.substr(json.err.rfind('\n', json.err.size() - 2) + 1);
+        EXPECT_TRUE(Json::parse(lastLine, nullptr, false).contains("error")) << line << "\n" << json.err;
+        EXPECT_EQ("", json.out) << line;
+    }
+    EXPECT_EQ(1U, Read({"cluster", "list"}).size()) << "a refused creation leaves nothing behind";
+    Do({"group", "online", "Files"});
+    EXPECT_EQ(1, Ostra({"cluster", "delete", "demo", "--yes"}).code) << "groups are online";
+    EXPECT_EQ(1, Ostra({"cluster", "delete", "demo", "--force"}, "n\n").code);
+    EXPECT_EQ(0, Ostra({"cluster", "delete", "demo", "--force"}, "y\n").code);
+    EXPECT_EQ(0U, Read({"cluster", "list"}).size());
+}
+
+// All that could have been written, as this program's own commands read it.
+Json Everything(const std::function<Json(std::vector<std::string>)>& read) {
+    Json all;
+    all["status"] = read({"status"});
+    all["history"] = read({"history", "--last", "1000"});
+    all["keys"] = read({"registry", "list", "--cluster-database", "", "--recursive"});
+    all["registry"] = read({"registry", "list", "HKEY_LOCAL_MACHINE", "--recursive"});
+    all["events"] = read({"events", "--last", "1000"}).size();
+    all["clusters"] = read({"cluster", "list"});
+    return all;
+}
+
+TEST_F(OstraProgram, RehearsesEveryChangeAndWritesNothing) {
+    GivenFiles();
+    Do({"group", "online", "Files"});
+    Do({"group", "create", "Empty"});
+    Do({"registry", "set", R"(HKEY_LOCAL_MACHINE\Software\Example)", "Depth=REG_DWORD:3"});
+    const std::pair<std::vector<std::string>, const char*> table[] = {
+        {{"group", "create", "New"}, "group New"},
+        {{"group", "offline", "Files"}, "resource Share / state"},
+        {{"group", "move", "Files"}, "group Files / owner"},
+        {{"group", "rename", "Files", "Archive"}, "group Archive"},
+        {{"group", "owners", "Files", "N2"}, "group Files / preferred owners"},
+        {{"group", "delete", "Empty"}, "group Empty"},
+        {{"node", "pause", "N1"}, "node N1 / state"},
+        {{"node", "evict", "N1"}, "node N1 / state"},
+        {{"resource", "create", "X", "--group", "Empty", "--type", "Time Service"}, "resource X"},
+        {{"resource", "set", "Share", "ShareName=REG_SZ:private"}, "resource Share / ShareName"},
+        {{"resource", "set", "Share", "Description=REG_SZ:text"}, "resource Share / Description"},
+        {{"resource", "depend", "Share", "Disk E:", "--remove"}, "resource Share / depends on"},
+        {{"resource", "owners", "Share", "N1"}, "resource Share / possible owners"},
+        {{"resource", "offline", "Share"}, "resource Share / state"},
+        {{"simulate", "node-down", "N1"}, "node N1 / state"},
+        {{"simulate", "fail", "Share"}, "resource Share / state"},
+        {{"registry", "set", R"(HKEY_LOCAL_MACHINE\Software\Other)", "A=REG_SZ:b"}, R"(Software\Other / A)"},
+        {{"registry", "delete", R"(HKEY_LOCAL_MACHINE\Software\Example)"}, R"(Software\Example)"},
+        {{"registry", "set", "--cluster-database", "Ostra", "A=REG_SZ:b"}, "key Ostra / A"},
+        {{"debug", "set", "2"}, "DebugMask"},
+        {{"cluster", "create", "another"}, "node N1"},
+        {{"cluster", "delete", "demo", "--force"}, "group Files"},
+    };
+    const auto before = Everything(&Read);
+    for (const auto& [arguments, changed] : table) {
+        std::vector<std::string> rehearsal = arguments;
+        rehearsal.emplace_back("--dry-run");
+        const Json document = Read(rehearsal);
+        const std::string line = arguments[0] + " " + arguments[1];
+        ASSERT_TRUE(document.is_object()) << line;
+        EXPECT_EQ(true, document["dryRun"]) << line;
+        const std::string quoted = Json(changed).dump();
+        EXPECT_NE(std::string::npos, document["changes"].dump().find(quoted.substr(1, quoted.size() - 2)))
+            << line << document;
+        EXPECT_FALSE(document["changes"].empty()) << line;
+        EXPECT_EQ(before, Everything(&Read)) << line;
+    }
+    EXPECT_EQ(3, Ostra({"group", "online", "Nobody", "--dry-run"}).code);
+    EXPECT_NE(std::string::npos, Do({"group", "move", "Files", "--dry-run"}).out.find("\"N1\" -> \"N2\""));
+}
+
+TEST_F(OstraProgram, WaitsForAClusterThatSettlesLater) {
+    GivenFiles();
+    std::shared_ptr<platform::ClusterService> service;
+    ASSERT_EQ(0U, platform::ClusterDirectory::Resolve(L"demo", service));
+    auto failing = std::make_shared<tests::FailingClusterService>(service);
+    platform::ClusterDirectory::Register(L"demo", failing);
+    failing->Fail(tests::Operation::OnlineGroup, platform::error::IoPending);
+    const Outcome unsettled = Ostra({"group", "online", "Files", "--wait", "7"});
+    EXPECT_EQ(5, unsettled.code) << unsettled.err;
+    EXPECT_EQ(7'000U, std::accumulate(clock.naps.begin(), clock.naps.end(), DWORD{0}));
+    failing->Heal();
+    failing->Answer(tests::Operation::OnlineGroup);
+    EXPECT_EQ(0, Read({"group", "online", "Files", "--wait", "7"})["state"]);
+    failing->Fail(tests::Operation::OfflineGroup, platform::error::AccessDenied);
+    EXPECT_EQ(1, Ostra({"group", "offline", "Files"}).code);
+    platform::ClusterDirectory::Register(L"demo", nullptr);
+}
+
+/// While someone naps, the cluster changes.
+class BusyClock final : public FakeClock {
+public:
+    explicit BusyClock(std::function<void()> change) : _change(std::move(change)) {}
+    void Sleep(DWORD milliseconds) override {
+        FakeClock::Sleep(milliseconds);
+        if (naps.size() == 2) _change();
+    }
+
+private:
+    std::function<void()> _change;
+};
+
+TEST_F(OstraProgram, FollowsWhatOthersChange) {
+    GivenFiles();
+    const BusyClock busy([] { Do({"group", "create", "Later"}); });
+    const Outcome watched = Do({"watch", "--count", "1", "--for", "60", "--json"});
+    EXPECT_EQ("Later", watched.Json()["name"]);
+    EXPECT_EQ("group added", watched.Json()["kind"]);
+    const Json history = Read({"history", "--last", "2"});
+    ASSERT_EQ(2U, history.size());
+    EXPECT_EQ("ostra group create Later", history[1]["command"]);
+    EXPECT_EQ("Later", history[1]["name"]);
+    EXPECT_NE("", history[1]["user"]);
+}
+
+TEST_F(OstraProgram, ReadsAndWritesKeysOfBothTrees) {
+    Do({"cluster", "create", "demo"});
+    const std::vector<std::vector<std::string>> trees{{R"(HKEY_LOCAL_MACHINE\Software\Example)"},
+                                                      {"Example", "--cluster-database"}};
+    for (const std::vector<std::string>& tree : trees) {
+        const auto with = [&](const std::string& command, std::vector<std::string> rest) {
+            rest.insert(rest.begin(), tree.begin(), tree.end());
+            rest.insert(rest.begin(), {"registry", command});
+            return rest;
+        };
+        Do(with("set", {"Depth=REG_DWORD:4294967295", "Title=REG_SZ:a=b:c \xF0\x9F\x90\x9A", "Raw=REG_BINARY:text"}));
+        EXPECT_EQ("4294967295\na=b:c \xF0\x9F\x90\x9A\n", Do(with("get", {"Depth", "title"})).out);
+        EXPECT_EQ(3U, Read(with("list", {})).size());
+        EXPECT_EQ(3, Ostra(with("get", {"Missing"})).code);
+        Do(with("delete", {"--value", "Depth"}));
+        EXPECT_EQ(2U, Read(with("list", {})).size());
+        std::vector<std::string> below = with("set", {});
+        below[2] += R"(\Below\Further)";
+        Do(below);
+        EXPECT_EQ(1, Ostra(with("delete", {})).code) << "it has subkeys";
+        Do(with("delete", {"--recursive"}));
+        EXPECT_EQ(3, Ostra(with("list", {})).code);
+    }
+}
+
+TEST_F(OstraProgram, ShowsReportsAndTheDebugMask) {
+    GivenFiles();
+    Do({"group", "online", "Files"});
+    const Json events = Read({"events", "--last", "1"});
+    ASSERT_EQ(1U, events.size());
+    EXPECT_EQ("Cluster group Files was brought online!", events[0]["name"]);
+    EXPECT_EQ("information", events[0]["type"]);
+    EXPECT_EQ(Json({"ostra", "mod3"}), Read({"debug", "set", "0xA"})["enabled"]);
+    Do({"group", "rename", "Files", "Archive"});
+    std::ifstream log(home.Path() / "log" / "Ostra.log");
+    const std::string lines{std::istreambuf_iterator<char>(log), {}};
+    EXPECT_NE(std::string::npos, lines.find("Group::Rename( ). Group renameed!")) << lines;
+    Do({"debug", "set", "0"});
+    EXPECT_NE(std::string::npos, Do({"group", "rename", "Archive", "Files", "--trace"}).err.find("Group renameed!"));
+}
+
+TEST_F(OstraProgram, HelpsWithoutACluster) {
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"--help"}, {"--version"}, {"help", "exit-codes"}, {"completion", "bash"}, {"group", "create", "--help"}})
+        EXPECT_NE("", Do(arguments).out);
+    EXPECT_FALSE(std::filesystem::exists(home.Path() / "clusters")) << "help leaves nothing behind";
+    EXPECT_NE(std::string::npos, Do({"group", "create", "--help"}).out.find("ostra group create Files"));
+    EXPECT_NE(std::string::npos, Do({"help", "exit-codes"}).out.find("6  the cluster cannot be reached"));
+    EXPECT_NE(std::string::npos, Do({"completion", "bash"}).out.find("\"ostra group\") words=\"list show"));
+}
+
+}  // namespace
+}  // namespace tests
