@@ -203,7 +203,8 @@ TEST_F(ANetworkInterface, SharesItsHandleWithCopies) {
     EXPECT_EQ(L"N1 - Both", assigned.Name());
     original.reset();
     EXPECT_EQ(handle, copy.Handle());
-    EXPECT_EQ(3u, GetClusterNetInterfaceState(assigned.Handle()));
+    EXPECT_EQ(handle, assigned.Handle());
+    EXPECT_EQ(3u, GetClusterNetInterfaceState(handle));
 }
 
 TEST_F(ANetwork, IsLeftOutOfACollectionWhenItCannotBeRead) {
