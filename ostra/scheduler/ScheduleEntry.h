@@ -58,8 +58,9 @@ public:
     /// The line that the entry was made from; null, and a line on standard output, when it was made otherwise.
     const std::wstring* JobTimeString() const;
     /// A line that tells of this entry, for a text of one line a job: the one it was made from, or else one that reads
-    /// as its cluster, command and time to the minute. A job that no line can tell of (an empty text, a comma or a line
-    /// end in one) gets a line that reads as a job without a command, overdue for good.
+    /// as its cluster, command and time to the minute; in the hour that the end of daylight saving repeats, the system
+    /// decides which of the two it reads as. A job that no line can tell of (an empty text, a comma or a line end in
+    /// one) gets a line that reads as a job without a command, overdue for good.
     std::wstring JobLine() const;
 
     // Reading a job line; they use nothing of the entry.

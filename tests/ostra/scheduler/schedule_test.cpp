@@ -164,13 +164,6 @@ protected:
     ScheduleEntry* Make(const std::wstring& command, TimeValue time, const std::wstring& cluster = L"C") {
         return _made.emplace_back(std::make_unique<ScheduleEntry>(cluster, command, time)).get();
     }
-    /// Another who deletes takes it out of ours.
-    ScheduleEntry* Give(const std::wstring& command, TimeValue time) {
-        Make(command, time);
-        ScheduleEntry* entry = _made.back().release();
-        _made.pop_back();
-        return entry;
-    }
     /// What the table made itself.
     void TakeOver(const ScheduleTable& filled) {
         for (ScheduleEntry* entry : filled) _made.emplace_back(entry);
@@ -281,8 +274,8 @@ TEST_F(ScheduleTables, TakeAnyTextForAPersistedOne) {
 
 TEST_F(ScheduleTables, RemoveAndDeleteEveryEntryEqualToAGivenOne) {
     ScheduleEntry* kept = Make(L"Move H", 60);
-    ScheduleEntry* equal = Give(L"Move G", 60);
-    ScheduleEntry* twice = Give(L"Move G", 60);
+    ScheduleEntry* equal = new ScheduleEntry(L"C", L"Move G", 60);
+    ScheduleEntry* twice = new ScheduleEntry(L"C", L"Move G", 60);
     for (ScheduleEntry* entry : {twice, equal, kept, twice}) table.Add(entry);
     output.Take();
     EXPECT_EQ(1, table.RemoveEntry(equal));
