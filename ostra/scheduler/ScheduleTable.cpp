@@ -42,7 +42,7 @@ ScheduleTable::ScheduleTable(const ScheduleTable& other) : CArray(), Persistence
 }
 
 ScheduleTable& ScheduleTable::operator=(ScheduleTable other) {
-    Hold(Entries(other.begin(), other.end()));
+    Hold(Entries(other.begin(), other.end()));  // the copies made for the parameter, which does not own them
     Persist();
     return *this;
 }
