@@ -104,9 +104,9 @@ public:
     virtual DWORD NetworkInterfaceState(ObjectId networkInterface, DWORD& state) = 0;
 
     /// Brings `group` online on `node`. Without one: a group of which something is online stays where it is; any other
-    /// goes to its first preferred owner that may have it, else stays on its node when that may have it (a paused node
-    /// keeps its groups), else goes to the first node that may. When one of the resources cannot come online, its code
-    /// is the result.
+    /// goes to its first preferred owner that may have it, else stays on its node when that may have it, else goes to
+    /// the first node that may. A paused node may have here the groups that it has. When one of the resources cannot
+    /// come online, its code is the result.
     virtual DWORD OnlineGroup(ObjectId group, std::optional<ObjectId> node) = 0;
     virtual DWORD OfflineGroup(ObjectId group) = 0;
     /// Moves `group` to `node`; without one, to the next node after its own, in order of creation and around, that may

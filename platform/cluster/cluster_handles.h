@@ -59,11 +59,14 @@ Handle OpenIfDone(DWORD code, std::shared_ptr<ClusterService> service, ObjectId 
         std::make_shared<const ObjectReference>(ObjectReference{std::move(service), id}));
 }
 
-/// Asks the service of an object's handle; `ask` takes the service and the object's id.
+/// Asks the service of an object's handle; `ask` takes the service and the object's id. A refusal is left in the last
+/// error too: callers that only learn of the failure can find its cause there.
 template <typename Handle, typename Ask>
 DWORD AskAbout(Handle handle, Ask&& ask) {
     const auto object = ObjectHandles<Handle>().Find(handle);
-    return object ? ask(*object->service, object->id) : error::InvalidHandle;
+    const DWORD code = object ? ask(*object->service, object->id) : error::InvalidHandle;
+    if (code != error::Success) SetLastError(code);
+    return code;
 }
 
 /// The node of `handle` on a service: InvalidHandle when it is not open, InvalidParameter for one of another cluster.

@@ -56,7 +56,7 @@ DWORD Database::ReadChangeCounter(std::uint64_t& counter) {
     if (!_state->InTransaction()) {
         if (const DWORD code = _state->BeReady()) return code;
         if (const DWORD code = _state->CheckPlace()) return code;
-        if (const DWORD code = _state->RefreshDataVersion()) return code;
+        if (const DWORD code = _state->NoticeChanges()) return code;
     }
     counter = _state->ownChanges + _state->foreignChanges;
     return error::Success;
@@ -148,7 +148,6 @@ DWORD Database::State::BeReady() {
     }
     if (before && inode != before) return Fail(error::FileInvalid, L"\"%1\" was replaced by another file.", path);
     isDoubtful = false;
-    dataVersion = -1;
     return error::Success;
 }
 
@@ -163,6 +162,35 @@ DWORD Database::State::CheckPlace() {
     if (!connection) return Fail(error::CannotOpenDatabase, L"\"%1\" is closed since a write to it failed.", path);
     if (!HasMoved()) return error::Success;
     return Fail(error::FileInvalid, L"\"%1\" was removed or replaced by another file.", path);
+}
+
+// The statement that asks SQLite takes three system calls. Where the head of the log's index is the same as before the
+// last asking, nothing was committed since: SQLite itself decides by the same comparison whether its pages are current.
+DWORD Database::State::NoticeChanges() {
+    if (IsInMemory()) return error::Success;
+    const LogHead head = ReadLogHead();
+    if (logHead && head == seenHead && dataVersion >= 0) return error::Success;
+    const DWORD code = RefreshDataVersion();
+    if (code == error::Success && !logHead) FindLogHead();
+    if (code == error::Success) seenHead = head;
+    return code;
+}
+
+void Database::State::FindLogHead() {
+    constexpr int regionSize = 32 * 1024;
+    sqlite3_file* file = nullptr;
+    if (sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file) return;
+    if (!file->pMethods || file->pMethods->iVersion < 2 || !file->pMethods->xShmMap) return;
+    volatile void* region = nullptr;
+    if (file->pMethods->xShmMap(file, 0, regionSize, 0, &region) != SQLITE_OK) return;
+    logHead = static_cast<const std::uint32_t*>(const_cast<const void*>(region));  // stays until the file is closed
+}
+
+LogHead Database::State::ReadLogHead() const {
+    LogHead head{};
+    for (std::size_t at = 0; logHead && at < head.size(); ++at)
+        head[at] = __atomic_load_n(logHead + at, __ATOMIC_ACQUIRE);
+    return head;
 }
 
 DWORD Database::State::RefreshDataVersion() {

@@ -336,6 +336,8 @@ void Database::State::Close() {
         for (sqlite3_stmt* statement : statements) sqlite3_finalize(statement);
     }
     prepared.clear();
+    logHead = nullptr;
+    dataVersion = -1;
     sqlite3_close_v2(connection);
     connection = nullptr;
     lock.Release();

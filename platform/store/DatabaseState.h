@@ -4,6 +4,7 @@
 #include <platform/store/LockFile.h>
 #include <sys/types.h>
 
+#include <array>
 #include <chrono>
 #include <unordered_map>
 #include <vector>
@@ -15,6 +16,9 @@ struct Patience {
     std::chrono::steady_clock::time_point since;
     DWORD bound = 0;  // milliseconds
 };
+
+/// The head of the log's index: every commit changes it, and nobody's reading does.
+using LogHead = std::array<std::uint32_t, 12>;
 
 /// What a Database holds: its connection, its lock file, the statements prepared so far.
 ///
@@ -40,7 +44,9 @@ struct Database::State {
 
     std::uint64_t ownChanges = 0;
     std::uint64_t foreignChanges = 0;
-    std::int64_t dataVersion = -1;  // as PRAGMA data_version answered last; belongs to this connection
+    const std::uint32_t* logHead = nullptr;  // of the log's index, which SQLite shares between processes; may be null
+    LogHead seenHead{};                      // as it was before dataVersion was read
+    std::int64_t dataVersion = -1;           // as PRAGMA data_version answered last; belongs to this connection
 
     bool isDoubtful = false;  // an operation on the file failed: what it wrote is not trusted, and it is opened anew
     int logPages = 0;         // length of the write-ahead log after the last commit
@@ -74,7 +80,10 @@ struct Database::State {
     DWORD BeReady();
     DWORD CheckPlace();
     bool HasMoved() const;
+    DWORD NoticeChanges();
     DWORD RefreshDataVersion();
+    void FindLogHead();
+    LogHead ReadLogHead() const;
     DWORD TakeLock();
     DWORD CheckpointLocked();
     DWORD Execute(const char* sql);

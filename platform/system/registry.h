@@ -12,7 +12,8 @@
 //   2 no such key or value; 5 the key was opened without the right, or has subkeys; 6 no open key; 53 the host cannot
 //   be reached; 87 a name or pointer that cannot be; 234 the buffer is too small; 259 no more items; 1018 the key was
 //   deleted; 1021 a lasting key below a volatile one; 1006 the registry's file was replaced under an open key.
-// A change is on disk when its function returns. All functions may be called from any thread.
+// A change is on disk when its function returns. All functions may be called from any thread, but not in the child of a
+// fork that came after the first use: it gets 6 for everything.
 
 inline const HKEY HKEY_CLASSES_ROOT = reinterpret_cast<HKEY>(0x80000000UL);
 inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(0x80000001UL);

@@ -108,7 +108,6 @@ SharedDisk ParseDisk(const std::string& text, DWORD number) {
 }
 
 struct NewCluster {
-    std::string name;
     std::vector<std::string> nodes;
     std::vector<std::string> networks;
     std::vector<std::string> disks;
@@ -177,15 +176,15 @@ Json Row(const std::wstring& name) {
 
 void CreateCluster(Context& context, const NewCluster& wish) {
     const Hardware hardware = HardwareOf(wish);
-    const std::wstring name = FromUtf8(wish.name);
-    context.options.cluster = wish.name;
+    const std::string& given = context.options.cluster;
+    const std::wstring name = FromUtf8(given);
     std::shared_ptr<platform::ClusterService> service;
     if (const DWORD code = context.CreateCluster(name, service))
-        throw Refusal("Cluster " + wish.name + " was not created", code);
+        throw Refusal("Cluster " + given + " was not created", code);
     if (const DWORD code = Install(*service, hardware)) {
         service.reset();
         context.DeleteCluster(name);
-        throw Refusal("Cluster " + wish.name + " was not created: a node, network or disk was refused", code);
+        throw Refusal("Cluster " + given + " was not created: a node, network or disk was refused", code);
     }
     context.PrintRecord(Row(name));
 }
@@ -214,7 +213,8 @@ std::vector<std::string> OnlineGroups(platform::ClusterService& service) {
 }
 
 // A cluster that cannot be opened can still be deleted: its name is known.
-void DeleteCluster(Context& context, const std::string& name, bool isForced) {
+void DeleteCluster(Context& context, bool isForced) {
+    const std::string& name = context.options.cluster;
     const std::wstring wide = FromUtf8(name);
     bool isKnown = false;
     for (const std::wstring& known : platform::ClusterDirectory::Names())
@@ -222,7 +222,6 @@ void DeleteCluster(Context& context, const std::string& name, bool isForced) {
     if (!isKnown)
         throw CommandError(ExitCode::NoSuchObject,
                            "There is no cluster named \"" + name + "\". See: ostra cluster list");
-    context.options.cluster = name;
     std::shared_ptr<platform::ClusterService> service;
     if (!platform::ClusterDirectory::Resolve(wide, service)) {
         const std::vector<std::string> online = OnlineGroups(*service);
@@ -244,7 +243,8 @@ void AddCreate(CLI::App& family, Run& run) {
                    {"cluster create east",
                     "cluster create lab --node A --node B --network \"LAN=192.168.7.0/24,role=3\" --disk E:=1A2B3C4D"},
                    Effect::Changes, [wish](Context& context) { CreateCluster(context, *wish); });
-    command->add_option("NAME", wish->name)->required();
+    // The cluster that is made is the one that this run is about, also for a rehearsal.
+    command->add_option("NAME", run.context.options.cluster)->required();
     command->add_option("--node", wish->nodes, "A node (default: N1 and N2)")
         ->type_name("NAME")
         ->allow_extra_args(false);
@@ -257,12 +257,11 @@ void AddCreate(CLI::App& family, Run& run) {
 }
 
 void AddDelete(CLI::App& family, Run& run) {
-    const auto name = std::make_shared<std::string>();
     const auto isForced = std::make_shared<bool>(false);
     CLI::App* command = AddCommand(family, run, "delete", "Deletes a cluster with all it holds",
                                    {"cluster delete lab", "cluster delete lab --yes --force"}, Effect::Changes,
-                                   [name, isForced](Context& context) { DeleteCluster(context, *name, *isForced); });
-    command->add_option("NAME", *name)->required();
+                                   [isForced](Context& context) { DeleteCluster(context, *isForced); });
+    command->add_option("NAME", run.context.options.cluster)->required();
     command->add_flag("--yes", run.context.options.isConfirmed, "Do not ask");
     command->add_flag("--force", *isForced, "Also while groups are online");
 }

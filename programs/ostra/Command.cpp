@@ -71,11 +71,14 @@ void AddCommands(CLI::App& app, Run& run) {
     AddHelpCommands(app, run);
 }
 
-void ReportError(const Streams& streams, bool isJson, const std::string& text) {
-    if (isJson)
+void ReportError(const Streams& streams, bool isJson, const std::string& text, const std::string& hint = {}) {
+    if (isJson) {
         streams.err << Json{{"error", text}}.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-    else
-        TextWriter(streams.err, false).Line("ostra: " + text);
+        return;
+    }
+    TextWriter writer(streams.err, false);
+    writer.Line("ostra: " + text);
+    if (!hint.empty()) writer.Line(hint);
 }
 
 std::wstring Joined(const std::vector<std::string>& arguments) {
@@ -85,10 +88,23 @@ std::wstring Joined(const std::vector<std::string>& arguments) {
     return platform::FromUtf8(line);
 }
 
+// A family without one of its commands, or with a word that is none: then the choice helps more than the rule.
+std::string ChoiceOf(const CLI::App& app) {
+    const CLI::App* place = &app;
+    std::string path = "ostra";
+    for (auto chosen = place->get_subcommands(); !chosen.empty(); chosen = place->get_subcommands()) {
+        place = chosen.front();
+        path += " " + place->get_name();
+    }
+    std::string choice;
+    for (const CLI::App* below : place->get_subcommands({})) choice += (choice.empty() ? "" : ", ") + below->get_name();
+    return choice.empty() ? "" : "\"" + path + "\" takes one of these commands: " + choice;
+}
+
 int Usage(const CLI::App& app, const CLI::ParseError& problem, const Streams& streams, bool isJson) {
     if (problem.get_exit_code() == 0) return app.exit(problem, streams.out, streams.err);
-    ReportError(streams, isJson,
-                std::string(problem.what()) + (isJson ? "" : "\nRun with --help for more information."));
+    const std::string choice = ChoiceOf(app);
+    ReportError(streams, isJson, choice.empty() ? problem.what() : choice, "Run with --help for more information.");
     return static_cast<int>(ExitCode::Usage);
 }
 

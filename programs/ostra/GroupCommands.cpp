@@ -53,7 +53,7 @@ void CreateGroup(Context& context, const std::string& name, const std::vector<st
     const bool isStored = made && cluster.GroupsPtr()->Find(FromUtf8(name)) == made;
     if (!isStored) {
         delete made;
-        throw Refusal("Group " + name + " was not created", cause ? cause : DWORD{error::GeneralFailure});
+        throw Refusal("Group " + name + " was not created", cause);
     }
     context.ForgetCluster();
     context.PrintRecord(Summary(FindGroup(context, name)));

@@ -130,13 +130,11 @@ void Depend(Context& context, const std::string& name, const std::vector<std::st
     for (const std::string& otherName : others) {
         Resource& other = FindResource(context, otherName);
         SetLastError(0);
-        const DWORD code = isRemoved ? RemoveClusterResourceDependency(resource.Handle(), other.Handle())
-                           : resource.MakeItDependOn(&other) ? DWORD{error::Success}
-                                                             : GetLastError();
-        if (code)
-            throw Refusal(
-                "Resource " + name + (isRemoved ? " still depends on " : " was not made to depend on ") + otherName,
-                code);
+        const bool isDone = isRemoved ? !RemoveClusterResourceDependency(resource.Handle(), other.Handle())
+                                      : resource.MakeItDependOn(&other) != 0;
+        if (isDone) continue;
+        const std::string outcome = isRemoved ? " still depends on " : " was not made to depend on ";
+        throw Refusal("Resource " + name + outcome + otherName, GetLastError());
     }
     PrintOutcome(context, resource);
 }
@@ -189,8 +187,7 @@ void CreateResource(Context& context, const NewResource& wish) {
     SetLastError(0);
     Resource* resource = cluster.CreateResource(group.Name(), FromUtf8(wish.name), type.get(), &parameters);
     const DWORD cause = GetLastError();
-    if (!resource || !resource->Handle())
-        throw Refusal("Resource " + wish.name + " was not created", cause ? cause : DWORD{error::GeneralFailure});
+    if (!resource || !resource->Handle()) throw Refusal("Resource " + wish.name + " was not created", cause);
     CheckStored(*resource, settings, cause);
     if (!wish.dependencies.empty()) return Depend(context, wish.name, wish.dependencies, false);
     PrintOutcome(context, *resource);

@@ -42,7 +42,8 @@ std::string CauseText(DWORD code) {
 }
 
 CommandError Refusal(const std::string& what, DWORD code) {
-    return CommandError(ExitCodeOf(code), what + ": " + CauseText(code));
+    const DWORD cause = code ? code : DWORD{error::GeneralFailure};  // a failure whose cause was not told is still one
+    return CommandError(ExitCodeOf(cause), what + ": " + CauseText(cause));
 }
 
 }  // namespace programs

@@ -169,10 +169,13 @@ bool ClusterModel::DependsOn(RowId resource, RowId provider) const {
 }
 
 bool ClusterModel::operator==(const ClusterModel& other) const {
-    const auto isSameDisk = [](const auto& left, const auto& right) {
+    const auto isSamePartition = [](const DiskPartition& left, const DiskPartition& right) {
+        return left.drive == right.drive && left.label == right.label && left.serialNumber == right.serialNumber;
+    };
+    const auto isSameDisk = [&](const auto& left, const auto& right) {
         return left.first == right.first && left.second.signature == right.second.signature &&
                left.second.scsiAddress == right.second.scsiAddress && left.second.number == right.second.number &&
-               left.second.partitions.size() == right.second.partitions.size();
+               std::ranges::equal(left.second.partitions, right.second.partitions, isSamePartition);
     };
     return nodes == other.nodes && networks == other.networks && interfaces == other.interfaces &&
            types == other.types && groups == other.groups && resources == other.resources &&

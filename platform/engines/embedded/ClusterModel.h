@@ -26,7 +26,6 @@ template <typename Record>
 class Table {
 public:
     const std::map<RowId, Record>& All() const { return _records; }
-    bool IsEmpty() const { return _records.empty(); }
 
     const Record* Find(RowId id) const {
         const auto found = _records.find(id);

@@ -91,8 +91,9 @@ DWORD CheckChanges(ClusterStore& store, std::vector<std::wstring>& breaches) {
 
 }  // namespace
 
+// A Write that changes nothing, so that nobody else changes anything meanwhile.
 DWORD EmbeddedClusterService::CheckInvariants(std::vector<std::wstring>& breaches) {
-    return _store->Read([&] {
+    return _store->Write([&] {
         std::vector<std::wstring> found;
         CheckResources(Model(), found);
         CheckInterfaces(Model(), found);

@@ -19,9 +19,6 @@
 
 namespace tests {
 
-using tests::FailingCluster;
-using tests::Operation;
-
 /// A cluster that notes which properties are written, in order, and whose resources can be put into any state.
 class ObservedService : public platform::ForwardingClusterService {
 public:

@@ -3,6 +3,7 @@
 #include <tests/support/EmbeddedCluster.h>
 
 #include <algorithm>
+#include <random>
 
 namespace tests {
 namespace {
@@ -407,6 +408,69 @@ TEST_F(ATransaction, TakesBackAllOfItsStepsAndAnInnerOneItsOwn) {
     }));
     EXPECT_EQ(ClusterGroupOffline, StateOf(L"Files"));
     EXPECT_EQ(ClusterNodeUp, StateOf(L"N1"));
+}
+
+// Whatever is asked, in whatever order, and taken back at whatever point.
+class AnyOperation : public EmbeddedClusterTest {
+protected:
+    ObjectId One(ObjectKind kind, DWORD bit) {
+        const StringArray names = All(bit);
+        ObjectId id{kind, 99};
+        if (!names.empty()) service->Find(kind, names[Number() % names.size()], id);
+        return id;
+    }
+    ObjectId OneNode() { return One(ObjectKind::Node, CLUSTER_ENUM_NODE); }
+    ObjectId OneGroup() { return One(ObjectKind::Group, CLUSTER_ENUM_GROUP); }
+    ObjectId OneResource() { return One(ObjectKind::Resource, CLUSTER_ENUM_RESOURCE); }
+    std::size_t Number() { return _random(); }
+
+    DWORD Step() {
+        const std::wstring name = L"X" + std::to_wstring(Number() % 12);
+        ObjectId created;
+        const std::vector<ObjectId> nodes = {OneNode(), OneNode()};
+        switch (Number() % 24) {
+            case 0: return Administration().AddNode(name);
+            case 1: return service->EvictNode(OneNode());
+            case 2: return Administration().AddNetwork({name, L"10.0.0.0", L"255.0.0.0", 3, name});
+            case 3: return Administration().RemoveNetwork(One(ObjectKind::Network, CLUSTER_ENUM_NETWORK));
+            case 4: return Administration().TakeNodeDown(OneNode());
+            case 5:
+            case 6: return Administration().BringNodeUp(OneNode());
+            case 7: return service->PauseNode(OneNode());
+            case 8: return service->ResumeNode(OneNode());
+            case 9: return service->CreateGroup(name, created);
+            case 10:
+            case 11: return service->CreateResource(OneGroup(), name, L"Generic Service", 0, created);
+            case 12: return service->RenameGroup(OneGroup(), name);
+            case 13: return service->SetGroupOwners(OneGroup(), nodes);
+            case 14: return service->AddResourceOwner(OneResource(), OneNode());
+            case 15: return service->RemoveResourceOwner(OneResource(), OneNode());
+            case 16:
+            case 17: return service->AddDependency(OneResource(), OneResource());
+            case 18: return service->OnlineGroup(OneGroup(), std::nullopt);
+            case 19: return service->OnlineResource(OneResource());
+            case 20: return service->MoveGroup(OneGroup(), std::nullopt);
+            case 21: return Administration().FailResource(OneResource());
+            case 22: return Administration().DeleteResource(OneResource());
+            default: return Administration().DeleteGroup(OneGroup());
+        }
+    }
+
+private:
+    std::mt19937 _random{20'231'114};
+};
+
+TEST_F(AnyOperation, KeepsTheInvariants) {
+    Given({});
+    int done = 0;
+    for (int round = 0; round < 120 && !HasFailure(); ++round) {
+        service->Transact([&] {
+            for (int step = 0; step < 12; ++step) done += Step() == 0;
+            return round % 3 == 0 ? error::Busy : error::Success;
+        });
+        ExpectInvariants();
+    }
+    EXPECT_GT(done, 300);
 }
 
 TEST_F(ATransaction, OnACopyInMemoryLeavesTheOriginalAlone) {
