@@ -67,6 +67,7 @@ void AddCommands(CLI::App& app, Run& run) {
     AddDebugCommands(app, run);
     AddEventCommands(app, run);
     AddChangeCommands(app, run);
+    AddScheduleCommands(app, run);
     AddSimulateCommands(app, run);
     AddHelpCommands(app, run);
 }

@@ -46,6 +46,7 @@ void AddRegistryCommands(CLI::App& app, Run& run);
 void AddDebugCommands(CLI::App& app, Run& run);
 void AddEventCommands(CLI::App& app, Run& run);
 void AddChangeCommands(CLI::App& app, Run& run);
+void AddScheduleCommands(CLI::App& app, Run& run);
 void AddSimulateCommands(CLI::App& app, Run& run);
 void AddHelpCommands(CLI::App& app, Run& run);
 

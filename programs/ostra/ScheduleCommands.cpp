@@ -1,0 +1,231 @@
+#include <ostra/scheduler/ScheduleTable.h>
+#include <ostra/scheduler/TreeNode.h>
+#include <platform/base/clock.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/text.h>
+#include <platform/cluster/ClusterDirectory.h>
+#include <programs/ostra/Command.h>
+#include <programs/support/Objects.h>
+#include <programs/support/ScheduleRequest.h>
+#include <programs/support/ScheduleStore.h>
+#include <programs/support/ScheduleTime.h>
+
+#include <algorithm>
+#include <array>
+
+namespace error = platform::error;
+using platform::FromUtf8;
+using platform::ToUtf8;
+
+namespace programs {
+
+namespace {
+
+using Verb = ScheduleRequest::Verb;
+
+const std::vector<Column> columns{{"number", "NUMBER"},   {"due", "DUE"},     {"cluster", "CLUSTER"},
+                                  {"command", "COMMAND"}, {"group", "GROUP"}, {"state", "STATE"}};
+
+TimeValue Overdue() {
+    return platform::CurrentTime() - dueSeconds;
+}
+
+std::string StateOf(const ScheduledJob& job) {
+    if (job.isBegun) return "begun";
+    if (job.time < Overdue()) return "overdue";
+    return job.time <= platform::CurrentTime() ? "due" : "waiting";
+}
+
+Json Row(const ScheduledJob& job, std::size_t number) {
+    return {{"number", number},
+            {"due", JobTimeText(job.time)},
+            {"cluster", ToUtf8(job.cluster)},
+            {"command", ToUtf8(job.Word())},
+            {"group", ToUtf8(job.Group())},
+            {"state", StateOf(job)}};
+}
+
+std::vector<ScheduledJob> JobsOf(Context& context) {
+    std::shared_ptr<platform::ClusterService> service;
+    std::vector<ScheduledJob> jobs;
+    DWORD code = platform::ClusterDirectory::Resolve(context.ClusterName(), service);
+    if (!code) code = ScheduleStore(service).Load(jobs);
+    if (code) throw Refusal("The schedule cannot be read", code);
+    return jobs;
+}
+
+// Where a job stands in the table, from 1; 0 when it does not.
+std::size_t NumberOf(const std::vector<ScheduledJob>& jobs, const ScheduledJob& job) {
+    const auto found =
+        std::find_if(jobs.begin(), jobs.end(), [&](const ScheduledJob& listed) { return listed.line == job.line; });
+    return found == jobs.end() ? 0 : static_cast<std::size_t>(found - jobs.begin()) + 1;
+}
+
+struct Submission {
+    ScheduleAnswer answer;
+    bool hasScheduler = false;
+};
+
+Submission Submit(Context& context, Verb verb, const std::wstring& line) {
+    const ScheduleRequest request{verb, context.ClusterName(), line};
+    ScheduleAnswer answer;
+    // A rehearsal works on copies that no other process sees.
+    if (!context.options.isRehearsal && AskScheduler(request, answer)) return {answer, true};
+    return {Perform(request, Overdue()), false};
+}
+
+struct Wish {
+    std::string at;
+    std::string in;
+    std::string word;
+    std::string group;
+};
+
+void CheckWord(const std::string& word) {
+    constexpr std::array<std::string_view, 3> words{"Online", "Offline", "Move"};
+    if (std::find(words.begin(), words.end(), word) != words.end()) return;
+    throw CommandError(ExitCode::Usage, "\"" + word + "\" is no command of a job. Use Online, Offline or Move.");
+}
+
+// Before the group is looked for, for there may well be one of such a name.
+void CheckName(const std::wstring& name, const char* kind) {
+    const bool isFit = name.find_first_of(L",\n\r") == std::wstring::npos;
+    if (isFit) return;
+    throw CommandError(ExitCode::Usage, std::string("A job cannot name a ") + kind +
+                                            " with a comma or a line end in its name: \"" + ToUtf8(name) + "\".");
+}
+
+ScheduledJob JobFor(Context& context, const Wish& wish) {
+    CheckWord(wish.word);
+    CheckName(FromUtf8(wish.group), "group");
+    if (wish.at.empty() == wish.in.empty())
+        throw CommandError(ExitCode::Usage, R"(Say when, with either --at "2026-12-24 23:30" or --in 2h)");
+    const TimeValue time = wish.at.empty() ? ParseJobDelay(wish.in) : ParseJobTime(wish.at);
+    CheckName(context.ClusterName(), "cluster");
+    ScheduledJob job;
+    const DWORD code =
+        MakeJob(context.ClusterName(), FromUtf8(wish.word), FindGroup(context, wish.group).Name(), time, job);
+    if (code == error::InvalidData)
+        throw CommandError(ExitCode::Usage, "The clock shows " + JobTimeText(time) +
+                                                " twice, and a job cannot say which is meant. Choose another time.");
+    if (code)
+        throw CommandError(ExitCode::Usage, "A job cannot name group \"" + wish.group +
+                                                "\": it keeps only single blanks inside a name.");
+    return job;
+}
+
+void AddJob(Context& context, const Wish& wish) {
+    const ScheduledJob job = JobFor(context, wish);
+    if (const std::size_t number = NumberOf(JobsOf(context), job))
+        throw CommandError(ExitCode::AlreadyExists, "That job is there already, as number " + std::to_string(number) +
+                                                        ". See: ostra schedule list");
+    const Submission submission = Submit(context, Verb::Add, job.line);
+    const std::size_t number = NumberOf(JobsOf(context), job);
+    // A scheduler that ended before it answered may still have added it; and one may have run it already.
+    if (number == 0 && submission.answer.code) throw Refusal("The job was not added", submission.answer.code);
+    context.PrintRecord(Row(job, number));
+    if (!submission.hasScheduler && !context.options.isRehearsal)
+        context.Warn("No scheduler is running to carry it out. Start one with: ostra schedule run");
+}
+
+void ListJobs(Context& context) {
+    Json rows = Json::array();
+    for (const ScheduledJob& job : JobsOf(context)) rows.push_back(Row(job, rows.size() + 1));
+    context.PrintList(columns, rows);
+}
+
+void RemoveJob(Context& context, std::size_t number) {
+    const std::vector<ScheduledJob> jobs = JobsOf(context);
+    if (number == 0 || number > jobs.size())
+        throw CommandError(ExitCode::NoSuchObject, "There is no job " + std::to_string(number) + "; there are " +
+                                                       std::to_string(jobs.size()) + ". See: ostra schedule list");
+    const ScheduledJob& job = jobs[number - 1];
+    const DWORD code = Submit(context, Verb::Remove, job.line).answer.code;
+    if (code == error::Busy)
+        throw CommandError(ExitCode::Refused, "Job " + std::to_string(number) +
+                                                  " has begun. The scheduler removes it when it is done, or when it "
+                                                  "starts anew after it was killed.");
+    if (code && NumberOf(JobsOf(context), job)) throw Refusal("The job was not removed", code);
+    Json removed = Row(job, number);
+    removed["state"] = "removed";
+    context.PrintRecord(removed);
+}
+
+void PurgeJobs(Context& context) {
+    const ScheduleAnswer answer = Submit(context, Verb::Purge, {}).answer;
+    if (answer.code) throw Refusal("The schedule was not purged", answer.code);
+    context.PrintRecord({{"removed", answer.count}, {"left", JobsOf(context).size()}});
+}
+
+void ShowTree(Context& context, const std::string& interval, LONG count) {
+    // The outline knows its intervals by numbers one below those of the units.
+    TreeNode tree;
+    tree.Initialize(count, tree.TreeLevel(FromUtf8(interval)) - 1, L"", L"", 1);
+    std::vector<std::unique_ptr<ScheduleEntry>> entries;
+    ScheduleTable table;
+    for (const ScheduledJob& job : JobsOf(context)) {
+        entries.push_back(std::make_unique<ScheduleEntry>(job.line));
+        table.Add(entries.back().get());
+    }
+    tree.InsertJobEntries(&table);
+    Json lines = Json::array();
+    for (int line = 0; line < tree.Size(); ++line)
+        lines.push_back({{"level", tree.TreeNodeLevel(line)}, {"text", ToUtf8(tree[line])}});
+    if (context.options.isJson) return context.PrintJson(lines);
+    TextWriter writer = context.Text();
+    constexpr int jobLevel = 5;
+    for (const Json& line : lines) {
+        const int level = line["level"];
+        writer.Write(std::string(static_cast<std::size_t>(2 * level), ' '));
+        writer.Line(TextOf(line["text"]), level == jobLevel ? Tone::Strong : Tone::Plain);
+    }
+}
+
+void AddAdd(CLI::App& family, Run& run) {
+    const auto wish = std::make_shared<Wish>();
+    CLI::App* command = AddCommand(
+        family, run, "add", "Adds a job: brings a group online or offline, or moves it, at a time",
+        {R"(schedule add --at "2026-12-24 23:30" Offline Files)", "schedule add --in 2h --cluster demo Move Files"},
+        Effect::Changes, [wish](Context& context) { AddJob(context, *wish); });
+    CLI::Option* at = command->add_option("--at", wish->at, "The local date and time")->type_name("TIME");
+    command->add_option("--in", wish->in, "How long from now, in days, hours and minutes: 2h, 90m, 1d12h")
+        ->type_name("SPAN")
+        ->excludes(at);
+    command->add_option("COMMAND", wish->word, "Online, Offline or Move")->required();
+    command->add_option("GROUP", wish->group)->required();
+}
+
+void AddRemove(CLI::App& family, Run& run) {
+    const auto number = std::make_shared<std::size_t>(0);
+    AddCommand(family, run, "remove", "Removes a job", {"schedule remove 2"}, Effect::Changes,
+               [number](Context& context) { RemoveJob(context, *number); })
+        ->add_option("NUMBER", *number, "Its number in the list")
+        ->required();
+}
+
+void AddTree(CLI::App& family, Run& run) {
+    const auto interval = std::make_shared<std::string>("minute");
+    const auto count = std::make_shared<LONG>(60);
+    CLI::App* command =
+        AddCommand(family, run, "tree", "Shows the time to come as an outline, with the jobs under their minutes",
+                   {"schedule tree", "schedule tree --count 1440", "schedule tree --interval day --count 31"},
+                   Effect::Reads, [interval, count](Context& context) { ShowTree(context, *interval, *count); });
+    command->add_option("--interval", *interval, "The step: minute, hour or day; jobs show at minutes")
+        ->check(CLI::IsMember({"minute", "hour", "day"}));
+    command->add_option("--count", *count, "How many steps (default: 60)")->check(CLI::Range(1, 500'000));
+}
+
+}  // namespace
+
+void AddScheduleCommands(CLI::App& app, Run& run) {
+    CLI::App* family = AddFamily(app, "schedule", "Jobs that are carried out at a time");
+    AddAdd(*family, run);
+    AddCommand(*family, run, "list", "Lists the jobs in the order in which they run",
+               {"schedule list", "schedule list --json"}, Effect::Reads, ListJobs);
+    AddRemove(*family, run);
+    AddCommand(*family, run, "purge", "Removes jobs that are there twice and those whose time has passed",
+               {"schedule purge", "schedule purge --dry-run"}, Effect::Changes, PurgeJobs);
+    AddTree(*family, run);
+}
+
+}  // namespace programs
