@@ -4,6 +4,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
+#include <programs/ostra-scheduler/RunScheduler.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Objects.h>
 #include <programs/support/ScheduleRequest.h>
@@ -215,6 +216,16 @@ void AddTree(CLI::App& family, Run& run) {
     command->add_option("--count", *count, "How many steps (default: 60)")->check(CLI::Range(1, 500'000));
 }
 
+void AddRun(CLI::App& family, Run& run) {
+    const auto isOnce = std::make_shared<bool>(false);
+    AddCommand(family, run, "run", "Carries out the jobs of all clusters at their times, until it is interrupted",
+               {"schedule run", "schedule run --once"}, Effect::Reads,
+               [isOnce](Context& context) {
+                   RunScheduler(*isOnce, [&context](const std::string& line) { context.Warn(line); });
+               })
+        ->add_flag("--once", *isOnce, "Carry out what is due now, and end");
+}
+
 }  // namespace
 
 void AddScheduleCommands(CLI::App& app, Run& run) {
@@ -226,6 +237,7 @@ void AddScheduleCommands(CLI::App& app, Run& run) {
     AddCommand(*family, run, "purge", "Removes jobs that are there twice and those whose time has passed",
                {"schedule purge", "schedule purge --dry-run"}, Effect::Changes, PurgeJobs);
     AddTree(*family, run);
+    AddRun(*family, run);
 }
 
 }  // namespace programs

@@ -118,14 +118,19 @@ DWORD ReplaceByLasting(ClusterService& service, ClusterKeyId root, ClusterKeyId&
     return code;
 }
 
+// Only a lasting key gets the notes, so that a key with them need not be tried again at each change.
 DWORD CreateLastingKey(ClusterService& service, ClusterKeyId& key) {
     ClusterKeyId root = 0;
     bool created = false;
     bool isVolatile = false;
+    DWORD type = 0;
+    std::vector<BYTE> notes;
     DWORD code = service.RootKey(root);
     if (!code) code = service.CreateKey(root, keyPath, false, key, created);
-    if (!code && !created) code = IsVolatile(service, key, isVolatile);
+    if (code || (!created && service.QueryValue(key, begunName, type, notes) == error::Success)) return code;
+    if (!created) code = IsVolatile(service, key, isVolatile);
     if (!code && isVolatile) code = ReplaceByLasting(service, root, key);
+    if (!code) code = WriteText(service, key, begunName, {});
     return code;
 }
 

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace programs {
+
+/// Runs the scheduler in this process until SIGTERM or SIGINT, or, with `isOnce`, until nothing is due any more; `say`
+/// gets a line for each thing that it reports. Ends the command when another scheduler is running.
+void RunScheduler(bool isOnce, std::function<void(const std::string&)> say);
+
+}  // namespace programs

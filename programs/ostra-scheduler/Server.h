@@ -1,0 +1,64 @@
+#pragma once
+
+#include <platform/base/types.h>
+#include <programs/ostra-scheduler/Journal.h>
+#include <programs/ostra-scheduler/Waiter.h>
+#include <programs/support/ScheduleRequest.h>
+#include <programs/support/ScheduleStore.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace programs {
+
+/// Carries out the jobs of all clusters of the state directory at their times, one after the other.
+///
+/// A job is noted in its table as begun before it is carried out and removed afterwards: one that a killed scheduler
+/// had begun is reported and removed by the next, and not carried out again. A job that falls due while the scheduler
+/// works on another runs late, however late that is. A job whose time was over by more than `dueSeconds` when the
+/// scheduler started, or by more than some hours when the clock was set forward over it, is reported and removed.
+class Server {
+public:
+    /// `waiter` must outlive the server.
+    Server(Waiter& waiter, Journal& journal);
+
+    /// Carries out what is due now, until nothing is or the waiter says Stop. The number of jobs carried out.
+    std::size_t CarryOutDue();
+    /// Does so, waits, and begins again, until the waiter says Stop.
+    void Serve();
+
+    /// Makes a change of a table on behalf of a client and ends the wait. From any thread.
+    ScheduleAnswer Answer(const ScheduleRequest& request);
+
+private:
+    struct ServedCluster {
+        std::shared_ptr<platform::ClusterService> service;
+        DWORD failure = 0;  // reported already
+    };
+    struct DueJob {
+        std::shared_ptr<platform::ClusterService> service;
+        ScheduledJob job;
+    };
+
+    void FindClusters();
+    std::vector<DueJob> FindDue();
+    bool Load(const std::wstring& name, ServedCluster& cluster, std::vector<ScheduledJob>& jobs);
+    void Settle(const DueJob& begun);
+    void Drop(const DueJob& missed);
+    bool Execute(const DueJob& due);
+    void Finish(const DueJob& done);
+    DWORD UntilNextLook() const;
+    void FollowClock(TimeValue before, TimeValue now);
+
+    Waiter& _waiter;
+    Journal& _journal;
+    std::map<std::wstring, ServedCluster> _clusters;
+    std::optional<TimeValue> _nextDue;
+    std::atomic<TimeValue> _attendedFrom;  // jobs of an earlier time are missed
+};
+
+}  // namespace programs
