@@ -162,6 +162,15 @@ DWORD Change(ClusterService& service, const std::function<DWORD(Jobs& table, Job
     });
 }
 
+// Which of the two a line then reads as may differ from one reading to the next.
+bool IsShownTwice(TimeValue time) {
+    const std::wstring shown = ScheduleEntry::TimeText(time);
+    for (const int change : {1800, 3600})  // as far as clocks are set back
+        if (ScheduleEntry::TimeText(time - change) == shown || ScheduleEntry::TimeText(time + change) == shown)
+            return true;
+    return false;
+}
+
 ScheduledJob JobOf(const ScheduleEntry& entry) {
     return {entry.JobLine(), *entry.ScheduledClusterName(), *entry.ScheduledCommand(), entry.ScheduleTime(), false};
 }
@@ -183,7 +192,7 @@ DWORD MakeJob(const std::wstring& cluster, const std::wstring& word, const std::
     ScheduledJob made = JobOf(read);
     if (made.cluster != cluster || made.command != word + L" " + group || made.Group() != group)
         return error::InvalidName;
-    if (made.time != time) return error::InvalidData;
+    if (made.time != time || IsShownTwice(time)) return error::InvalidData;
     job = std::move(made);
     return error::Success;
 }

@@ -26,8 +26,8 @@ struct ScheduledJob {
 inline constexpr int dueSeconds = 300;
 
 /// The job of these values, if one line can tell of it: InvalidName when a name holds what parts the line's fields or
-/// lines, or blanks that the line does not keep; InvalidData when the line would read as another time, as one in the
-/// hour that the end of daylight saving repeats may.
+/// lines, or blanks that the line does not keep; InvalidData for a time within a minute, and for one that the clock
+/// shows twice because daylight saving ends.
 DWORD MakeJob(const std::wstring& cluster, const std::wstring& word, const std::wstring& group, TimeValue time,
               ScheduledJob& job);
 
