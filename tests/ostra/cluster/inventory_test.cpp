@@ -90,7 +90,8 @@ TEST_F(AnInventory, ChoosesItsDefaultAdapterFromTheListItHas) {
     const Cluster copy(model);
     Expect(Administration().AddNetwork({L"Alpha", L"10.1.9.0", L"255.255.255.0", 2, L""}), L"Alpha");
     EXPECT_EQ(L"Both", DefaultAdapter(model));
-    EXPECT_EQ(model.GetNetworkAdapters(), model.AvailableNetworkAdapters());
+    const NetworkAdapters* anew = model.GetNetworkAdapters();
+    EXPECT_EQ(anew, model.AvailableNetworkAdapters());
     EXPECT_EQ(L"Alpha", DefaultAdapter(model));
     EXPECT_EQ(4, model.NetworksPtr()->GetCount());
     EXPECT_EQ(5u, model.GetAllNetworks());

@@ -214,6 +214,9 @@ TEST_F(ANetwork, IsLeftOutOfACollectionWhenItCannotBeRead) {
     failing->FailCall(Operation::Control, 2, 5);
     const Networks partly(L"Test", cluster);
     EXPECT_EQ(4, partly.GetCount());
+    EXPECT_EQ(L"10.1.4.0", Member(partly, L"Both")->IPAddress());
+    EXPECT_EQ(L"", Member(partly, L"Both")->Role());
+    EXPECT_EQ(L"1", Member(partly, L"Inner")->Role());
     failing->Fail(Operation::Enumerate, 5);
     EXPECT_EQ(0, Networks(L"Test", cluster).GetCount() + NetworkInterfaces(L"Test", cluster).GetCount());
 }

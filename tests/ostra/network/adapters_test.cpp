@@ -6,9 +6,9 @@
 namespace {
 
 using tests::Operation;
-using NetworkAdaptersTest = tests::NetworkedCluster;
+using TheNetworkAdapters = tests::NetworkedCluster;
 
-class ANetworkAdapter : public NetworkAdaptersTest {
+class ANetworkAdapter : public TheNetworkAdapters {
 protected:
     NetworkAdapter Adapter(int role, int recyclingAllowed = 0) {
         return NetworkAdapter(L"Test", cluster, IdentifierOf(L"Both"), L"Both", L"10.20.30.40", L"255.255.255.0", role,
@@ -16,7 +16,7 @@ protected:
     }
 };
 
-TEST_F(NetworkAdaptersTest, AreThoseOfTheNetworksThatClientsReach) {
+TEST_F(TheNetworkAdapters, AreThoseOfTheNetworksThatClientsReach) {
     for (const HCLUSTER handle : {cluster, HCLUSTER{}}) {
         const NetworkAdapters adapters(L"Test", handle, 0, 0);
         EXPECT_EQ((StringMap{{L"Both", L"Both"}, {L"Outer", L"Outer"}}), *adapters.AdapterNames());
@@ -45,7 +45,7 @@ TEST_F(NetworkAdaptersTest, AreThoseOfTheNetworksThatClientsReach) {
     EXPECT_TRUE(NetworkAdapters(L"Elsewhere", nullptr, 0, 0).Adapters()->empty());
 }
 
-TEST_F(NetworkAdaptersTest, AreInitializedWhenEachPoolIs) {
+TEST_F(TheNetworkAdapters, AreInitializedWhenEachPoolIs) {
     const NetworkAdapters adapters(L"Test", cluster, 0, 0);
     EXPECT_EQ(0, adapters.AllAdaptersAreInitialized());
     adapters.FindAdapterByName(L"Both")->SetInitialized();
@@ -56,7 +56,7 @@ TEST_F(NetworkAdaptersTest, AreInitializedWhenEachPoolIs) {
     EXPECT_EQ(1, NetworkAdapters(L"Test", cluster, 0, 0).AllAdaptersAreInitialized());
 }
 
-TEST_F(NetworkAdaptersTest, RecycleWhatNoRecordHolds) {
+TEST_F(TheNetworkAdapters, RecycleWhatNoRecordHolds) {
     for (const wchar_t* network : {L"Outer", L"Both"}) {
         GivePool(network);
         EXPECT_EQ(L"10.9.0.1", Take(network));
@@ -77,7 +77,7 @@ TEST_F(NetworkAdaptersTest, RecycleWhatNoRecordHolds) {
     EXPECT_EQ(L"10.9.0.2", Take(L"Both"));
 }
 
-TEST_F(NetworkAdaptersTest, TakeNamedAddressesBackOnlyWhenThatIsAllowed) {
+TEST_F(TheNetworkAdapters, TakeNamedAddressesBackOnlyWhenThatIsAllowed) {
     const std::vector<StringMap> addresses{
         {{IdentifierOf(L"Both"), L"10.9.0.1"}, {L"unknown", L"10.9.0.2"}},
         {{IdentifierOf(L"Both"), L"10.9.0.2"}, {IdentifierOf(L"Inner"), L"10.9.0.3"}}};
