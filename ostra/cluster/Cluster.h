@@ -5,6 +5,7 @@
 #include <platform/base/SharedHandle.h>
 #include <platform/base/types.h>
 #include <platform/cluster/cluster_api.h>
+#include <platform/framework/CArray.h>
 
 #include <memory>
 #include <string>
@@ -97,6 +98,9 @@ public:
     std::wstring ErrorString() const { return GetErrorString(); }
 
     // Inventory. Null without full discovery; what could not be read is left out.
+    /// Read the networks or the interfaces anew; the former collection and its members live on. The number found.
+    DWORD GetAllNetworks();
+    DWORD GetAllNetworkInterfaces();
     /// Reads the resource types. The number found; 0 without full discovery.
     DWORD GetAllResourceTypes();
     /// Reads the shared disks anew, deletes the former list with its disks and chooses the default disk again. Null on
@@ -105,7 +109,11 @@ public:
     NTClusterDisks* ClusterDisks() const { return _clusterDisks.get(); }
     /// The first available disk; null when there is none.
     Disk* DefaultClusterDisk() const { return _defaultClusterDisk; }
+    /// Makes the network adapters anew, deletes the former list with its adapters and chooses the default adapter
+    /// again. Null on failure. The list is the cluster's.
+    NetworkAdapters* GetNetworkAdapters();
     NetworkAdapters* AvailableNetworkAdapters() const { return _networkAdapters.get(); }
+    /// The first adapter; null when there is none.
     NetworkAdapter* DefaultNetworkAdapter() const { return _defaultNetworkAdapter; }
     Networks* NetworksPtr() const { return _networks.get(); }
     NetworkInterfaces* NetworkInterfacesPtr() const { return _networkInterfaces.get(); }
@@ -114,6 +122,12 @@ public:
     int AdaptersJustChanged() const;
     /// Notes that the network adapters have to be read anew. Always 0.
     int UpdateNetworkAdapters(const std::wstring& name, DWORD notification);
+
+    /// Appends a TCPIPAddress record, the caller's to delete, for every resource of that type among `ResourcesPtr`: its
+    /// address and its network's name as its private attributes of the given names have them now, empty where there
+    /// is none. Always 0.
+    int GetAllTCPIPAddresses(CArray<CObject*>* addresses, const std::wstring& networkAttribute,
+                             const std::wstring& addressAttribute, const std::wstring& resourceType);
 
     // Look-up. Names are case-sensitive.
     /// Null when it is not among the nodes.
@@ -178,7 +192,9 @@ private:
     void AddNotifiedResource(const std::wstring& name);
     void RemoveNotifiedResource(const std::wstring& name);
     void DiscoverInventory();
+    void Retire(const std::shared_ptr<void>& object);
     void ChooseDefaultDisk();
+    void ChooseDefaultAdapter();
     Node* ListedNode(const std::wstring& nodeName) const;
     Group* ListedGroup(const std::wstring& groupName) const;
     Group* OpenListedGroup(const std::wstring& groupName, const wchar_t* unknownGroup);
