@@ -269,10 +269,13 @@ void WritePool(Context& context, const Network& network, const Range& range) {
     IPStack(network.ID(), cluster, network.SubnetMask(), 1).CreateRegistryEntries();
     IPStack pool(network.ID(), cluster, network.SubnetMask(), FromUtf8(range.start), FromUtf8(range.end));
     pool.SetRangeAndMask(pool.StartingAddress(), pool.EndingAddress(), network.SubnetMask());
-    RequireSaved(context, network, AvailableIn(pool), false);
+    const std::vector<std::string> addresses = AvailableIn(pool);
+    RequireSaved(context, network, addresses, false);
     pool.SetInitialized(1);
+    const auto created = static_cast<std::size_t>(LoadPool(context, network)->GetNumberOfAddressesCreated());
     const Json written = Summary(context, network);
-    if (written["start"] != range.start || written["end"] != range.end || written["initialized"] != true)
+    if (created != addresses.size() || written["start"] != range.start || written["end"] != range.end ||
+        written["initialized"] != true)
         throw Refusal(PoolOf(network) + " was not saved", GetLastError());
 }
 
