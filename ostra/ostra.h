@@ -37,6 +37,11 @@
 #include <ostra/registry/ClusterKey.h>
 #include <ostra/registry/Registry.h>
 #include <ostra/registry/TypedClusterKeys.h>
+#include <ostra/scheduler/ScheduleEntry.h>
+#include <ostra/scheduler/ScheduleRunner.h>
+#include <ostra/scheduler/ScheduleTable.h>
+#include <ostra/scheduler/TreeNode.h>
+#include <ostra/wizard/ExpertGroup.h>
 #include <ostra/wizard/ExpertWizard.h>
 #include <ostra/wizard/ExpertWizardComponent.h>
 #include <ostra/wizard/ExpertWizardGUIControl.h>
