@@ -28,6 +28,9 @@
 #include <ostra/network/NetworkAdapters.h>
 #include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/TCPIPAddress.h>
+#include <ostra/pipes/Pipe.h>
+#include <ostra/pipes/PipeClient.h>
+#include <ostra/pipes/PipeServer.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <ostra/properties/Properties.h>
 #include <ostra/properties/Property.h>
