@@ -178,9 +178,11 @@ std::wstring Registry::FormatData(const wchar_t* data, DWORD type, DWORD size) {
 
 std::wstring Registry::FormatData(DWORD type, const std::wstring&, BYTE* data) {
     if (!data) return {};
-    std::size_t size = sizeof(DWORD);
-    if (type != REG_DWORD)
-        for (size = 0; data[size] != 0 || data[size + 1] != 0;) size += 2;
+    std::size_t size = 0;
+    if (type == REG_DWORD)
+        size = sizeof(DWORD);
+    else if (IsTextType(type))
+        while (data[size] != 0 || data[size + 1] != 0) size += 2;
     return TextOfValue(type, {data, size});
 }
 
