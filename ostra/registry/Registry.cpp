@@ -1,6 +1,7 @@
 #include <ostra/registry/Registry.h>
 
 #include <ostra/foundation/Persistence.h>
+#include <ostra/foundation/display.h>
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
@@ -24,8 +25,6 @@ constexpr DWORD valueCapacity = 10'000;
 constexpr DWORD keyValueCapacity = 40'000;
 constexpr DWORD nameCapacity = 255;
 constexpr DWORD callerNameCapacity = 1065;
-constexpr wchar_t caption[] = L"Norvane Ostra";
-constexpr UINT stopIcon = 16;
 
 struct RootKey {
     const wchar_t* name;
@@ -335,7 +334,7 @@ void Registry::Report(const std::wstring& text) const {
 }
 
 void Registry::Show(const std::wstring& text) const {
-    _error.Display(text, caption, stopIcon);
+    DisplayFailure(_error, text);
 }
 
 void Registry::ReportAndShow(const std::wstring& text) const {

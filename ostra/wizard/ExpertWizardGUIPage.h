@@ -63,7 +63,6 @@ public:
 
 private:
     void ReadControl(const std::wstring& path);
-    void Show(const std::wstring& text) const;
 
     NTEventViewer _eventViewer;
     OstraError _error;
