@@ -107,6 +107,12 @@ public:
 protected:
     using OwnedKey = platform::SharedHandle<HKEY, ClusterRegCloseKey>;
 
+    /// Deletes a subkey of the current key. 1 or 0.
+    int Delete(const std::wstring& name);
+
+    /// Creates or opens a subkey of the current key, and writes a REG_SZ value to it unless `valueName` is empty.
+    HKEY AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value);
+
     /// The registry type of a type keyword.
     DWORD WriteMode(const std::wstring& typeName);
 
