@@ -80,22 +80,6 @@ int ClusterKey::Close() {
     return 1;
 }
 
-HKEY ClusterKey::Root() const {
-    return _root.Get();
-}
-
-HKEY ClusterKey::Handle() const {
-    return _handle.Get();
-}
-
-HKEY ClusterKey::Parameters() const {
-    return _handle.Get();
-}
-
-int ClusterKey::Valid() const {
-    return _handle ? 1 : 0;
-}
-
 HKEY ClusterKey::GetHandle(const std::wstring& path) {
     if (path == rootName) return _root.Get();
     HKEY opened = nullptr;

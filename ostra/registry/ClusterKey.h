@@ -40,12 +40,12 @@ public:
     int Open(HKEY key);
     int Close();
 
-    HKEY Root() const;
-    HKEY Handle() const;
+    HKEY Root() const { return _root.Get(); }
+    HKEY Handle() const { return _handle.Get(); }
     /// The same key as `Handle`.
-    HKEY Parameters() const;
+    HKEY Parameters() const { return _handle.Get(); }
     /// Non-zero when there is a current key.
-    int Valid() const;
+    int Valid() const { return _handle ? 1 : 0; }
 
     /// Opens a key below the root; "Root" is the root itself.
     HKEY GetHandle(const std::wstring& path);

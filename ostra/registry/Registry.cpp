@@ -108,10 +108,6 @@ int Registry::Close(HKEY other) {
     return 0;
 }
 
-int Registry::Valid() const {
-    return _valid;
-}
-
 HKEY Registry::GetHandle(const std::wstring& subkeyPath) {
     HKEY opened = nullptr;
     const LONG status = RegOpenKeyExW(_keyHandle, subkeyPath.c_str(), 0, readWrite, &opened);

@@ -43,7 +43,7 @@ public:
     int Close(HKEY other);
 
     /// 1 when the path began with a known root key.
-    int Valid() const;
+    int Valid() const { return _valid; }
 
     /// A key below the open one, for reading and writing.
     HKEY GetHandle(const std::wstring& subkeyPath);

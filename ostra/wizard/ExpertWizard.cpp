@@ -60,22 +60,6 @@ int ExpertWizard::GetExpertGroupNames() {
     return static_cast<int>(names.size());
 }
 
-int ExpertWizard::NumberOfPages() const {
-    return static_cast<int>(_pages.size());
-}
-
-const std::vector<std::unique_ptr<ExpertWizardGUIPage>>& ExpertWizard::Pages() const {
-    return _pages;
-}
-
-int ExpertWizard::Valid() const {
-    return _valid;
-}
-
-int ExpertWizard::NumberOfGroups() const {
-    return _numberOfGroups;
-}
-
 void ExpertWizard::Info() const {
     platform::WriteOutputLine(L"Pages( Groups ) in the Expert Wizard.");
 }

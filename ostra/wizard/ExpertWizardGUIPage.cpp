@@ -115,30 +115,6 @@ int ExpertWizardGUIPage::GetParameters(const std::vector<StringArray*>& lists) c
     return 0;
 }
 
-const std::wstring& ExpertWizardGUIPage::Name() const {
-    return _name;
-}
-
-const ExpertWizardGUIPage::ControlArray& ExpertWizardGUIPage::Controls() const {
-    return _controls;
-}
-
-const ExpertWizardGUIPage::ComponentArray& ExpertWizardGUIPage::Components() const {
-    return _components;
-}
-
-const std::vector<DWORD>& ExpertWizardGUIPage::ControlIndex() const {
-    return _controlIndex;
-}
-
-int ExpertWizardGUIPage::NumberOfControls() const {
-    return static_cast<int>(_controls.size());
-}
-
-int ExpertWizardGUIPage::NumberOfComponents() const {
-    return static_cast<int>(_components.size());
-}
-
 void ExpertWizardGUIPage::Info() const {
     platform::WriteOutput(platform::Format(L"Number of controls on page %ws:%d\n", _name.c_str(), NumberOfControls()));
     for (const auto& control : _controls) control->Info();
