@@ -3,6 +3,7 @@
 #include <bench/large_cluster.h>
 #include <platform/base/output.h>
 #include <platform/cluster/ClusterDirectory.h>
+#include <platform/cluster/ClusterService.h>
 #include <platform/engines/embedded/EmbeddedCluster.h>
 
 #include <stdlib.h>
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace bench {
 
@@ -18,17 +20,18 @@ public:
     void Write(std::wstring_view) override {}
 };
 
-/// A state directory of its own and a cluster in it, on disk or in memory.
+/// A state directory of its own and the cluster "bench", on disk or in memory, with what `fill` puts into it.
 class World {
 public:
-    explicit World(bool isOnDisk) : _before(platform::SetOutputSink(&_sink)) {
+    explicit World(bool isOnDisk, DWORD (*fill)(platform::ClusterService&) = &FillCluster)
+        : _before(platform::SetOutputSink(&_sink)) {
         std::string pattern = (std::filesystem::temp_directory_path() / "ostra-bench.XXXXXX").string();
         _home = mkdtemp(pattern.data());
         setenv("OSTRA_HOME", _home.c_str(), 1);
         DWORD code = isOnDisk ? platform::ClusterDirectory::Create(L"bench", L"embedded", service)
                               : platform::CreateEmbeddedCluster(L"bench", service);
         if (!code && !isOnDisk) platform::ClusterDirectory::Register(L"bench", service);
-        if (!code) code = FillCluster(*service);
+        if (!code) code = fill(*service);
         isReady = code == 0;
     }
     World(const World&) = delete;

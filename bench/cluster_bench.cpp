@@ -5,6 +5,8 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
+#include <string>
+
 namespace {
 
 using bench::World;
