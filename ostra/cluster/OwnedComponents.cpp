@@ -1,7 +1,7 @@
 #include <ostra/cluster/OwnedComponents.h>
 
-#include <ostra/cluster/MakeOrNull.h>
 #include <ostra/foundation/ClusterComponent.h>
+#include <ostra/foundation/MakeOrNull.h>
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #include <ostra/cluster/Resource.h>
 
-#include <ostra/cluster/MakeOrNull.h>
 #include <ostra/cluster/ResourceType.h>
-#include <ostra/cluster/display.h>
 #include <ostra/cluster/property_writes.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <platform/base/clock.h>

@@ -1,7 +1,7 @@
 #include <ostra/cluster/ResourceType.h>
 
-#include <ostra/cluster/NameEnumeration.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <platform/base/SharedHandle.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>

@@ -1,7 +1,7 @@
 #include <ostra/network/NTClusterDisks.h>
 
-#include <ostra/cluster/NameEnumeration.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <platform/base/format.h>
 #include <platform/base/last_error.h>
