@@ -3,8 +3,6 @@
 #include <platform/store/DatabaseState.h>
 #include <platform/store/failures.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 
@@ -129,7 +127,7 @@ std::unique_lock<std::recursive_mutex> Database::Lock() {
 }
 
 bool Database::State::WasForked() const {
-    return owner != ::getpid();
+    return owner != CurrentProcess();
 }
 
 DWORD Database::State::ForkedFailure() const {
