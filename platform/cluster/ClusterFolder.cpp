@@ -3,6 +3,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
+#include <platform/store/failures.h>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -27,24 +28,6 @@ constexpr int descriptionFormat = 1;
 constexpr const char* descriptionFile = "cluster.json";
 constexpr const char* unfinishedPattern = "/.new-XXXXXX";
 constexpr const char* removedPattern = "/.removed-XXXXXX";
-
-DWORD CodeOfErrno(int number) {
-    switch (number) {
-        case ENOENT:
-        case ENOTDIR: return error::FileNotFound;
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case ELOOP:  // a symbolic link where none may be
-            return error::AccessDenied;
-        case EEXIST:
-        case ENOTEMPTY: return error::AlreadyExists;
-        case ENOSPC:
-        case EDQUOT: return error::DiskFull;
-        case ENOMEM: return error::NotEnoughMemory;
-        default: return error::GeneralFailure;
-    }
-}
 
 class Descriptor {
 public:

@@ -1,6 +1,6 @@
-#include <platform/base/error_codes.h>
-#include <platform/base/text.h>
 #include <platform/store/failures.h>
+
+#include <platform/base/text.h>
 #include <sqlite3.h>
 
 #include <cerrno>
@@ -16,23 +16,6 @@ void Replace(std::wstring& text, std::wstring_view mark, const std::wstring& val
     if (const std::size_t at = text.find(mark); at != std::wstring::npos) text.replace(at, mark.size(), value);
 }
 
-DWORD FromErrno(int number, DWORD otherwise) {
-    switch (number) {
-        case ENOENT: return error::FileNotFound;
-        case ENOTDIR: return error::PathNotFound;
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case ELOOP: return error::AccessDenied;
-        case ENOSPC:
-        case EDQUOT:
-        case EFBIG: return error::DiskFull;
-        case ENOMEM: return error::NotEnoughMemory;
-        case EEXIST: return error::FileExists;
-        default: return otherwise;
-    }
-}
-
 DWORD FromSqlite(int status, int number) {
     if (status == SQLITE_READONLY_DBMOVED) return error::FileInvalid;
     if (status == SQLITE_CONSTRAINT_UNIQUE || status == SQLITE_CONSTRAINT_PRIMARYKEY) return error::AlreadyExists;
@@ -45,8 +28,8 @@ DWORD FromSqlite(int status, int number) {
         case SQLITE_PROTOCOL:  // SQLite itself has waited some ten seconds by then
         case SQLITE_SCHEMA: return error::Busy;
         case SQLITE_FULL: return error::DiskFull;
-        case SQLITE_IOERR: return FromErrno(number == ENOENT ? 0 : number, error::GeneralFailure);
-        case SQLITE_CANTOPEN: return FromErrno(number, error::CannotOpenDatabase);
+        case SQLITE_IOERR: return CodeOfErrno(number == ENOENT ? 0 : number, error::GeneralFailure);
+        case SQLITE_CANTOPEN: return CodeOfErrno(number, error::CannotOpenDatabase);
         case SQLITE_READONLY:
         case SQLITE_PERM:
         case SQLITE_AUTH: return error::AccessDenied;
@@ -75,6 +58,25 @@ const char* Explain(int status) {
 
 }  // namespace
 
+DWORD CodeOfErrno(int number, DWORD otherwise) {
+    switch (number) {
+        case ENOENT:
+        case ENOTDIR: return error::FileNotFound;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case ELOOP:  // a symbolic link where none may be
+            return error::AccessDenied;
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG: return error::DiskFull;
+        case ENOMEM: return error::NotEnoughMemory;
+        case EEXIST:
+        case ENOTEMPTY: return error::AlreadyExists;
+        default: return otherwise;
+    }
+}
+
 DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail) {
     std::wstring text = message;
     Replace(text, L"%2", FromUtf8(detail));
@@ -84,7 +86,7 @@ DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::str
 }
 
 DWORD FailErrno(int number, const wchar_t* message, const std::string& path) {
-    return Fail(FromErrno(number, error::GeneralFailure), message, path, std::generic_category().message(number));
+    return Fail(CodeOfErrno(number), message, path, std::generic_category().message(number));
 }
 
 DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path) {

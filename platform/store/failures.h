@@ -1,6 +1,6 @@
 #pragma once
 
-#include <platform/base/types.h>
+#include <platform/base/error_codes.h>
 
 #include <string>
 #include <string_view>
@@ -13,7 +13,10 @@ namespace platform {
 /// the code.
 DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail = {});
 
-/// The same with the code and the detail of an errno value.
+/// The code for an errno value.
+DWORD CodeOfErrno(int number, DWORD otherwise = error::GeneralFailure);
+
+/// Fail with the code and the detail of an errno value.
 DWORD FailErrno(int number, const wchar_t* message, const std::string& path);
 
 /// The same with those of an SQLite result; `connection` has the detail and may be null. The caller has cleared errno

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 
 namespace platform::embedded {
 
@@ -17,14 +16,6 @@ namespace {
 
 constexpr std::int64_t changesKept = 100'000;
 constexpr std::size_t longestChangeText = 8'192;
-
-// The boot of the machine that volatile keys belong to; empty where the system does not tell.
-std::wstring BootIdentifier() {
-    std::ifstream file("/proc/sys/kernel/random/boot_id");
-    std::string line;
-    std::getline(file, line);
-    return FromUtf8(line.substr(0, 64));
-}
 
 std::wstring UserName() {
     passwd entry{};
@@ -74,7 +65,7 @@ DWORD ClusterStore::Create(std::unique_ptr<Database> database, const std::wstrin
     store.reset(new ClusterStore(std::move(database)));
     DWORD code = store->Write([&] { return store->Populate(name); });
     if (code == error::Success) code = store->ReadCluster();
-    if (code == error::Success) code = store->ForgetOtherBoots();
+    if (code == error::Success) code = store->_keys.ForgetEarlierBoots();
     if (code != error::Success) store.reset();
     return code;
 }
@@ -82,7 +73,7 @@ DWORD ClusterStore::Create(std::unique_ptr<Database> database, const std::wstrin
 DWORD ClusterStore::Open(std::unique_ptr<Database> database, std::unique_ptr<ClusterStore>& store) {
     store.reset(new ClusterStore(std::move(database)));
     DWORD code = store->ReadCluster();
-    if (code == error::Success) code = store->ForgetOtherBoots();
+    if (code == error::Success) code = store->_keys.ForgetEarlierBoots();
     if (code == error::Success) code = store->Read([] { return error::Success; });
     if (code != error::Success) store.reset();
     return code;
@@ -106,17 +97,6 @@ DWORD ClusterStore::ReadCluster() {
     _name = row.Text(0, longestName);
     _rootKey = row.Integer(1, 1);
     return row.Result();
-}
-
-DWORD ClusterStore::ForgetOtherBoots() {
-    const std::wstring boot = BootIdentifier();
-    std::wstring before;
-    if (const DWORD code = _keys.ReadNote(L"boot", before)) return code;
-    if (boot.empty() || boot == before) return error::Success;
-    return Write([&] {
-        const DWORD code = _keys.RemoveVolatileKeys();
-        return code != error::Success ? code : _keys.WriteNote(L"boot", boot);
-    });
 }
 
 DWORD ClusterStore::Refresh() {

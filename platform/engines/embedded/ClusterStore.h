@@ -118,7 +118,6 @@ private:
 
     DWORD ReadCluster();
     DWORD Populate(const std::wstring& name);
-    DWORD ForgetOtherBoots();
 
     DWORD Refresh();
     DWORD ReadVersions(std::array<std::int64_t, sectionCount>& versions);
