@@ -9,7 +9,6 @@
 #include <csignal>
 #include <filesystem>
 #include <map>
-#include <thread>
 
 namespace tests {
 namespace {
@@ -175,26 +174,6 @@ TEST_F(AClusterFile, KeepsWhatAKilledProcessHadCommittedAndNothingElse) {
     EXPECT_EQ(0u, service->OfflineGroup(Group(L"G1"))) << "a killed writer holds nobody up";
 }
 
-TEST_F(AClusterFile, TakesTurnsAmongWritersInThreadsAndServices) {
-    const Service other = OpenAnother();
-    constexpr int groupsOfEach = 8;
-    std::vector<std::thread> writers;
-    std::atomic<int> failures = 0;
-    for (int writer = 0; writer < 4; ++writer) {
-        writers.emplace_back([&, writer] {
-            platform::ClusterService& mine = writer % 2 == 0 ? *service : *other;
-            for (int index = 0; index < groupsOfEach; ++index) {
-                ObjectId group;
-                const std::wstring name = L"W" + std::to_wstring(writer) + L"-" + std::to_wstring(index);
-                if (mine.CreateGroup(name, group) != 0 || mine.OnlineGroup(group, std::nullopt) != 0) ++failures;
-            }
-        });
-    }
-    for (std::thread& writer : writers) writer.join();
-    EXPECT_EQ(0, failures);
-    EXPECT_EQ(2u + 4 * groupsOfEach, All(CLUSTER_ENUM_GROUP).size());
-}
-
 TEST_F(AClusterFile, IsSyncedOncePerChangeAndReadOnlyWhereItChanged) {
     service.reset();
     const Meter meter;
@@ -337,21 +316,6 @@ TEST_F(AClusterFile, KeepsVolatileKeysUntilTheMachineStartsAnew) {
     service = OpenAnother();
     EXPECT_EQ(error::FileNotFound, service->OpenKey(root, L"Ostra\\Schedule", key));
     EXPECT_EQ(0u, service->OpenKey(root, L"Ostra", key));
-}
-
-TEST_F(AClusterFile, IsFoundByItsClustersNameAndMissedWhenDeleted) {
-    Service made;
-    Service found;
-    std::wstring name;
-    EXPECT_EQ(0u, platform::ClusterDirectory::Create(L"Made", L"embedded", made));
-    EXPECT_EQ(0u, platform::ClusterDirectory::Resolve(L"MADE", found));
-    EXPECT_EQ(made, found);
-    EXPECT_EQ(0u, found->Information(name));
-    EXPECT_EQ(L"Made", name);
-    EXPECT_EQ(0u, platform::ClusterDirectory::Delete(L"Made"));
-    EXPECT_NE(0u, found->Information(name));
-    EXPECT_NE(0u, found->Administration()->AddNode(L"N1"));
-    EXPECT_EQ(error::InvalidName, platform::CreateEmbeddedCluster(L"", made));
 }
 
 }  // namespace
