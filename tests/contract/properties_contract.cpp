@@ -45,7 +45,8 @@ std::vector<std::string> Entries(const Bytes& list) {
     std::size_t at = 0;
     for (; at + 8 <= list.size() && WordAt(list, at) != 0; at += 8 + (WordAt(list, at + 4) + 3) / 4 * 4) {
         const std::size_t data = at + 8;
-        if (WordAt(list, at) == CLUSPROP_SYNTAX_PARTITION_INFO && data + 1048 <= list.size()) {
+        if (WordAt(list, at) == CLUSPROP_SYNTAX_PARTITION_INFO && data + 1120 <= list.size()) {
+            EXPECT_EQ(1120U, WordAt(list, at + 4)) << "flags, two names of 260 units, serial number, 72 more bytes";
             const std::span<const BYTE> bytes(list);
             std::snprintf(text, sizeof text, "%x:%s/%s/%x", WordAt(list, at),
                           ToUtf8(FromUtf16(bytes.subspan(data + 4, 520))).c_str(),

@@ -4,6 +4,7 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterAdministration.h>
 #include <platform/cluster/cluster_api.h>
+#include <platform/cluster/control_codes.h>
 #include <platform/engines/embedded/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
 
@@ -63,6 +64,77 @@ protected:
     HRESOURCE _resource = nullptr;
     HNETWORK _network = nullptr;
 };
+
+TEST_F(TheClusterApi, AsksItsOperationAboutTheObjectsGiven) {
+    const HRESOURCE share = CreateClusterResource(_group, L"Share", L"Generic Service", 0);
+    const HNETINTERFACE netInterface = OpenClusterNetInterface(_cluster, L"N1 - Public");
+    const HKEY key = GetClusterKey(_cluster, KEY_ALL_ACCESS);
+    HKEY opened = nullptr;
+    wchar_t name[50];
+    wchar_t groupName[50];
+    DWORD size = 50;
+    DWORD groupSize = 50;
+    _failing->ForgetCalls();
+    EXPECT_EQ(0U, OnlineClusterGroup(_group, _node));
+    EXPECT_EQ(0U, OnlineClusterGroup(_group, nullptr));
+    EXPECT_EQ(DWORD{ClusterGroupOnline}, GetClusterGroupState(_group, name, &size));
+    EXPECT_STREQ(L"N1", name);
+    size = 50;
+    EXPECT_EQ(DWORD{ClusterResourceOnline}, GetClusterResourceState(_resource, name, &size, groupName, &groupSize));
+    EXPECT_EQ(L"N1 Files", std::wstring(name) + L" " + groupName);
+    EXPECT_EQ(0U, OfflineClusterGroup(_group));
+    EXPECT_EQ(0U, OnlineClusterResource(_resource));
+    EXPECT_EQ(0U, OfflineClusterResource(_resource));
+    EXPECT_EQ(0U, MoveClusterGroup(_group, nullptr));
+    EXPECT_EQ(0U, AddClusterResourceDependency(share, _resource));
+    EXPECT_EQ(0U, RemoveClusterResourceDependency(share, _resource));
+    EXPECT_EQ(0U, RemoveClusterResourceNode(_resource, _node));
+    EXPECT_EQ(0U, AddClusterResourceNode(_resource, _node));
+    EXPECT_EQ(0U, SetClusterGroupNodeList(_group, 1, &_node));
+    EXPECT_EQ(0U, SetClusterGroupName(_group, L"Papers"));
+    EXPECT_EQ(0U, PauseClusterNode(_node));
+    EXPECT_EQ(DWORD{ClusterNodePaused}, GetClusterNodeState(_node));
+    EXPECT_EQ(0U, ResumeClusterNode(_node));
+    EXPECT_EQ((StringArray{L"OnlineGroup Files N1", L"OnlineGroup Files", L"GroupState Files", L"ResourceState Disk",
+                           L"OfflineGroup Files", L"OnlineResource Disk", L"OfflineResource Disk", L"MoveGroup Files",
+                           L"AddDependency Share Disk", L"RemoveDependency Share Disk", L"RemoveResourceOwner Disk N1",
+                           L"AddResourceOwner Disk N1", L"SetGroupOwners Files N1", L"RenameGroup Files Papers",
+                           L"PauseNode N1", L"NodeState N1", L"ResumeNode N1"}),
+              _failing->Log());
+
+    _failing->ForgetCalls();
+    EXPECT_EQ(DWORD{ClusterNetworkUp}, GetClusterNetworkState(_network));
+    EXPECT_EQ(DWORD{ClusterNetInterfaceUp}, GetClusterNetInterfaceState(netInterface));
+    EXPECT_EQ(0U, GetClusterNetInterface(_cluster, L"N1", L"Public", name, &(size = 50)));
+    EXPECT_STREQ(L"N1 - Public", name);
+    EXPECT_EQ(0U, GetClusterNetworkId(_network, name, &(size = 50)));
+    EXPECT_EQ(0U, GetClusterInformation(_cluster, name, &(size = 50), nullptr));
+    EXPECT_STREQ(L"Tarn", name);
+    const auto control = [](auto function, auto handle, DWORD object) {
+        const DWORD code = object | CLUSCTL_GET_COMMON_PROPERTIES;
+        EXPECT_EQ(error::MoreData, function(handle, nullptr, code, nullptr, 0, nullptr, 0, nullptr));
+    };
+    control(ClusterNodeControl, _node, CLUS_OBJECT_NODE);
+    control(ClusterGroupControl, _group, CLUS_OBJECT_GROUP);
+    control(ClusterNetworkControl, _network, CLUS_OBJECT_NETWORK);
+    control(ClusterNetInterfaceControl, netInterface, CLUS_OBJECT_NETINTERFACE);
+    EXPECT_EQ(0, ClusterRegCreateKey(key, L"A\\B", 0, KEY_READ, nullptr, &opened, nullptr));
+    EXPECT_EQ(0, ClusterRegEnumKey(key, 0, name, &(size = 50), nullptr));
+    EXPECT_STREQ(L"A", name);
+    EXPECT_EQ(0, ClusterRegDeleteKey(key, L"A\\B"));
+    EXPECT_EQ(0U, ClusterRegSetValue(key, L"V", REG_SZ, nullptr, 0));
+    EXPECT_EQ(0U, ClusterRegDeleteValue(key, L"V"));
+    EXPECT_EQ(0U, EvictClusterNode(_node));
+    EXPECT_EQ(
+        (StringArray{L"NetworkState Public", L"NetworkInterfaceState N1 - Public", L"InterfaceOf N1 Public",
+                     L"NetworkIdentifier Public", L"Information", L"Control N1 67108953", L"Control Papers 50331737",
+                     L"Control Public 83886169", L"Control N1 - Public 100663385", L"CreateKey A\\B", L"SubkeyAt",
+                     L"DeleteKey A\\B", L"SetValue V", L"DeleteValue V", L"EvictNode N1"}),
+        _failing->Log());
+    for (const HKEY each : {key, opened}) EXPECT_EQ(0, ClusterRegCloseKey(each));
+    EXPECT_EQ(1, CloseClusterResource(share));
+    EXPECT_EQ(1, CloseClusterNetInterface(netInterface));
+}
 
 TEST_F(TheClusterApi, RefusesHandlesThatAreNotOpen) {
     const HGROUP closed = OpenClusterGroup(_cluster, L"Files");

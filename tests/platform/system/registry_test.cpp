@@ -7,8 +7,6 @@
 #include <sqlite3.h>
 #include <tests/support/TemporaryHome.h>
 
-#include <fstream>
-
 namespace {
 
 namespace error = platform::error;
@@ -260,16 +258,6 @@ TEST_F(ARegistry, IsFoundAnewWhenItsFileWasReplaced) {
     Create(L"New");
     EXPECT_EQ(done, TryOpen(L"New"));
     EXPECT_EQ(2, TryOpen(L"Old"));
-}
-
-TEST_F(ARegistry, RefusesAForeignFileAndLeavesItAsItIs) {
-    const std::string content(4096, 'x');
-    std::ofstream(File()) << content;
-    HKEY key = nullptr;
-    EXPECT_EQ(1009, TryOpen(L"K"));
-    EXPECT_EQ(1009, RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr));
-    std::ifstream file(File());
-    EXPECT_EQ(content, std::string(std::istreambuf_iterator<char>(file), {}));
 }
 
 }  // namespace
