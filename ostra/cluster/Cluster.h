@@ -5,12 +5,14 @@
 #include <platform/base/SharedHandle.h>
 #include <platform/base/types.h>
 #include <platform/cluster/cluster_api.h>
+#include <platform/framework/CArray.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
 class Disk;
+class ExpertGroup;
 class Group;
 class NetworkAdapter;
 class NetworkAdapters;
@@ -97,6 +99,9 @@ public:
     std::wstring ErrorString() const { return GetErrorString(); }
 
     // Inventory. Null without full discovery; what could not be read is left out.
+    /// Read the networks or the interfaces anew; the former collection and its members live on. The number found.
+    DWORD GetAllNetworks();
+    DWORD GetAllNetworkInterfaces();
     /// Reads the resource types. The number found; 0 without full discovery.
     DWORD GetAllResourceTypes();
     /// Reads the shared disks anew, deletes the former list with its disks and chooses the default disk again. Null on
@@ -105,7 +110,11 @@ public:
     NTClusterDisks* ClusterDisks() const { return _clusterDisks.get(); }
     /// The first available disk; null when there is none.
     Disk* DefaultClusterDisk() const { return _defaultClusterDisk; }
+    /// Makes the network adapters anew, deletes the former list with its adapters and chooses the default adapter
+    /// again. Null on failure. The list is the cluster's.
+    NetworkAdapters* GetNetworkAdapters();
     NetworkAdapters* AvailableNetworkAdapters() const { return _networkAdapters.get(); }
+    /// The first adapter; null when there is none.
     NetworkAdapter* DefaultNetworkAdapter() const { return _defaultNetworkAdapter; }
     Networks* NetworksPtr() const { return _networks.get(); }
     NetworkInterfaces* NetworkInterfacesPtr() const { return _networkInterfaces.get(); }
@@ -114,6 +123,12 @@ public:
     int AdaptersJustChanged() const;
     /// Notes that the network adapters have to be read anew. Always 0.
     int UpdateNetworkAdapters(const std::wstring& name, DWORD notification);
+
+    /// Appends a TCPIPAddress record, the caller's to delete, for every resource of that type among `ResourcesPtr`: its
+    /// address and its network's name as its private attributes of the given names have them now, empty where there
+    /// is none. Always 0.
+    int GetAllTCPIPAddresses(CArray<CObject*>* addresses, const std::wstring& networkAttribute,
+                             const std::wstring& addressAttribute, const std::wstring& resourceType);
 
     // Look-up. Names are case-sensitive.
     /// Null when it is not among the nodes.
@@ -137,6 +152,18 @@ public:
     /// Creates a group, offline, with its parameters and preferred owners (PreferredOwners=REG_SZ:N1#N2#). On success
     /// it is in `GroupsPtr` and the cluster's. When the cluster refused it, it is not there and the caller's to delete.
     Group* CreateGroup(const std::wstring& groupName, const StringArray* parameters);
+    /// Creates a group with its resources from the group template `expertGroupType`; ExpertGroup::Create says what of
+    /// it may be missing. `lists` are the parameters of the template's kinds. Null when there is no such template.
+    /// When the cluster has the group, the result is in `GroupsPtr` and the cluster's; its resources are in its own
+    /// collection only. When the cluster refused it, it is not there and the caller's to delete.
+    ExpertGroup* CreateGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
+                             const std::vector<StringArray*>& lists, const StringArray* groupParameters);
+    /// Applies a group template to a known group as ExpertGroup::Change does. Null when template or group is not known.
+    /// The result is the caller's to delete, also when a kind failed (event log); it shares its resources with the
+    /// object in `GroupsPtr`, which stays, and acts only while this cluster lives. `unused` is handed on.
+    ExpertGroup* ChangeGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
+                             const std::vector<StringArray*>& lists, const StringArray* existingNames,
+                             const StringArray* unused);
     /// Creates a resource in a known group; null when the group is not known. The result is in `ResourcesPtr` and the
     /// cluster's, whether the cluster accepted it or not. The type stays the caller's and must outlive it.
     Resource* CreateResource(const std::wstring& groupName, const std::wstring& resourceName, ResourceType* type,
@@ -178,12 +205,15 @@ private:
     void AddNotifiedResource(const std::wstring& name);
     void RemoveNotifiedResource(const std::wstring& name);
     void DiscoverInventory();
+    void Retire(const std::shared_ptr<void>& object);
     void ChooseDefaultDisk();
+    void ChooseDefaultAdapter();
     Node* ListedNode(const std::wstring& nodeName) const;
     Group* ListedGroup(const std::wstring& groupName) const;
     Group* OpenListedGroup(const std::wstring& groupName, const wchar_t* unknownGroup);
     void AppendOwners(std::vector<HNODE>& owners, const StringArray& nodeNames);
     static HNODE OpenedHandle(Node& node);
+    void Keep(const std::shared_ptr<Group>& group);
 
     std::shared_ptr<Kept> _kept;  // what no collection owns: former connections, and objects made on our behalf
 };

@@ -13,9 +13,9 @@ inline constexpr DWORD enumeratedNameSize = 200;
 inline constexpr int maximumEnumerationFailures = 1000;
 
 /// Hands each name of an open enumeration to `onName`, and the code of each item that could not be read to `onFailure`.
-template <typename Enumeration, typename OnName, typename OnFailure>
-void ForEachName(Enumeration enumeration, DWORD (*readItem)(Enumeration, DWORD, DWORD*, wchar_t*, DWORD*),
-                 const OnName& onName, const OnFailure& onFailure) {
+/// `readItem` is the enumeration's function of the cluster API, or stands in for it.
+template <typename Enumeration, typename ReadItem, typename OnName, typename OnFailure>
+void ForEachName(Enumeration enumeration, const ReadItem& readItem, const OnName& onName, const OnFailure& onFailure) {
     int failures = 0;
     for (DWORD index = 0; failures < maximumEnumerationFailures; ++index) {
         std::array<wchar_t, enumeratedNameSize + 1> name{};

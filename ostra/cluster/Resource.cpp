@@ -2,6 +2,7 @@
 
 #include <ostra/cluster/ResourceType.h>
 #include <ostra/cluster/display.h>
+#include <ostra/cluster/property_writes.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <platform/base/clock.h>
@@ -12,9 +13,7 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <new>
-#include <string_view>
 
 namespace {
 
@@ -44,17 +43,6 @@ void DeleteWithMembers(ClusterComponents* components) {
     if (!components) return;
     for (const auto& [name, member] : *components) delete member;
     delete components;
-}
-
-/// The strings that hold the type's name, but not at their start: nothing would stand before it.
-StringArray OfType(const StringArray& parameters, std::wstring_view typeName) {
-    StringArray matching;
-    std::copy_if(parameters.begin(), parameters.end(), std::back_inserter(matching),
-                 [&](const std::wstring& parameter) {
-                     const std::size_t position = parameter.find(typeName);
-                     return position != std::wstring::npos && position > 0;
-                 });
-    return matching;
 }
 
 /// What the resources of one expert group have in common at the end of their names: as many characters as stand before
@@ -263,13 +251,7 @@ int Resource::SetAttributes(const StringArray* parameters, DWORD controlCode) {
                        L"Resource::SetAttributes( ). Invalid control code. " + _error.GetErrorString(GetLastError()));
         return 0;
     }
-    if (!parameters) return 0;
-    int result = 0;
-    for (const wchar_t* typeName : {L"REG_SZ", L"REG_DWORD"}) {
-        const StringArray matching = OfType(*parameters, typeName);
-        if (!matching.empty()) result += ResourceProperties(_handle.Get()).Set(&matching, controlCode);
-    }
-    return result;
+    return WriteByType<ResourceProperties>(_handle.Get(), parameters, controlCode);
 }
 
 int Resource::SetProperties(const StringArray*) {

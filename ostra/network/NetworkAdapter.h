@@ -1,0 +1,91 @@
+#pragma once
+
+#include <ostra/export.h>
+#include <ostra/foundation/OstraError.h>
+#include <platform/base/types.h>
+#include <platform/cluster/cluster_api.h>
+#include <platform/framework/CObject.h>
+
+#include <memory>
+#include <string>
+
+class IPStack;
+
+/// One cluster network as a place where the addresses of new groups come from: what the network was when the record was
+/// made, and, for a network that clients reach, its pool of addresses.
+///
+/// A copy shares the pool, which the last of the copies deletes. Without a pool every operation on it does nothing and
+/// answers 0.
+class OSTRA_API NetworkAdapter : public CObject {
+public:
+    /// `iD` is the network's identifier, which names its pool. A role (0 none, 1 internal use only, 2 client access
+    /// only, 3 both) from 2 opens the pool. With `recyclingAllowed` 0 named addresses cannot be given back.
+    NetworkAdapter(const std::wstring& clusterName, HCLUSTER cluster, const std::wstring& iD, const std::wstring& name,
+                   const std::wstring& address, const std::wstring& subnetMask, int role, int connectsClients,
+                   const std::wstring& transport, int priority, int, int recyclingAllowed);
+    /// Copies what describes the network and shares the pool; the copy gives no named addresses back.
+    NetworkAdapter(const NetworkAdapter& other);
+    NetworkAdapter& operator=(const NetworkAdapter&) = delete;
+    ~NetworkAdapter() override;
+
+    std::wstring ID() const { return _iD; }
+    std::wstring Name() const { return _name; }
+    std::wstring Address() const { return _address; }
+    std::wstring ClusterName() const { return _clusterName; }
+    std::wstring Transport() const { return _transport; }
+    std::wstring SubnetMask() const { return _subnetMask; }
+    DWORD Role() const { return _role; }
+    DWORD ConnectsClients() const { return _connectsClients; }
+    /// The adapter's own pool, shared with its copies; null when there is none.
+    const IPStack* Stack() const { return _ipStack.get(); }
+
+    /// 1 for the role 1, else 0.
+    int IsForInternalUse() const;
+    /// 1 for the roles 2 and 3, else 0.
+    int UsedInCluster() const;
+
+    // The ends of the pool's range, as the pool has them now; empty without a pool.
+    std::wstring StartingAddress() const;
+    std::wstring EndingAddress() const;
+    /// The first two units of the network's address and a dot; empty without a pool.
+    std::wstring DefaultIPRangeMask() const;
+
+    /// Whether the cluster database has the pool as initialised; a pool that once was stays so for this object.
+    int IsInitialized() const;
+    /// Marks the pool as initialised in the cluster database, where `IsInitialized` then finds it.
+    void SetInitialized();
+
+    // Recycling, in this order: addresses that the cluster holds, those that therefore stay out, and the return.
+    /// Always 0.
+    int AddIPAddressBeingUsed(const std::wstring& address);
+    /// Always 0.
+    int GetIPAddressesToBeRecycled();
+    /// Gives the pool back what it handed out and nothing holds, and saves it. How many addresses.
+    int RecycleIPAddresses();
+    /// Makes the named addresses available again in the pool object, which saves nothing. Always 0.
+    int RecycleIPAddresses(const StringArray* addresses);
+
+    /// Writes the record and its pool to standard output.
+    void Info() const;
+
+private:
+    std::unique_ptr<IPStack> OpenPool() const;
+
+    std::wstring _clusterName;
+    HCLUSTER _clusterHandle = nullptr;  // the caller's
+    std::wstring _iD;
+    std::wstring _name;
+    std::wstring _address;
+    mutable std::wstring _startingAddress;
+    mutable std::wstring _endingAddress;
+    DWORD _role = 0;
+    int _priority = 0;
+    DWORD _connectsClients = 0;
+    std::wstring _transport;
+    std::wstring _subnetMask;
+    mutable std::wstring _defaultIPRangeMask;
+    std::shared_ptr<IPStack> _ipStack;  // null but for networks that clients reach
+    int _recyclingAllowed = 0;
+    mutable int _isInitialized = 0;
+    OstraError _error;
+};

@@ -1,0 +1,43 @@
+#pragma once
+
+// Every public header of the library.
+
+#include <ostra/cluster/Cluster.h>
+#include <ostra/cluster/Group.h>
+#include <ostra/cluster/Network.h>
+#include <ostra/cluster/NetworkInterface.h>
+#include <ostra/cluster/NetworkInterfaces.h>
+#include <ostra/cluster/Networks.h>
+#include <ostra/cluster/Node.h>
+#include <ostra/cluster/PredefinedResourceTypes.h>
+#include <ostra/cluster/Resource.h>
+#include <ostra/cluster/ResourceType.h>
+#include <ostra/foundation/ClusterComponent.h>
+#include <ostra/foundation/ClusterComponents.h>
+#include <ostra/foundation/CommandLineParameters.h>
+#include <ostra/foundation/NTEventViewer.h>
+#include <ostra/foundation/OstraDebug.h>
+#include <ostra/foundation/OstraError.h>
+#include <ostra/foundation/OstraErrors.h>
+#include <ostra/foundation/OstraString.h>
+#include <ostra/foundation/Persistence.h>
+#include <ostra/foundation/TarnStatus.h>
+#include <ostra/network/Disk.h>
+#include <ostra/network/IPStack.h>
+#include <ostra/network/NetworkAdapter.h>
+#include <ostra/network/NetworkAdapters.h>
+#include <ostra/network/NTClusterDisks.h>
+#include <ostra/network/TCPIPAddress.h>
+#include <ostra/properties/ObjectProperties.h>
+#include <ostra/properties/Properties.h>
+#include <ostra/properties/Property.h>
+#include <ostra/registry/ClusterKey.h>
+#include <ostra/registry/Registry.h>
+#include <ostra/registry/TypedClusterKeys.h>
+#include <ostra/wizard/ExpertGroup.h>
+#include <ostra/wizard/ExpertWizard.h>
+#include <ostra/wizard/ExpertWizardComponent.h>
+#include <ostra/wizard/ExpertWizardGUIControl.h>
+#include <ostra/wizard/ExpertWizardGUIPage.h>
+#include <ostra/wizard/ResourceDependency.h>
+#include <ostra/wizard/WizardRegistry.h>
