@@ -43,8 +43,9 @@ DWORD Database::OpenMemory(const DatabaseSchema& schema, std::unique_ptr<Databas
     return code;
 }
 
-std::wstring Database::LastMessage() {
-    return LastFailure();
+std::wstring Database::LastMessage(DWORD code) {
+    const Failure& failure = LastFailure();
+    return failure.code == code ? failure.words : std::wstring();
 }
 
 DWORD Database::ReadChangeCounter(std::uint64_t& counter) {
@@ -264,7 +265,7 @@ DWORD Database::State::CommitWriting() {
     }
     const DWORD code = Execute(writeDepth > 1 ? "RELEASE inner" : "COMMIT");
     if (code != error::Success) {
-        const std::wstring reason = LastFailure();
+        const Failure reason = LastFailure();
         TakeBack();
         KeepFailure(reason);
         return code;
@@ -316,7 +317,7 @@ void Database::State::GiveBack(const char* sql, sqlite3_stmt* statement, std::ui
 
 WriteTransaction::~WriteTransaction() {
     if (!_begun || _database._state->WasForked()) return;
-    const std::wstring reason = LastFailure();
+    const Failure reason = LastFailure();
     _database._state->TakeBack();
     KeepFailure(reason);
 }

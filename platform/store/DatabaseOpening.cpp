@@ -113,7 +113,7 @@ DWORD ReadHeader(const char* vfsName, const std::string& path, unsigned char* he
     size = length;
     if (status == SQLITE_OK) return error::Success;
     const DWORD code = FailSqlite(status, nullptr, L"\"%1\" cannot be read: %2.", path);
-    return code == error::CannotOpenDatabase ? error::AccessDenied : code;
+    return code == error::CannotOpenDatabase ? FailAs(error::AccessDenied) : code;
 }
 
 int ReadBigEndian(const unsigned char* bytes) {
@@ -143,9 +143,7 @@ DWORD Canonical(const std::string& path, std::string& canonical) {
     const std::string directory = path.substr(0, slash == 0 ? 1 : slash);
     char resolved[PATH_MAX];
     if (!::realpath(directory.c_str(), resolved)) {
-        const int number = errno;
-        const DWORD code = FailErrno(number, L"The directory of \"%1\" cannot be used: %2.", path);
-        return number == ENOENT ? error::FileNotFound : code;
+        return FailErrno(errno, L"The directory of \"%1\" cannot be used: %2.", path);
     }
     canonical = std::string(resolved) + (resolved[1] ? "/" : "") + path.substr(slash + 1);
     return error::Success;
@@ -294,7 +292,7 @@ DWORD Database::State::CreateTables() {
                                 "; PRAGMA user_version = " + std::to_string(schema.version) + "; ";
     const DWORD code = Execute(("BEGIN IMMEDIATE; " + schema.statements + "; " + numbers + "COMMIT").c_str());
     if (code != error::Success && !sqlite3_get_autocommit(connection)) {
-        const std::wstring reason = LastFailure();
+        const Failure reason = LastFailure();
         Execute("ROLLBACK");
         KeepFailure(reason);
     }

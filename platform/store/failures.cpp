@@ -10,7 +10,7 @@ namespace platform {
 
 namespace {
 
-thread_local std::wstring lastFailure;
+thread_local Failure lastFailure;
 
 void Replace(std::wstring& text, std::wstring_view mark, const std::wstring& value) {
     if (const std::size_t at = text.find(mark); at != std::wstring::npos) text.replace(at, mark.size(), value);
@@ -81,7 +81,7 @@ DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::str
     std::wstring text = message;
     Replace(text, L"%2", FromUtf8(detail));
     Replace(text, L"%1", path.empty() ? L"in memory" : FromUtf8(path));
-    lastFailure = std::move(text);
+    lastFailure = {code, std::move(text)};
     return code;
 }
 
@@ -93,20 +93,25 @@ DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const 
     int number = connection ? sqlite3_system_errno(connection) : 0;
     if (!number) number = errno;  // a commit that fails does not keep it
     std::string detail = connection ? sqlite3_errmsg(connection) : sqlite3_errstr(status);
-    if (const char* explained = Explain(status)) detail = explained;
+    const char* const explained = Explain(status);
+    if (explained) detail = explained;
     const DWORD code = FromSqlite(status, number);
-    if ((code == error::DiskFull || code == error::AccessDenied) && number) {
+    if (!explained && (code == error::DiskFull || code == error::AccessDenied) && number) {
         detail += " (" + std::generic_category().message(number) + ")";
     }
     return Fail(code, message, path, detail);
 }
 
-const std::wstring& LastFailure() {
+const Failure& LastFailure() {
     return lastFailure;
 }
 
-void KeepFailure(const std::wstring& words) {
-    lastFailure = words;
+void KeepFailure(const Failure& failure) {
+    lastFailure = failure;
+}
+
+DWORD FailAs(DWORD code) {
+    return lastFailure.code = code;
 }
 
 }  // namespace platform

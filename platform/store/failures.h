@@ -9,8 +9,8 @@ struct sqlite3;
 
 namespace platform {
 
-/// Keeps the words for Database::LastMessage, with `path` in place of "%1" and `detail` in place of "%2", and returns
-/// the code.
+/// Keeps the code and the words for Database::LastMessage, with `path` in place of "%1" and `detail` in place of "%2",
+/// and returns the code.
 DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail = {});
 
 /// The code for an errno value.
@@ -23,9 +23,16 @@ DWORD FailErrno(int number, const wchar_t* message, const std::string& path);
 /// before the call that failed.
 DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path);
 
-/// The words kept last by the calling thread.
-const std::wstring& LastFailure();
-/// Puts words back that a clean-up may have replaced.
-void KeepFailure(const std::wstring& words);
+struct Failure {
+    DWORD code = error::Success;
+    std::wstring words;
+};
+
+/// What was kept last by the calling thread.
+const Failure& LastFailure();
+/// Puts back what a clean-up may have replaced.
+void KeepFailure(const Failure& failure);
+/// Gives the words kept last another code, and returns it.
+DWORD FailAs(DWORD code);
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/engines/embedded/load_section.h>
+#include <platform/store/failures.h>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -93,7 +94,7 @@ DWORD ClusterStore::Populate(const std::wstring& name) {
 
 DWORD ClusterStore::ReadCluster() {
     Statement row(*_database, "SELECT name, root_key FROM cluster WHERE id = 1");
-    if (!row.Next()) return row.Result() != error::Success ? row.Result() : error::FileCorrupt;
+    if (!row.Next()) return row.Result() != error::Success ? row.Result() : Damaged();
     _name = row.Text(0, longestName);
     _rootKey = row.Integer(1, 1);
     return row.Result();
@@ -110,11 +111,15 @@ DWORD ClusterStore::Refresh() {
     if (code == error::Success) code = ReadLastChange();
     if (code != error::Success) {
         Forget();
-        return code;
+        return code == error::FileCorrupt ? Damaged() : code;
     }
     _counter = counter;
     _isLoaded = true;
     return error::Success;
+}
+
+DWORD ClusterStore::Damaged() const {
+    return Fail(error::FileCorrupt, L"\"%1\" is damaged: what it holds makes no cluster.", _database->Path());
 }
 
 DWORD ClusterStore::ReadVersions(std::array<std::int64_t, sectionCount>& versions) {

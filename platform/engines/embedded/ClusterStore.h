@@ -120,6 +120,7 @@ private:
     DWORD Populate(const std::wstring& name);
 
     DWORD Refresh();
+    DWORD Damaged() const;
     DWORD ReadVersions(std::array<std::int64_t, sectionCount>& versions);
     DWORD LoadChanged();
     DWORD ReadLastChange();

@@ -1,4 +1,5 @@
 #include <platform/base/error_codes.h>
+#include <platform/store/Database.h>
 #include <tests/support/EmbeddedCluster.h>
 
 #include <sqlite3.h>
@@ -255,6 +256,7 @@ TEST_F(AClusterFile, IsRefusedWhenItsRowsCannotBe) {
         Service opened;
         EXPECT_EQ(error::FileCorrupt, Open(opened)) << mutation;
         EXPECT_FALSE(opened) << mutation;
+        EXPECT_NE(std::wstring::npos, platform::Database::LastMessage(error::FileCorrupt).find(L"cluster.db"));
     }
     std::filesystem::copy_file(sound, File(), std::filesystem::copy_options::overwrite_existing);
     service = OpenAnother();

@@ -304,7 +304,7 @@ TEST_F(ADatabase, IsNotMixedWithTheLogOfTheFileThatItReplaced) {
     std::filesystem::rename(home.Path() / "backup.db", path);
     EXPECT_EQ(nullptr, Open());
     EXPECT_EQ(error::FileInvalid, code);
-    EXPECT_NE(std::wstring::npos, Database::LastMessage().find(L"-wal"));
+    EXPECT_NE(std::wstring::npos, Database::LastMessage(code).find(L"-wal"));
     std::filesystem::remove(path + "-wal");
     std::filesystem::remove(path + "-shm");
     EXPECT_EQ(L"restored", Text(*Open(), 1));
@@ -336,7 +336,7 @@ TEST_F(ADatabase, RefusesAFileThatIsNotItsOwnAndLeavesItAsItIs) {
         for (const OpenMode mode : {OpenMode::CreateIfMissing, OpenMode::MustExist}) {
             EXPECT_EQ(nullptr, Open({}, mode)) << row.what;
             EXPECT_EQ(row.code, code) << row.what;
-            EXPECT_NE(std::wstring::npos, Database::LastMessage().find(L"test.db")) << row.what;
+            EXPECT_NE(std::wstring::npos, Database::LastMessage(code).find(L"test.db")) << row.what;
         }
         EXPECT_EQ(row.content, Content()) << row.what;
     }
@@ -372,8 +372,10 @@ TEST_F(ADatabase, IsOpenedAnewAfterASyncThatFailed) {
     const auto database = Open({.vfs = BentLayer()});
     ASSERT_EQ(error::Success, Write(*database, "first", 1));
     beforeSync = [] { return SQLITE_IOERR_FSYNC; };
-    EXPECT_NE(error::Success, Write(*database, "doubtful", 1));
-    EXPECT_FALSE(Database::LastMessage().empty());
+    code = Write(*database, "doubtful", 1);
+    EXPECT_NE(error::Success, code);
+    EXPECT_NE(L"", Database::LastMessage(code));
+    EXPECT_EQ(L"", Database::LastMessage(error::KeyHasChildren)) << "words of another failure";
     beforeSync = nullptr;
     std::uint64_t counter = 0;
     EXPECT_EQ(error::Success, database->ReadChangeCounter(counter));

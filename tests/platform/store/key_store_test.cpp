@@ -15,19 +15,14 @@ const DatabaseSchema storeSchema{0x6B657973, 1, KeyStore::schema};
 class AKeyStore : public testing::Test {
 protected:
     AKeyStore() {
-        EXPECT_EQ(error::Success, Database::OpenMemory(storeSchema, _database)) << Message();
+        EXPECT_EQ(error::Success, Database::OpenMemory(storeSchema, _database));
         _store = std::make_unique<KeyStore>(*_database);
-    }
-
-    static std::string Message() {
-        const std::wstring text = Database::LastMessage();
-        return {text.begin(), text.end()};
     }
 
     KeyId Create(const wchar_t* path, bool isVolatile = false, KeyId parent = KeyStore::top) {
         KeyId key = 0;
         bool created = false;
-        EXPECT_EQ(error::Success, _store->CreateKey(parent, path, isVolatile, key, created)) << Message();
+        EXPECT_EQ(error::Success, _store->CreateKey(parent, path, isVolatile, key, created));
         return key;
     }
 
