@@ -232,7 +232,10 @@ DWORD ClusterStore::Writing::Begin() {
 DWORD ClusterStore::Writing::End(DWORD code) {
     _isSettled = true;
     if (code == error::Success) code = _store.Flush();
+    std::uint64_t counter = 0;
+    if (code == error::Success) code = _store._database->ReadChangeCounter(counter);
     if (code == error::Success) code = _transaction.Commit();
+    if (code == error::Success) _store._counter = counter;  // the model has what was written: nothing to read again
     if (code != error::Success && _store._edits != _editsBefore) _store.Forget();
     _store._failure = _failureBefore;
     return code;
