@@ -64,7 +64,7 @@ int Node::Status(int) {
 }
 
 void Node::Initialize() {
-    _resources = MakeOrNull<ClusterComponents>();
+    _resources = MakeSharedOrNull<ClusterComponents>();
     if (!_resources) DisplayFailure(_error, L"Node::Node( ). Failure creating Resources list.");
     _groups = OwnedComponents::Succeeding(_groups);
     if (!_groups) DisplayFailure(_error, L"Node::Node( ). Failure creating Group list.");
