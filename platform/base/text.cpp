@@ -17,7 +17,7 @@ bool IsSurrogate(std::uint32_t code) {
 
 std::uint32_t ScalarValue(wchar_t character) {
     const auto code = static_cast<std::uint32_t>(character);
-    return code > lastCodePoint || IsSurrogate(code) ? static_cast<std::uint32_t>(replacement) : code;
+    return IsCharacter(character) ? code : static_cast<std::uint32_t>(replacement);
 }
 
 void AppendUtf8(std::string& bytes, std::uint32_t code) {
@@ -176,6 +176,16 @@ DWORD Accumulate(std::wstring_view digits, DWORD base) {
 }
 
 }  // namespace
+
+bool IsCharacter(wchar_t value) {
+    const auto code = static_cast<std::uint32_t>(value);
+    return code <= lastCodePoint && !IsSurrogate(code);
+}
+
+bool IsControl(wchar_t character) {
+    const auto code = static_cast<std::uint32_t>(character);
+    return code < 0x20 || (code >= 0x7F && code < 0xA0);
+}
 
 std::string ToUtf8(std::wstring_view text) {
     std::string bytes;

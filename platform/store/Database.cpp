@@ -3,8 +3,6 @@
 #include <platform/store/DatabaseState.h>
 #include <platform/store/failures.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <ctime>
@@ -46,8 +44,9 @@ DWORD Database::OpenMemory(const DatabaseSchema& schema, std::unique_ptr<Databas
     return code;
 }
 
-std::wstring Database::LastMessage() {
-    return LastFailure();
+std::wstring Database::LastMessage(DWORD code) {
+    const Failure& failure = LastFailure();
+    return failure.code == code ? failure.words : std::wstring();
 }
 
 DWORD Database::ReadChangeCounter(std::uint64_t& counter) {
@@ -146,7 +145,7 @@ std::unique_lock<std::recursive_mutex> Database::Lock() {
 }
 
 bool Database::State::WasForked() const {
-    return owner != ::getpid();
+    return owner != CurrentProcess();
 }
 
 DWORD Database::State::ForkedFailure() const {
@@ -287,7 +286,7 @@ DWORD Database::State::CommitWriting() {
     }
     const DWORD code = Execute(writeDepth > 1 ? "RELEASE inner" : "COMMIT");
     if (code != error::Success) {
-        const std::wstring reason = LastFailure();
+        const Failure reason = LastFailure();
         TakeBack();
         KeepFailure(reason);
         return code;
@@ -339,7 +338,7 @@ void Database::State::GiveBack(const char* sql, sqlite3_stmt* statement, std::ui
 
 WriteTransaction::~WriteTransaction() {
     if (!_begun || _database._state->WasForked()) return;
-    const std::wstring reason = LastFailure();
+    const Failure reason = LastFailure();
     _database._state->TakeBack();
     KeepFailure(reason);
 }

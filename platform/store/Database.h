@@ -55,9 +55,9 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    /// Why an operation of this thread failed last, in words that name the file. Not for codes that say all, such as
-    /// FileNotFound for a key.
-    static std::wstring LastMessage();
+    /// Why an operation of this thread that answered `code` failed, in words that name the file. Empty when the last
+    /// failure with words had another code: some say all, such as FileNotFound for a key.
+    static std::wstring LastMessage(DWORD code);
 
     /// A number that differs from the one answered before whenever the content may have changed in between, through
     /// this object or another process. Inside a transaction it belongs to what the transaction sees.

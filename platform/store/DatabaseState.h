@@ -20,6 +20,9 @@ struct Patience {
 /// The head of the log's index: every commit changes it, and nobody's reading does.
 using LogHead = std::array<std::uint32_t, 12>;
 
+/// The process's id, without a system call.
+pid_t CurrentProcess();
+
 /// What a Database holds: its connection, its lock file, the statements prepared so far.
 ///
 /// Invariants: `lock` is held exactly while `writeDepth` is above 0, or while the file is made or checkpointed. Every
