@@ -3,6 +3,7 @@
 // Every public header of the library.
 
 #include <ostra/cluster/Cluster.h>
+#include <ostra/cluster/DiscoveredObjects.h>
 #include <ostra/cluster/Group.h>
 #include <ostra/cluster/Network.h>
 #include <ostra/cluster/NetworkInterface.h>
@@ -24,10 +25,13 @@
 #include <ostra/foundation/TarnStatus.h>
 #include <ostra/network/Disk.h>
 #include <ostra/network/IPStack.h>
+#include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
-#include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/TCPIPAddress.h>
+#include <ostra/pipes/Pipe.h>
+#include <ostra/pipes/PipeClient.h>
+#include <ostra/pipes/PipeServer.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <ostra/properties/Properties.h>
 #include <ostra/properties/Property.h>

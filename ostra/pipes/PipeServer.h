@@ -3,8 +3,8 @@
 #include <ostra/pipes/Pipe.h>
 
 /// The end of a text channel that waits: it creates the pipe, receives one text from one client, and may answer it with
-/// Send. For the next client the server closes and makes a new object. Several servers, also of several programs, may
-/// serve one name.
+/// Send. A server of many clients calls DisconnectNamedPipe on its Handle before each Open: nobody gets in, and is
+/// lost, between one Open and the next. Several servers, also of several programs, may serve one name.
 class OSTRA_API PipeServer : public Pipe {
 public:
     /// Creates the pipe; a client can connect from now on. Handle is INVALID_HANDLE_VALUE when it could not be created.

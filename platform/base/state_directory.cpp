@@ -30,6 +30,7 @@ std::string HomeDirectory() {
 
 std::string ChosenDirectory() {
     const std::string chosen = Environment("OSTRA_HOME");
+    if (chosen.starts_with('/')) return chosen;
     if (!chosen.empty()) {
         std::error_code failure;
         return std::filesystem::absolute(chosen, failure).string();
@@ -81,9 +82,7 @@ std::string EnsureStateDirectory(const std::string& name) {
 
 bool IsSafeFileName(const std::wstring& name) {
     const auto isRefused = [](wchar_t character) {
-        const auto code = static_cast<std::uint32_t>(character);
-        return character == L'/' || character == L'\\' || code < 0x20 || (code >= 0x7F && code < 0xA0) ||
-               (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF;
+        return character == L'/' || character == L'\\' || IsControl(character) || !IsCharacter(character);
     };
     return !name.empty() && name != L"." && name != L".." && std::none_of(name.begin(), name.end(), isRefused) &&
            ToUtf8(name).size() <= 200;

@@ -16,6 +16,11 @@ PLATFORM_API std::string ToUtf8(std::wstring_view text);
 /// Wide text of UTF-8 bytes. Each malformed sequence becomes one U+FFFD; reading never stops.
 PLATFORM_API std::wstring FromUtf8(std::string_view bytes);
 
+/// Whether a value is a character that text may hold: no surrogate, and not above 0x10FFFF.
+PLATFORM_API bool IsCharacter(wchar_t value);
+
+PLATFORM_API bool IsControl(wchar_t character);
+
 /// Number of UTF-16 units of a text, surrogate pairs counting two; no terminating null is counted.
 PLATFORM_API std::size_t Utf16Length(std::wstring_view text);
 

@@ -4,6 +4,7 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterFolder.h>
 #include <platform/cluster/cluster_engines.h>
+#include <platform/store/failures.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -47,7 +48,9 @@ std::shared_ptr<ClusterService> FindRegistered(const std::wstring& name) {
 
 DWORD OpenWithEngine(const ClusterFolder& folder, std::shared_ptr<ClusterService>& service) {
     ClusterEngine* engine = FindClusterEngine(folder.engine);
-    return engine ? engine->Open(folder.path, service) : error::NotSupported;
+    if (engine) return engine->Open(folder.path, service);
+    return Fail(error::NotSupported, L"\"%1\" needs an engine that is not installed: %2.", folder.path,
+                ToUtf8(folder.engine));
 }
 
 DWORD ResolveFolder(const std::wstring& name, std::shared_ptr<ClusterService>& service) {

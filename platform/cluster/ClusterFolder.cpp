@@ -3,6 +3,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
+#include <platform/store/failures.h>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -27,24 +28,6 @@ constexpr int descriptionFormat = 1;
 constexpr const char* descriptionFile = "cluster.json";
 constexpr const char* unfinishedPattern = "/.new-XXXXXX";
 constexpr const char* removedPattern = "/.removed-XXXXXX";
-
-DWORD CodeOfErrno(int number) {
-    switch (number) {
-        case ENOENT:
-        case ENOTDIR: return error::FileNotFound;
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case ELOOP:  // a symbolic link where none may be
-            return error::AccessDenied;
-        case EEXIST:
-        case ENOTEMPTY: return error::AlreadyExists;
-        case ENOSPC:
-        case EDQUOT: return error::DiskFull;
-        case ENOMEM: return error::NotEnoughMemory;
-        default: return error::GeneralFailure;
-    }
-}
 
 class Descriptor {
 public:
@@ -179,10 +162,10 @@ DWORD OpenDescription(const std::string& path, FileStamp& stamp, std::string& te
     if (!directory) return CodeOfErrno(errno);
     struct stat status = {};
     if (fstat(directory.Number(), &status) != 0) return CodeOfErrno(errno);
-    if (status.st_uid != geteuid()) return error::AccessDenied;
+    if (status.st_uid != geteuid()) return Fail(error::AccessDenied, L"\"%1\" belongs to another user.", path);
     const Descriptor file(openat(directory.Number(), descriptionFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!file || fstat(file.Number(), &status) != 0) return CodeOfErrno(errno);
-    if (status.st_uid != geteuid()) return error::AccessDenied;
+    if (status.st_uid != geteuid()) return Fail(error::AccessDenied, L"\"%1\" belongs to another user.", path);
     if (!S_ISREG(status.st_mode) || status.st_size > largestDescription) return error::FileCorrupt;
     auto content = ReadWhole(file);
     if (!content) return error::FileCorrupt;
@@ -229,8 +212,11 @@ DWORD FindClusterFolder(const std::wstring& name, ClusterFolder& folder) {
     folder.path = PathOf(name);
     if (folder.path.empty()) return error::FileNotFound;
     std::string text;
-    const DWORD code = OpenDescription(folder.path, folder.stamp, text);
-    return code == error::Success ? ReadDescription(text, folder.engine) : code;
+    DWORD code = OpenDescription(folder.path, folder.stamp, text);
+    if (code == error::Success) code = ReadDescription(text, folder.engine);
+    if (code == error::FileCorrupt) return Fail(code, L"\"%1/cluster.json\" describes no cluster.", folder.path);
+    if (code == error::NotSupported) return Fail(code, L"\"%1/cluster.json\" is of a later version.", folder.path);
+    return code;
 }
 
 DWORD MakeClusterFolder(const std::wstring& name, const std::wstring& engine,

@@ -3,10 +3,9 @@
 #include <platform/store/DatabaseState.h>
 #include <platform/store/failures.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 
 namespace platform {
 
@@ -45,8 +44,9 @@ DWORD Database::OpenMemory(const DatabaseSchema& schema, std::unique_ptr<Databas
     return code;
 }
 
-std::wstring Database::LastMessage() {
-    return LastFailure();
+std::wstring Database::LastMessage(DWORD code) {
+    const Failure& failure = LastFailure();
+    return failure.code == code ? failure.words : std::wstring();
 }
 
 DWORD Database::ReadChangeCounter(std::uint64_t& counter) {
@@ -60,6 +60,22 @@ DWORD Database::ReadChangeCounter(std::uint64_t& counter) {
     }
     counter = _state->ownChanges + _state->foreignChanges;
     return error::Success;
+}
+
+DWORD Database::GlanceAtChangeCounter(std::uint64_t& counter) {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);  // without a system call; it moves on every few milliseconds
+    const std::unique_lock lock(_state->mutex, std::try_to_lock);  // in a forked child nobody may ever give it back
+    const bool isCertain =
+        lock && !_state->isDoubtful && !_state->InTransaction() && _state->IsUnchanged(_state->ReadLogHead());
+    const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    if (isCertain && tick == _state->glancedAt) {
+        counter = _state->ownChanges + _state->foreignChanges;
+        return error::Success;
+    }
+    const DWORD code = ReadChangeCounter(counter);
+    if (lock) _state->glancedAt = code == error::Success ? tick : 0;
+    return code;
 }
 
 DWORD Database::CopyTo(Database& other) {
@@ -129,7 +145,7 @@ std::unique_lock<std::recursive_mutex> Database::Lock() {
 }
 
 bool Database::State::WasForked() const {
-    return owner != ::getpid();
+    return owner != CurrentProcess();
 }
 
 DWORD Database::State::ForkedFailure() const {
@@ -169,11 +185,15 @@ DWORD Database::State::CheckPlace() {
 DWORD Database::State::NoticeChanges() {
     if (IsInMemory()) return error::Success;
     const LogHead head = ReadLogHead();
-    if (logHead && head == seenHead && dataVersion >= 0) return error::Success;
+    if (IsUnchanged(head)) return error::Success;
     const DWORD code = RefreshDataVersion();
     if (code == error::Success && !logHead) FindLogHead();
     if (code == error::Success) seenHead = head;
     return code;
+}
+
+bool Database::State::IsUnchanged(const LogHead& head) const {
+    return logHead && head == seenHead && dataVersion >= 0;
 }
 
 void Database::State::FindLogHead() {
@@ -266,7 +286,7 @@ DWORD Database::State::CommitWriting() {
     }
     const DWORD code = Execute(writeDepth > 1 ? "RELEASE inner" : "COMMIT");
     if (code != error::Success) {
-        const std::wstring reason = LastFailure();
+        const Failure reason = LastFailure();
         TakeBack();
         KeepFailure(reason);
         return code;
@@ -318,7 +338,7 @@ void Database::State::GiveBack(const char* sql, sqlite3_stmt* statement, std::ui
 
 WriteTransaction::~WriteTransaction() {
     if (!_begun || _database._state->WasForked()) return;
-    const std::wstring reason = LastFailure();
+    const Failure reason = LastFailure();
     _database._state->TakeBack();
     KeepFailure(reason);
 }

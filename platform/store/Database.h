@@ -55,13 +55,17 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    /// Why an operation of this thread failed last, in words that name the file. Not for codes that say all, such as
-    /// FileNotFound for a key.
-    static std::wstring LastMessage();
+    /// Why an operation of this thread that answered `code` failed, in words that name the file. Empty when the last
+    /// failure with words had another code: some say all, such as FileNotFound for a key.
+    static std::wstring LastMessage(DWORD code);
 
     /// A number that differs from the one answered before whenever the content may have changed in between, through
     /// this object or another process. Inside a transaction it belongs to what the transaction sees.
     DWORD ReadChangeCounter(std::uint64_t& counter);
+
+    /// The same without a system call, for what is asked over and over: every change shows at once, but that the file
+    /// was removed or replaced, or the process forked, may show some milliseconds late.
+    DWORD GlanceAtChangeCounter(std::uint64_t& counter);
 
     /// Makes `other` a copy of this database, as one transaction; both must have the same schema. `other` must not be
     /// inside a transaction. On failure `other` is as it was.

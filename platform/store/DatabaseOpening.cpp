@@ -4,16 +4,17 @@
 #include <platform/store/DatabaseState.h>
 #include <platform/store/failures.h>
 #include <sqlite3.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <random>
 #include <thread>
 
 namespace platform {
@@ -31,12 +32,12 @@ public:
     bool Belongs(dev_t device, ino_t inode) {
         const std::scoped_lock lock(_mutex);
         const auto found = _files.find({device, inode});
-        return found != _files.end() && found->second.owner != ::getpid();
+        return found != _files.end() && found->second.owner != CurrentProcess();
     }
     void Add(dev_t device, ino_t inode) {
         const std::scoped_lock lock(_mutex);
         Users& users = _files[{device, inode}];
-        users.owner = ::getpid();
+        users.owner = CurrentProcess();
         ++users.count;
     }
     void Remove(dev_t device, ino_t inode) {
@@ -85,8 +86,7 @@ int WaitForOthers(void* argument, int attempts) {
     const auto now = std::chrono::steady_clock::now();
     if (attempts == 0) patience->since = now;
     if (now - patience->since >= std::chrono::milliseconds(patience->bound)) return 0;
-    thread_local std::minstd_rand random(std::random_device{}());
-    std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution(50, 1050)(random)));
+    std::this_thread::sleep_for(RandomPause());
     return 1;
 }
 
@@ -113,7 +113,7 @@ DWORD ReadHeader(const char* vfsName, const std::string& path, unsigned char* he
     size = length;
     if (status == SQLITE_OK) return error::Success;
     const DWORD code = FailSqlite(status, nullptr, L"\"%1\" cannot be read: %2.", path);
-    return code == error::CannotOpenDatabase ? error::AccessDenied : code;
+    return code == error::CannotOpenDatabase ? FailAs(error::AccessDenied) : code;
 }
 
 int ReadBigEndian(const unsigned char* bytes) {
@@ -143,9 +143,7 @@ DWORD Canonical(const std::string& path, std::string& canonical) {
     const std::string directory = path.substr(0, slash == 0 ? 1 : slash);
     char resolved[PATH_MAX];
     if (!::realpath(directory.c_str(), resolved)) {
-        const int number = errno;
-        const DWORD code = FailErrno(number, L"The directory of \"%1\" cannot be used: %2.", path);
-        return number == ENOENT ? error::FileNotFound : code;
+        return FailErrno(errno, L"The directory of \"%1\" cannot be used: %2.", path);
     }
     canonical = std::string(resolved) + (resolved[1] ? "/" : "") + path.substr(slash + 1);
     return error::Success;
@@ -153,8 +151,22 @@ DWORD Canonical(const std::string& path, std::string& canonical) {
 
 }  // namespace
 
+pid_t CurrentProcess() {
+    // Memory that a fork leaves empty in the child. Without it every question to a database would begin with getpid.
+    static std::atomic<pid_t>* const remembered = []() -> std::atomic<pid_t>* {
+        constexpr std::size_t size = sizeof(std::atomic<pid_t>);
+        void* const page = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (page == MAP_FAILED || ::madvise(page, size, MADV_WIPEONFORK) != 0) return nullptr;
+        return new (page) std::atomic<pid_t>(0);
+    }();
+    if (!remembered) return ::getpid();
+    pid_t process = remembered->load(std::memory_order_relaxed);
+    if (process == 0) remembered->store(process = ::getpid(), std::memory_order_relaxed);
+    return process;
+}
+
 DWORD Database::State::OpenFile(OpenMode mode) {
-    owner = ::getpid();
+    owner = CurrentProcess();
     std::string canonical;
     if (const DWORD code = Canonical(path, canonical)) return code;
     path = canonical;
@@ -174,7 +186,7 @@ DWORD Database::State::OpenFile(OpenMode mode) {
 }
 
 DWORD Database::State::OpenInMemory() {
-    owner = ::getpid();
+    owner = CurrentProcess();
     DWORD code = Connect();
     if (code == error::Success) code = CreateTables();
     return code;
@@ -280,7 +292,7 @@ DWORD Database::State::CreateTables() {
                                 "; PRAGMA user_version = " + std::to_string(schema.version) + "; ";
     const DWORD code = Execute(("BEGIN IMMEDIATE; " + schema.statements + "; " + numbers + "COMMIT").c_str());
     if (code != error::Success && !sqlite3_get_autocommit(connection)) {
-        const std::wstring reason = LastFailure();
+        const Failure reason = LastFailure();
         Execute("ROLLBACK");
         KeepFailure(reason);
     }

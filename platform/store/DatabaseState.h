@@ -20,6 +20,9 @@ struct Patience {
 /// The head of the log's index: every commit changes it, and nobody's reading does.
 using LogHead = std::array<std::uint32_t, 12>;
 
+/// The process's id, without a system call.
+pid_t CurrentProcess();
+
 /// What a Database holds: its connection, its lock file, the statements prepared so far.
 ///
 /// Invariants: `lock` is held exactly while `writeDepth` is above 0, or while the file is made or checkpointed. Every
@@ -47,6 +50,8 @@ struct Database::State {
     const std::uint32_t* logHead = nullptr;  // of the log's index, which SQLite shares between processes; may be null
     LogHead seenHead{};                      // as it was before dataVersion was read
     std::int64_t dataVersion = -1;           // as PRAGMA data_version answered last; belongs to this connection
+
+    std::int64_t glancedAt = 0;  // nanoseconds; when GlanceAtChangeCounter last looked at the file itself
 
     bool isDoubtful = false;  // an operation on the file failed: what it wrote is not trusted, and it is opened anew
     int logPages = 0;         // length of the write-ahead log after the last commit
@@ -81,6 +86,7 @@ struct Database::State {
     DWORD CheckPlace();
     bool HasMoved() const;
     DWORD NoticeChanges();
+    bool IsUnchanged(const LogHead& head) const;
     DWORD RefreshDataVersion();
     void FindLogHead();
     LogHead ReadLogHead() const;

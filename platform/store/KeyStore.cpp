@@ -5,6 +5,7 @@
 #include <platform/store/KeyStoreCache.h>
 
 #include <algorithm>
+#include <fstream>
 
 namespace platform {
 
@@ -12,18 +13,17 @@ namespace {
 
 constexpr std::size_t longestNote = 4096;
 
-bool IsCharacter(wchar_t character) {
-    const auto code = static_cast<std::uint32_t>(character);
-    return code != 0 && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
-}
-
-bool IsControl(wchar_t character) {
-    const auto code = static_cast<std::uint32_t>(character);
-    return code < 0x20 || (code >= 0x7F && code < 0xA0);
-}
-
 bool IsValueName(std::wstring_view name) {
-    return name.size() <= KeyStore::longestValueName && std::ranges::all_of(name, IsCharacter);
+    return name.size() <= KeyStore::longestValueName && name.find(L'\0') == std::wstring_view::npos &&
+           std::ranges::all_of(name, IsCharacter);
+}
+
+// The boot of the machine that volatile keys belong to. Empty on a system that does not tell: volatile keys then last.
+std::wstring CurrentBoot() {
+    std::ifstream file("/proc/sys/kernel/random/boot_id");
+    std::string line;
+    std::getline(file, line);
+    return FromUtf8(line.substr(0, 64));
 }
 
 std::wstring_view WithoutLastBackslash(std::wstring_view path) {
@@ -177,6 +177,29 @@ DWORD KeyStore::RemoveVolatileKeys() {
     return transaction.Commit();
 }
 
+DWORD KeyStore::ForgetEarlierBoots() {
+    const std::wstring current = CurrentBoot();
+    std::wstring remembered;
+    if (const DWORD code = ReadBoot(remembered)) return code;
+    if (current.empty() || remembered == current) return error::Success;
+    WriteTransaction transaction(Store());
+    if (const DWORD code = transaction.Begin()) return code;
+    // Another process may have done it while this one waited, and have made volatile keys since.
+    if (const DWORD code = ReadBoot(remembered)) return code;
+    if (remembered == current) return error::Success;
+    if (const DWORD code = RemoveVolatileKeys()) return code;
+    Statement note(Store(), "INSERT OR REPLACE INTO key_notes (name, text) VALUES ('boot', ?)", current);
+    if (const DWORD code = note.Run()) return code;
+    return transaction.Commit();
+}
+
+DWORD KeyStore::ReadBoot(std::wstring& boot) {
+    boot.clear();
+    Statement rows(Store(), "SELECT text FROM key_notes WHERE name = 'boot'");
+    if (rows.Next()) boot = rows.Text(0, longestNote);
+    return rows.Result();
+}
+
 DWORD KeyStore::KeyName(KeyId key, std::wstring& name) {
     name.clear();
     const auto lock = Store().Lock();
@@ -283,33 +306,6 @@ DWORD KeyStore::CountKeys(KeyId key, DWORD& count) {
     const DWORD code = _cache->KeyNames(key, names);
     if (code == error::Success) count = static_cast<DWORD>(names->size());
     return code;
-}
-
-DWORD KeyStore::CountValues(KeyId key, DWORD& count) {
-    count = 0;
-    const auto lock = Store().Lock();
-    ReadTransaction transaction(Store());
-    if (const DWORD code = _cache->Begin(transaction)) return code;
-    const std::vector<std::wstring>* names = nullptr;
-    const DWORD code = _cache->ValueNames(key, names);
-    if (code == error::Success) count = static_cast<DWORD>(names->size());
-    return code;
-}
-
-DWORD KeyStore::ReadNote(std::wstring_view name, std::wstring& text) {
-    text.clear();
-    Statement rows(Store(), "SELECT text FROM key_notes WHERE name = ?", name);
-    if (rows.Next()) text = rows.Text(0, longestNote);
-    return rows.Result();
-}
-
-DWORD KeyStore::WriteNote(std::wstring_view name, std::wstring_view text) {
-    if (text.size() > longestNote) return error::InvalidParameter;
-    WriteTransaction transaction(Store());
-    if (const DWORD code = transaction.Begin()) return code;
-    Statement note(Store(), "INSERT OR REPLACE INTO key_notes (name, text) VALUES (?, ?)", name, text);
-    if (const DWORD code = note.Run()) return code;
-    return transaction.Commit();
 }
 
 }  // namespace platform

@@ -62,8 +62,10 @@ public:
     /// Deletes a key with all that is below it.
     DWORD DeleteTree(KeyId parent, std::wstring_view path);
 
-    /// Deletes every volatile key: the machine, or the cluster, has started anew.
+    /// Deletes every volatile key.
     DWORD RemoveVolatileKeys();
+    /// Deletes those that were made before the machine started; whoever opens a file does this first.
+    DWORD ForgetEarlierBoots();
 
     DWORD KeyName(KeyId key, std::wstring& name);
     DWORD ParentOf(KeyId key, KeyId& parent);
@@ -78,12 +80,6 @@ public:
     DWORD EnumKey(KeyId key, DWORD index, std::wstring& name);
     DWORD EnumValue(KeyId key, DWORD index, std::wstring& name, DWORD& type, std::vector<BYTE>& data);
     DWORD CountKeys(KeyId key, DWORD& count);
-    DWORD CountValues(KeyId key, DWORD& count);
-
-    /// A text that the store keeps about itself, such as the boot that its volatile keys belong to; empty when it was
-    /// never set.
-    DWORD ReadNote(std::wstring_view name, std::wstring& text);
-    DWORD WriteNote(std::wstring_view name, std::wstring_view text);
 
     Database& Store() const;
 
@@ -94,6 +90,7 @@ private:
     struct Cache;
 
     DWORD CreateChild(KeyId parent, std::wstring_view name, bool isVolatile, KeyId& key, bool& created);
+    DWORD ReadBoot(std::wstring& boot);
     DWORD Remove(KeyId parent, std::wstring_view path, bool withSubkeys);
 
     std::unique_ptr<Cache> _cache;

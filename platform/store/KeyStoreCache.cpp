@@ -3,6 +3,7 @@
 #include <platform/store/KeyStoreCache.h>
 #include <platform/store/failures.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace platform {
@@ -187,17 +188,23 @@ DWORD KeyStore::Cache::ValueNames(KeyId key, const std::vector<std::wstring>*& n
 DWORD KeyStore::Cache::ReadValue(KeyId key, std::wstring_view name, const Value*& value) {
     value = KnownValue(key, name);
     if (value) return error::Success;
-    const Key* row = nullptr;
-    if (const DWORD code = Load(key, row)) return code;
+    const std::vector<std::wstring>* names = nullptr;
+    if (const DWORD code = ValueNames(key, names)) return code;
     Value read;
-    Statement rows(database, "SELECT type, data FROM key_values WHERE key = ? AND folded = ?", key, FoldCase(name));
-    if (rows.Next()) {
-        read.exists = true;
-        read.type = static_cast<DWORD>(rows.Integer(0, 0, std::numeric_limits<DWORD>::max()));
-        const std::span<const BYTE> data = rows.Blob(1, largestData);
-        read.data.assign(data.begin(), data.end());
+    // The names tell of most values that programs look for in vain.
+    const std::wstring folded = FoldCase(name);
+    const auto isBefore = [](const std::wstring& each, const std::wstring& sought) { return FoldCase(each) < sought; };
+    const auto found = std::lower_bound(names->begin(), names->end(), folded, isBefore);
+    if (found != names->end() && FoldCase(*found) == folded) {
+        Statement rows(database, "SELECT type, data FROM key_values WHERE key = ? AND folded = ?", key, folded);
+        if (rows.Next()) {
+            read.exists = true;
+            read.type = static_cast<DWORD>(rows.Integer(0, 0, std::numeric_limits<DWORD>::max()));
+            const std::span<const BYTE> data = rows.Blob(1, largestData);
+            read.data.assign(data.begin(), data.end());
+        }
+        if (const DWORD code = rows.Result()) return code;
     }
-    if (const DWORD code = rows.Result()) return code;
     // A large one makes the next Refresh forget everything rather than be kept for good.
     _weight += WeightOf(name) + (read.data.size() > largestKept ? heaviest : read.data.size());
     value = &_values[key].insert_or_assign(std::wstring(name), std::move(read)).first->second;

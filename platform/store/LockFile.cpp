@@ -17,12 +17,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Pauses that do not grow: a writer that has waited long must not wait longer than one that has just come.
-std::chrono::microseconds RandomPause() {
-    thread_local std::minstd_rand random(std::random_device{}());
-    return std::chrono::microseconds(std::uniform_int_distribution(50, 1050)(random));
-}
-
 // Inode and birth of a file: a file that was copied or renamed into its place differs in one of them.
 std::string Identity(const std::string& path) {
     struct statx status {};
@@ -35,6 +29,11 @@ std::string Identity(const std::string& path) {
 }
 
 }  // namespace
+
+std::chrono::microseconds RandomPause() {
+    thread_local std::minstd_rand random(std::random_device{}());
+    return std::chrono::microseconds(std::uniform_int_distribution(50, 1050)(random));
+}
 
 LockFile::~LockFile() {
     if (_descriptor >= 0) ::close(_descriptor);

@@ -2,9 +2,14 @@
 
 #include <platform/base/types.h>
 
+#include <chrono>
 #include <string>
 
 namespace platform {
+
+/// How long to wait before asking again for what others hold. Random, so that those who wait do not meet, and not
+/// growing, so that one who has waited long does not wait longer than one who has just come.
+std::chrono::microseconds RandomPause();
 
 /// The file beside a database that its writers and checkpointers lock. It also remembers which database file it stands
 /// beside, because a database that was put in place of another while the old one's write-ahead log stayed would be read
@@ -22,7 +27,6 @@ public:
     /// Waits for the lock, at most so many milliseconds: Timeout. Between processes and between objects of one.
     DWORD Take(DWORD timeout);
     void Release();
-    bool IsHeld() const { return _held; }
 
     /// Whether the database file is another than the one remembered, although this lock file stayed in its place.
     bool IsBesideAnotherFile() const;

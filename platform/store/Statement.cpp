@@ -21,7 +21,7 @@ Statement::Statement(Database* database, const char* sql) : _database(*database)
     _connection = state.connectionNumber;
     if (!_statement && _result == error::Success) {
         _result = state.Failed(sqlite3_extended_errcode(state.connection), L"\"%1\" lacks what it must have: %2.");
-        if (_result == error::GeneralFailure) _result = error::FileCorrupt;
+        if (_result == error::GeneralFailure) _result = FailAs(error::FileCorrupt);
     }
 }
 

@@ -1,6 +1,6 @@
-#include <platform/base/error_codes.h>
-#include <platform/base/text.h>
 #include <platform/store/failures.h>
+
+#include <platform/base/text.h>
 #include <sqlite3.h>
 
 #include <cerrno>
@@ -10,27 +10,10 @@ namespace platform {
 
 namespace {
 
-thread_local std::wstring lastFailure;
+thread_local Failure lastFailure;
 
 void Replace(std::wstring& text, std::wstring_view mark, const std::wstring& value) {
     if (const std::size_t at = text.find(mark); at != std::wstring::npos) text.replace(at, mark.size(), value);
-}
-
-DWORD FromErrno(int number, DWORD otherwise) {
-    switch (number) {
-        case ENOENT: return error::FileNotFound;
-        case ENOTDIR: return error::PathNotFound;
-        case EACCES:
-        case EPERM:
-        case EROFS:
-        case ELOOP: return error::AccessDenied;
-        case ENOSPC:
-        case EDQUOT:
-        case EFBIG: return error::DiskFull;
-        case ENOMEM: return error::NotEnoughMemory;
-        case EEXIST: return error::FileExists;
-        default: return otherwise;
-    }
 }
 
 DWORD FromSqlite(int status, int number) {
@@ -45,8 +28,8 @@ DWORD FromSqlite(int status, int number) {
         case SQLITE_PROTOCOL:  // SQLite itself has waited some ten seconds by then
         case SQLITE_SCHEMA: return error::Busy;
         case SQLITE_FULL: return error::DiskFull;
-        case SQLITE_IOERR: return FromErrno(number == ENOENT ? 0 : number, error::GeneralFailure);
-        case SQLITE_CANTOPEN: return FromErrno(number, error::CannotOpenDatabase);
+        case SQLITE_IOERR: return CodeOfErrno(number == ENOENT ? 0 : number, error::GeneralFailure);
+        case SQLITE_CANTOPEN: return CodeOfErrno(number, error::CannotOpenDatabase);
         case SQLITE_READONLY:
         case SQLITE_PERM:
         case SQLITE_AUTH: return error::AccessDenied;
@@ -75,36 +58,60 @@ const char* Explain(int status) {
 
 }  // namespace
 
+DWORD CodeOfErrno(int number, DWORD otherwise) {
+    switch (number) {
+        case ENOENT:
+        case ENOTDIR: return error::FileNotFound;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case ELOOP:  // a symbolic link where none may be
+            return error::AccessDenied;
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG: return error::DiskFull;
+        case ENOMEM: return error::NotEnoughMemory;
+        case EEXIST:
+        case ENOTEMPTY: return error::AlreadyExists;
+        default: return otherwise;
+    }
+}
+
 DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail) {
     std::wstring text = message;
     Replace(text, L"%2", FromUtf8(detail));
     Replace(text, L"%1", path.empty() ? L"in memory" : FromUtf8(path));
-    lastFailure = std::move(text);
+    lastFailure = {code, std::move(text)};
     return code;
 }
 
 DWORD FailErrno(int number, const wchar_t* message, const std::string& path) {
-    return Fail(FromErrno(number, error::GeneralFailure), message, path, std::generic_category().message(number));
+    return Fail(CodeOfErrno(number), message, path, std::generic_category().message(number));
 }
 
 DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path) {
     int number = connection ? sqlite3_system_errno(connection) : 0;
     if (!number) number = errno;  // a commit that fails does not keep it
     std::string detail = connection ? sqlite3_errmsg(connection) : sqlite3_errstr(status);
-    if (const char* explained = Explain(status)) detail = explained;
+    const char* const explained = Explain(status);
+    if (explained) detail = explained;
     const DWORD code = FromSqlite(status, number);
-    if ((code == error::DiskFull || code == error::AccessDenied) && number) {
+    if (!explained && (code == error::DiskFull || code == error::AccessDenied) && number) {
         detail += " (" + std::generic_category().message(number) + ")";
     }
     return Fail(code, message, path, detail);
 }
 
-const std::wstring& LastFailure() {
+const Failure& LastFailure() {
     return lastFailure;
 }
 
-void KeepFailure(const std::wstring& words) {
-    lastFailure = words;
+void KeepFailure(const Failure& failure) {
+    lastFailure = failure;
+}
+
+DWORD FailAs(DWORD code) {
+    return lastFailure.code = code;
 }
 
 }  // namespace platform

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <platform/base/types.h>
+#include <platform/base/error_codes.h>
 
 #include <string>
 #include <string_view>
@@ -9,20 +9,30 @@ struct sqlite3;
 
 namespace platform {
 
-/// Keeps the words for Database::LastMessage, with `path` in place of "%1" and `detail` in place of "%2", and returns
-/// the code.
+/// Keeps the code and the words for Database::LastMessage, with `path` in place of "%1" and `detail` in place of "%2",
+/// and returns the code.
 DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail = {});
 
-/// The same with the code and the detail of an errno value.
+/// The code for an errno value.
+DWORD CodeOfErrno(int number, DWORD otherwise = error::GeneralFailure);
+
+/// Fail with the code and the detail of an errno value.
 DWORD FailErrno(int number, const wchar_t* message, const std::string& path);
 
 /// The same with those of an SQLite result; `connection` has the detail and may be null. The caller has cleared errno
 /// before the call that failed.
 DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const std::string& path);
 
-/// The words kept last by the calling thread.
-const std::wstring& LastFailure();
-/// Puts words back that a clean-up may have replaced.
-void KeepFailure(const std::wstring& words);
+struct Failure {
+    DWORD code = error::Success;
+    std::wstring words;
+};
+
+/// What was kept last by the calling thread.
+const Failure& LastFailure();
+/// Puts back what a clean-up may have replaced.
+void KeepFailure(const Failure& failure);
+/// Gives the words kept last another code, and returns it.
+DWORD FailAs(DWORD code);
 
 }  // namespace platform

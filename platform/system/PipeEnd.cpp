@@ -27,7 +27,9 @@ DWORD PipeEnd::BeginAccepting() {
     if (!_listener) return error::InvalidParameter;
     if (_connection) return error::PipeConnected;
     if (!_listener->IsStarted()) {
-        if (const DWORD code = _listener->Start(_name)) return code;
+        // Whoever is there as soon as this has happened did not come before the call.
+        const DWORD code = _listener->Start(_name);
+        return code == error::Success ? error::IoPending : code;
     }
     const DWORD code = AcceptOwnUser();
     return code == error::Success ? error::PipeConnected : code;

@@ -25,8 +25,6 @@ struct RegistryFile {
     const std::uint64_t number = ++_opened;  // no other registry opened by this process has it
 
 private:
-    DWORD ForgetEarlierBoot();
-
     static inline std::atomic<std::uint64_t> _opened = 0;
 };
 

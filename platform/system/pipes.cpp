@@ -184,9 +184,11 @@ HPIPE CreateNamedPipeW(const wchar_t* path, DWORD openMode, DWORD pipeMode, DWOR
 }
 
 BOOL ConnectNamedPipe(HPIPE pipe, OVERLAPPED* record) {
-    return Begin(pipe, record, nullptr, [](const std::shared_ptr<PipeEnd>& end) {
+    const BOOL isDone = Begin(pipe, record, nullptr, [](const std::shared_ptr<PipeEnd>& end) {
         return std::make_shared<AcceptOperation>(end, end->BeginAccepting());
     });
+    // A client who came during the call: the event tells it at once.
+    return isDone ? Answer(error::IoPending) : isDone;
 }
 
 BOOL DisconnectNamedPipe(HPIPE pipe) {

@@ -2,6 +2,7 @@
 
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
+#include <platform/store/Database.h>
 #include <platform/system/messages.h>
 
 namespace error = platform::error;
@@ -38,7 +39,9 @@ std::string CauseText(DWORD code) {
     platform::MessageText(nullptr, code, text);
     while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r')) text.pop_back();
     const std::string number = "code " + std::to_string(code);
-    return text.empty() ? number : platform::ToUtf8(text) + " (" + number + ")";
+    const std::string cause = text.empty() ? number : platform::ToUtf8(text) + " (" + number + ")";
+    const std::wstring words = platform::Database::LastMessage(code);
+    return words.empty() ? cause : cause + " " + platform::ToUtf8(words);
 }
 
 CommandError Refusal(const std::string& what, DWORD code) {

@@ -1,6 +1,5 @@
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/engines/embedded/EmbeddedCluster.h>
-#include <tests/contract/ApiClusterService.h>
 #include <tests/contract/ClusterServiceContract.h>
 
 using namespace platform;
@@ -19,13 +18,8 @@ std::shared_ptr<ClusterService> InAFile(const std::wstring& name) {
     return service;
 }
 
-std::shared_ptr<ClusterService> ThroughTheApi(const std::wstring& name) {
-    return std::make_shared<ApiClusterService>(name, InAFile(name));
-}
-
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Embedded, ClusterServiceContract,
-                         testing::Values(EngineMaker{"InMemory", InMemory}, EngineMaker{"InAFile", InAFile},
-                                         EngineMaker{"ThroughTheApi", ThroughTheApi}),
+                         testing::Values(EngineMaker{"InMemory", InMemory}, EngineMaker{"InAFile", InAFile}),
                          [](const auto& engine) { return engine.param.name; });

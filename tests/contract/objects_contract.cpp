@@ -214,52 +214,27 @@ TEST_P(ClusterServiceContract, AnswersForVanishedObjectsThatTheyWereNotFound) {
     std::vector<BYTE> bytes;
     std::unique_ptr<ClusterEnumeration> list;
     ClusterService& service = Service();
-    const DWORD codes[] = {service.NameOf(group, text),
-                           service.EnumerateMembers(group, 1, list),
-                           service.GroupState(group, state, text),
-                           service.CreateResource(group, L"New", L"Generic Service", 0, id),
-                           service.OnlineGroup(group, {}),
-                           service.OfflineGroup(group),
-                           service.MoveGroup(group, {}),
-                           service.RenameGroup(group, L"New"),
-                           service.SetGroupOwners(group, {}),
-                           service.ObjectKey(group, key),
-                           Admin().DeleteGroup(group),
-                           service.Control(group, {}, 0x03000059, {}, bytes)};
-    for (std::size_t index = 0; index < std::size(codes); ++index) EXPECT_EQ(5013U, codes[index]) << index;
-
-    const DWORD resourceCodes[] = {service.NameOf(resource, text),
-                                   service.EnumerateMembers(resource, 1, list),
-                                   service.ResourceState(resource, state, text, other),
-                                   service.OnlineResource(resource),
-                                   service.OfflineResource(resource),
-                                   service.AddResourceOwner(resource, Node(L"N1")),
-                                   service.RemoveResourceOwner(resource, Node(L"N1")),
-                                   service.AddDependency(resource, keptResource),
-                                   service.AddDependency(keptResource, resource),
-                                   service.RemoveDependency(resource, keptResource),
-                                   service.ObjectKey(resource, key),
-                                   service.Control(resource, {}, 0x01000059, {}, bytes),
-                                   Admin().FailResource(resource),
-                                   Admin().DeleteResource(resource)};
-    for (std::size_t index = 0; index < std::size(resourceCodes); ++index)
-        EXPECT_EQ(5007U, resourceCodes[index]) << index;
-
-    const DWORD nodeCodes[] = {service.NameOf(node, text),
-                               service.NodeState(node, state),
-                               service.PauseNode(node),
-                               service.ResumeNode(node),
-                               service.EvictNode(node),
-                               service.OnlineGroup(kept, node),
-                               service.MoveGroup(kept, node),
-                               service.AddResourceOwner(keptResource, node),
-                               service.RemoveResourceOwner(keptResource, node),
-                               service.Control(node, {}, 0x04000059, {}, bytes),
-                               service.SetGroupOwners(kept, std::span(&node, 1)),
-                               Admin().TakeNodeDown(node),
-                               Admin().BringNodeUp(node)};
-    for (std::size_t index = 0; index < std::size(nodeCodes); ++index) EXPECT_EQ(5042U, nodeCodes[index]) << index;
-
+    const auto expect = [](DWORD code, const std::vector<DWORD>& answers) {
+        EXPECT_EQ(std::vector<DWORD>(answers.size(), code), answers);
+    };
+    expect(5013, {service.NameOf(group, text), service.GroupState(group, state, text), service.OnlineGroup(group, {}),
+                  service.OfflineGroup(group), service.MoveGroup(group, {}), service.RenameGroup(group, L"New"),
+                  service.SetGroupOwners(group, {}), service.ObjectKey(group, key), Admin().DeleteGroup(group),
+                  service.EnumerateMembers(group, 1, list), service.Control(group, {}, 0x03000059, {}, bytes),
+                  service.CreateResource(group, L"New", L"Generic Service", 0, id)});
+    expect(5007, {service.NameOf(resource, text), service.ResourceState(resource, state, text, other),
+                  service.OnlineResource(resource), service.OfflineResource(resource), service.ObjectKey(resource, key),
+                  service.AddResourceOwner(resource, Node(L"N1")), service.RemoveResourceOwner(resource, Node(L"N1")),
+                  service.AddDependency(resource, keptResource), service.AddDependency(keptResource, resource),
+                  service.RemoveDependency(resource, keptResource), service.EnumerateMembers(resource, 1, list),
+                  service.Control(resource, {}, 0x01000059, {}, bytes), Admin().FailResource(resource),
+                  Admin().DeleteResource(resource)});
+    expect(5042,
+           {service.NameOf(node, text), service.NodeState(node, state), service.PauseNode(node),
+            service.ResumeNode(node), service.EvictNode(node), service.OnlineGroup(kept, node),
+            service.MoveGroup(kept, node), service.AddResourceOwner(keptResource, node),
+            service.RemoveResourceOwner(keptResource, node), service.SetGroupOwners(kept, std::span(&node, 1)),
+            service.Control(node, {}, 0x04000059, {}, bytes), Admin().TakeNodeDown(node), Admin().BringNodeUp(node)});
     EXPECT_EQ(5045U, service.NetworkState(network, state));
     EXPECT_EQ(5045U, service.NetworkIdentifier(network, text));
     EXPECT_EQ(5047U, service.NetworkInterfaceState(networkInterface, state));

@@ -45,7 +45,8 @@ std::vector<std::string> Entries(const Bytes& list) {
     std::size_t at = 0;
     for (; at + 8 <= list.size() && WordAt(list, at) != 0; at += 8 + (WordAt(list, at + 4) + 3) / 4 * 4) {
         const std::size_t data = at + 8;
-        if (WordAt(list, at) == CLUSPROP_SYNTAX_PARTITION_INFO && data + 1048 <= list.size()) {
+        if (WordAt(list, at) == CLUSPROP_SYNTAX_PARTITION_INFO && data + 1120 <= list.size()) {
+            EXPECT_EQ(1120U, WordAt(list, at + 4)) << "flags, two names of 260 units, serial number, 72 more bytes";
             const std::span<const BYTE> bytes(list);
             std::snprintf(text, sizeof text, "%x:%s/%s/%x", WordAt(list, at),
                           ToUtf8(FromUtf16(bytes.subspan(data + 4, 520))).c_str(),
@@ -270,14 +271,15 @@ TEST_P(ClusterServiceContract, AnswersForDeletedKeysThatTheyWereDeleted) {
     std::wstring name;
     for (const ClusterKeyId gone : {groupKey, key}) {
         ClusterKeyId found = 0;
-        EXPECT_EQ(error::KeyDeleted, Service().OpenKey(gone, L"x", found));
-        EXPECT_EQ(error::KeyDeleted, Service().CreateKey(gone, L"x", false, found, created));
-        EXPECT_EQ(error::KeyDeleted, Service().DeleteKey(gone, L"x"));
-        EXPECT_EQ(error::KeyDeleted, Service().SubkeyAt(gone, 0, name));
-        EXPECT_EQ(error::KeyDeleted, Service().SetValue(gone, L"x", REG_SZ, {}));
-        EXPECT_EQ(error::KeyDeleted, Service().DeleteValue(gone, L"x"));
-        EXPECT_EQ(error::KeyDeleted, Service().QueryValue(gone, L"Kept", type, data));
-        EXPECT_EQ(error::KeyDeleted, Service().ValueAt(gone, 0, name, type, data));
+        const std::vector<DWORD> answers = {Service().OpenKey(gone, L"x", found),
+                                            Service().CreateKey(gone, L"x", false, found, created),
+                                            Service().DeleteKey(gone, L"x"),
+                                            Service().SubkeyAt(gone, 0, name),
+                                            Service().SetValue(gone, L"x", REG_SZ, {}),
+                                            Service().DeleteValue(gone, L"x"),
+                                            Service().QueryValue(gone, L"Kept", type, data),
+                                            Service().ValueAt(gone, 0, name, type, data)};
+        EXPECT_EQ(std::vector<DWORD>(8, error::KeyDeleted), answers);
     }
     ClusterKeyId none = 0;
     EXPECT_EQ(error::InvalidParameter, Service().ObjectKey(Node(L"N1"), none));

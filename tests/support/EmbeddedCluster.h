@@ -44,7 +44,6 @@ struct ResourceWorld {
 struct GroupWorld {
     std::wstring name;
     std::wstring owner = {};  ///< empty: the first node
-    StringArray preferredOwners = {};
     bool isOnline = true;
     std::vector<ResourceWorld> resources = {};
 };
@@ -101,9 +100,6 @@ protected:
         ObjectId id;
         Expect(service->CreateGroup(group.name, id), group.name);
         for (const ResourceWorld& resource : group.resources) Give(id, resource);
-        std::vector<ObjectId> owners;
-        for (const std::wstring& node : group.preferredOwners) owners.push_back(Node(node));
-        if (!owners.empty()) Expect(service->SetGroupOwners(id, owners), group.name);
         if (!group.owner.empty()) Expect(service->MoveGroup(id, Node(group.owner)), group.name);
         if (group.isOnline) Expect(service->OnlineGroup(id, OwnerNode(id)), group.name);
     }
@@ -175,8 +171,6 @@ protected:
     }
 
     void TakeDown(const std::wstring& node) { Expect(Administration().TakeNodeDown(Node(node)), node); }
-    void BringUp(const std::wstring& node) { Expect(Administration().BringNodeUp(Node(node)), node); }
-    void Fail(const std::wstring& resource) { Expect(Administration().FailResource(Resource(resource)), resource); }
 
     /// The changes since the cluster was made, or since the last Forget.
     std::vector<platform::ClusterChange> Changes() {
@@ -185,10 +179,6 @@ protected:
         return changes;
     }
     void Forget() { Expect(Administration().LastChange(_forgotten), L"changes"); }
-
-    /// The resources in the order in which they came online, or went offline, since the last Forget.
-    StringArray OnlineOrder() { return OrderOf(L"-> online on "); }
-    StringArray OfflineOrder() { return OrderOf(L"-> offline on "); }
 
     /// Sends properties as a program would.
     DWORD Set(ObjectId object, DWORD function, const std::vector<platform::PropertyValue>& properties) {
@@ -244,15 +234,6 @@ private:
         std::wstring owner;
         Expect(service->GroupState(group, state, owner), L"a group");
         return Node(owner);
-    }
-
-    StringArray OrderOf(const std::wstring& mark) {
-        StringArray order;
-        for (const platform::ClusterChange& change : Changes()) {
-            const bool isState = change.notification == CLUSTER_CHANGE_RESOURCE_STATE;
-            if (isState && change.detail.find(mark) != std::wstring::npos) order.push_back(change.object);
-        }
-        return order;
     }
 
     std::int64_t _forgotten = 0;

@@ -5,12 +5,15 @@
 #include <platform/cluster/ForwardingClusterService.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
+#include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -19,94 +22,63 @@ namespace tests {
 using platform::ClusterKeyId;
 using platform::ObjectId;
 using platform::ObjectKind;
+using Bytes = std::vector<BYTE>;
+using Enumeration = std::unique_ptr<platform::ClusterEnumeration>;
 
-/// The operations of the seam, in its order.
-enum class Operation {
-    Information,
-    Find,
-    NameOf,
-    Enumerate,
-    EnumerateMembers,
-    CreateGroup,
-    CreateResource,
-    NodeState,
-    GroupState,
-    ResourceState,
-    NetworkState,
-    NetworkInterfaceState,
-    OnlineGroup,
-    OfflineGroup,
-    MoveGroup,
-    OnlineResource,
-    OfflineResource,
-    PauseNode,
-    ResumeNode,
-    EvictNode,
-    RenameGroup,
-    SetGroupOwners,
-    AddResourceOwner,
-    RemoveResourceOwner,
-    AddDependency,
-    RemoveDependency,
-    NetworkIdentifier,
-    InterfaceOf,
-    Control,
-    RootKey,
-    ObjectKey,
-    OpenKey,
-    CreateKey,
-    DeleteKey,
-    SubkeyAt,
-    SetValue,
-    DeleteValue,
-    QueryValue,
-    ValueAt,
-    Administration,
-    Transact,
-};
+// The operations of the seam, in its order: name, parameters, arguments.
+#define TESTS_OPERATIONS(X)                                                                                            \
+    X(Information, (std::wstring & name), (name))                                                                      \
+    X(Find, (ObjectKind kind, const std::wstring& name, ObjectId& found), (kind, name, found))                         \
+    X(NameOf, (ObjectId object, std::wstring & name), (object, name))                                                  \
+    X(Enumerate, (DWORD types, Enumeration & list), (types, list))                                                     \
+    X(EnumerateMembers, (ObjectId object, DWORD types, Enumeration & list), (object, types, list))                     \
+    X(CreateGroup, (const std::wstring& name, ObjectId& created), (name, created))                                     \
+    X(CreateResource,                                                                                                  \
+      (ObjectId group, const std::wstring& name, const std::wstring& type, DWORD flags, ObjectId& created),            \
+      (group, name, type, flags, created))                                                                             \
+    X(NodeState, (ObjectId node, DWORD & state), (node, state))                                                        \
+    X(GroupState, (ObjectId group, DWORD & state, std::wstring & owner), (group, state, owner))                        \
+    X(ResourceState, (ObjectId resource, DWORD & state, std::wstring & owner, std::wstring & group),                   \
+      (resource, state, owner, group))                                                                                 \
+    X(NetworkState, (ObjectId network, DWORD & state), (network, state))                                               \
+    X(NetworkInterfaceState, (ObjectId networkInterface, DWORD & state), (networkInterface, state))                    \
+    X(OnlineGroup, (ObjectId group, std::optional<ObjectId> node), (group, node))                                      \
+    X(OfflineGroup, (ObjectId group), (group))                                                                         \
+    X(MoveGroup, (ObjectId group, std::optional<ObjectId> node), (group, node))                                        \
+    X(OnlineResource, (ObjectId resource), (resource))                                                                 \
+    X(OfflineResource, (ObjectId resource), (resource))                                                                \
+    X(PauseNode, (ObjectId node), (node))                                                                              \
+    X(ResumeNode, (ObjectId node), (node))                                                                             \
+    X(EvictNode, (ObjectId node), (node))                                                                              \
+    X(RenameGroup, (ObjectId group, const std::wstring& newName), (group, newName))                                    \
+    X(SetGroupOwners, (ObjectId group, std::span<const ObjectId> nodes), (group, nodes))                               \
+    X(AddResourceOwner, (ObjectId resource, ObjectId node), (resource, node))                                          \
+    X(RemoveResourceOwner, (ObjectId resource, ObjectId node), (resource, node))                                       \
+    X(AddDependency, (ObjectId resource, ObjectId provider), (resource, provider))                                     \
+    X(RemoveDependency, (ObjectId resource, ObjectId provider), (resource, provider))                                  \
+    X(NetworkIdentifier, (ObjectId network, std::wstring & id), (network, id))                                         \
+    X(InterfaceOf, (const std::wstring& node, const std::wstring& network, std::wstring& name), (node, network, name)) \
+    X(Control,                                                                                                         \
+      (ObjectId object, std::optional<ObjectId> host, DWORD code, std::span<const BYTE> input, Bytes & output),        \
+      (object, host, code, input, output))                                                                             \
+    X(RootKey, (ClusterKeyId & key), (key))                                                                            \
+    X(ObjectKey, (ObjectId object, ClusterKeyId & key), (object, key))                                                 \
+    X(OpenKey, (ClusterKeyId parent, const std::wstring& path, ClusterKeyId& key), (parent, path, key))                \
+    X(CreateKey, (ClusterKeyId parent, const std::wstring& path, bool isVolatile, ClusterKeyId& key, bool& created),   \
+      (parent, path, isVolatile, key, created))                                                                        \
+    X(DeleteKey, (ClusterKeyId parent, const std::wstring& path), (parent, path))                                      \
+    X(SubkeyAt, (ClusterKeyId key, DWORD index, std::wstring & name), (key, index, name))                              \
+    X(SetValue, (ClusterKeyId key, const std::wstring& name, DWORD type, std::span<const BYTE> data),                  \
+      (key, name, type, data))                                                                                         \
+    X(DeleteValue, (ClusterKeyId key, const std::wstring& name), (key, name))                                          \
+    X(QueryValue, (ClusterKeyId key, const std::wstring& name, DWORD& type, Bytes& data), (key, name, type, data))     \
+    X(ValueAt, (ClusterKeyId key, DWORD index, std::wstring & name, DWORD & type, Bytes & data),                       \
+      (key, index, name, type, data))                                                                                  \
+    X(Transact, (const std::function<DWORD()>& steps), (steps))
 
-inline constexpr std::array operationNames = {L"Information",
-                                              L"Find",
-                                              L"NameOf",
-                                              L"Enumerate",
-                                              L"EnumerateMembers",
-                                              L"CreateGroup",
-                                              L"CreateResource",
-                                              L"NodeState",
-                                              L"GroupState",
-                                              L"ResourceState",
-                                              L"NetworkState",
-                                              L"NetworkInterfaceState",
-                                              L"OnlineGroup",
-                                              L"OfflineGroup",
-                                              L"MoveGroup",
-                                              L"OnlineResource",
-                                              L"OfflineResource",
-                                              L"PauseNode",
-                                              L"ResumeNode",
-                                              L"EvictNode",
-                                              L"RenameGroup",
-                                              L"SetGroupOwners",
-                                              L"AddResourceOwner",
-                                              L"RemoveResourceOwner",
-                                              L"AddDependency",
-                                              L"RemoveDependency",
-                                              L"NetworkIdentifier",
-                                              L"InterfaceOf",
-                                              L"Control",
-                                              L"RootKey",
-                                              L"ObjectKey",
-                                              L"OpenKey",
-                                              L"CreateKey",
-                                              L"DeleteKey",
-                                              L"SubkeyAt",
-                                              L"SetValue",
-                                              L"DeleteValue",
-                                              L"QueryValue",
-                                              L"ValueAt",
-                                              L"Administration",
-                                              L"Transact"};
-static_assert(operationNames.size() == static_cast<std::size_t>(Operation::Transact) + 1);
+#define TESTS_NAME(name, parameters, arguments) name,
+enum class Operation { TESTS_OPERATIONS(TESTS_NAME) };
+#undef TESTS_NAME
 
 /// A cluster that works, but for the operations that a test makes fail; and that tells which calls it had. For one
 /// thread at a time.
@@ -114,7 +86,7 @@ class FailingClusterService final : public platform::ForwardingClusterService {
 public:
     using ForwardingClusterService::ForwardingClusterService;
 
-    /// Every call of `operation` is refused with `code` from now on, and does nothing. (Administration answers null.)
+    /// Every call of `operation` is refused with `code` from now on, and does nothing.
     void Fail(Operation operation, DWORD code) { _bends[operation] = {code, everyCall, false}; }
     /// Only its `call`-th from now on, counted from 1.
     void FailCall(Operation operation, int call, DWORD code) { _bends[operation] = {code, call, false}; }
@@ -137,158 +109,19 @@ public:
     /// One line a call, refused ones included, with the names that it was about: "OnlineGroup Files N1".
     StringArray Log() const {
         StringArray lines;
-        for (const auto& [operation, about] : _calls)
-            lines.push_back(operationNames[static_cast<std::size_t>(operation)] + about);
+        for (const auto& call : _calls) lines.push_back(call.second);
         return lines;
     }
     void ForgetCalls() { _calls.clear(); }
 
-    DWORD Information(std::wstring& clusterName) override {
-        return Bend(Operation::Information, {}, [&] { return Target().Information(clusterName); });
+#define TESTS_ARGUMENTS(...) __VA_ARGS__
+#define TESTS_OVERRIDE(name, parameters, arguments)                                                          \
+    DWORD name parameters override {                                                                         \
+        return Bend(Operation::name, L"" #name, &platform::ClusterService::name, TESTS_ARGUMENTS arguments); \
     }
-    DWORD Find(ObjectKind kind, const std::wstring& name, ObjectId& found) override {
-        return Bend(Operation::Find, {name}, [&] { return Target().Find(kind, name, found); });
-    }
-    DWORD NameOf(ObjectId object, std::wstring& name) override {
-        return Bend(Operation::NameOf, {Text(object)}, [&] { return Target().NameOf(object, name); });
-    }
-    DWORD Enumerate(DWORD types, std::unique_ptr<platform::ClusterEnumeration>& enumeration) override {
-        return BendItems(Operation::Enumerate, {std::to_wstring(types)}, enumeration,
-                         [&] { return Target().Enumerate(types, enumeration); });
-    }
-    DWORD EnumerateMembers(ObjectId object, DWORD types,
-                           std::unique_ptr<platform::ClusterEnumeration>& enumeration) override {
-        return BendItems(Operation::EnumerateMembers, {Text(object), std::to_wstring(types)}, enumeration,
-                         [&] { return Target().EnumerateMembers(object, types, enumeration); });
-    }
-    DWORD CreateGroup(const std::wstring& name, ObjectId& created) override {
-        return Bend(Operation::CreateGroup, {name}, [&] { return Target().CreateGroup(name, created); });
-    }
-    DWORD CreateResource(ObjectId group, const std::wstring& name, const std::wstring& type, DWORD flags,
-                         ObjectId& created) override {
-        return Bend(Operation::CreateResource, {Text(group), name, type},
-                    [&] { return Target().CreateResource(group, name, type, flags, created); });
-    }
-    DWORD NodeState(ObjectId node, DWORD& state) override {
-        return Bend(Operation::NodeState, {Text(node)}, [&] { return Target().NodeState(node, state); });
-    }
-    DWORD GroupState(ObjectId group, DWORD& state, std::wstring& ownerNode) override {
-        return Bend(Operation::GroupState, {Text(group)}, [&] { return Target().GroupState(group, state, ownerNode); });
-    }
-    DWORD ResourceState(ObjectId resource, DWORD& state, std::wstring& ownerNode, std::wstring& group) override {
-        return Bend(Operation::ResourceState, {Text(resource)},
-                    [&] { return Target().ResourceState(resource, state, ownerNode, group); });
-    }
-    DWORD NetworkState(ObjectId network, DWORD& state) override {
-        return Bend(Operation::NetworkState, {Text(network)}, [&] { return Target().NetworkState(network, state); });
-    }
-    DWORD NetworkInterfaceState(ObjectId networkInterface, DWORD& state) override {
-        return Bend(Operation::NetworkInterfaceState, {Text(networkInterface)},
-                    [&] { return Target().NetworkInterfaceState(networkInterface, state); });
-    }
-    DWORD OnlineGroup(ObjectId group, std::optional<ObjectId> node) override {
-        return Bend(Operation::OnlineGroup, {Text(group), Text(node)},
-                    [&] { return Target().OnlineGroup(group, node); });
-    }
-    DWORD OfflineGroup(ObjectId group) override {
-        return Bend(Operation::OfflineGroup, {Text(group)}, [&] { return Target().OfflineGroup(group); });
-    }
-    DWORD MoveGroup(ObjectId group, std::optional<ObjectId> node) override {
-        return Bend(Operation::MoveGroup, {Text(group), Text(node)}, [&] { return Target().MoveGroup(group, node); });
-    }
-    DWORD OnlineResource(ObjectId resource) override {
-        return Bend(Operation::OnlineResource, {Text(resource)}, [&] { return Target().OnlineResource(resource); });
-    }
-    DWORD OfflineResource(ObjectId resource) override {
-        return Bend(Operation::OfflineResource, {Text(resource)}, [&] { return Target().OfflineResource(resource); });
-    }
-    DWORD PauseNode(ObjectId node) override {
-        return Bend(Operation::PauseNode, {Text(node)}, [&] { return Target().PauseNode(node); });
-    }
-    DWORD ResumeNode(ObjectId node) override {
-        return Bend(Operation::ResumeNode, {Text(node)}, [&] { return Target().ResumeNode(node); });
-    }
-    DWORD EvictNode(ObjectId node) override {
-        return Bend(Operation::EvictNode, {Text(node)}, [&] { return Target().EvictNode(node); });
-    }
-    DWORD RenameGroup(ObjectId group, const std::wstring& newName) override {
-        return Bend(Operation::RenameGroup, {Text(group), newName},
-                    [&] { return Target().RenameGroup(group, newName); });
-    }
-    DWORD SetGroupOwners(ObjectId group, std::span<const ObjectId> nodes) override {
-        StringArray about = {Text(group)};
-        for (const ObjectId node : nodes) about.push_back(Text(node));
-        return Bend(Operation::SetGroupOwners, about, [&] { return Target().SetGroupOwners(group, nodes); });
-    }
-    DWORD AddResourceOwner(ObjectId resource, ObjectId node) override {
-        return Bend(Operation::AddResourceOwner, {Text(resource), Text(node)},
-                    [&] { return Target().AddResourceOwner(resource, node); });
-    }
-    DWORD RemoveResourceOwner(ObjectId resource, ObjectId node) override {
-        return Bend(Operation::RemoveResourceOwner, {Text(resource), Text(node)},
-                    [&] { return Target().RemoveResourceOwner(resource, node); });
-    }
-    DWORD AddDependency(ObjectId resource, ObjectId dependsOn) override {
-        return Bend(Operation::AddDependency, {Text(resource), Text(dependsOn)},
-                    [&] { return Target().AddDependency(resource, dependsOn); });
-    }
-    DWORD RemoveDependency(ObjectId resource, ObjectId dependsOn) override {
-        return Bend(Operation::RemoveDependency, {Text(resource), Text(dependsOn)},
-                    [&] { return Target().RemoveDependency(resource, dependsOn); });
-    }
-    DWORD NetworkIdentifier(ObjectId network, std::wstring& id) override {
-        return Bend(Operation::NetworkIdentifier, {Text(network)},
-                    [&] { return Target().NetworkIdentifier(network, id); });
-    }
-    DWORD InterfaceOf(const std::wstring& node, const std::wstring& network, std::wstring& interfaceName) override {
-        return Bend(Operation::InterfaceOf, {node, network},
-                    [&] { return Target().InterfaceOf(node, network, interfaceName); });
-    }
-    DWORD Control(ObjectId object, std::optional<ObjectId> host, DWORD code, std::span<const BYTE> input,
-                  std::vector<BYTE>& output) override {
-        return Bend(Operation::Control, {Text(object), std::to_wstring(code)},
-                    [&] { return Target().Control(object, host, code, input, output); });
-    }
-    DWORD RootKey(ClusterKeyId& key) override {
-        return Bend(Operation::RootKey, {}, [&] { return Target().RootKey(key); });
-    }
-    DWORD ObjectKey(ObjectId object, ClusterKeyId& key) override {
-        return Bend(Operation::ObjectKey, {Text(object)}, [&] { return Target().ObjectKey(object, key); });
-    }
-    DWORD OpenKey(ClusterKeyId parent, const std::wstring& path, ClusterKeyId& key) override {
-        return Bend(Operation::OpenKey, {path}, [&] { return Target().OpenKey(parent, path, key); });
-    }
-    DWORD CreateKey(ClusterKeyId parent, const std::wstring& path, bool isVolatile, ClusterKeyId& key,
-                    bool& created) override {
-        return Bend(Operation::CreateKey, {path},
-                    [&] { return Target().CreateKey(parent, path, isVolatile, key, created); });
-    }
-    DWORD DeleteKey(ClusterKeyId parent, const std::wstring& path) override {
-        return Bend(Operation::DeleteKey, {path}, [&] { return Target().DeleteKey(parent, path); });
-    }
-    DWORD SubkeyAt(ClusterKeyId key, DWORD index, std::wstring& name) override {
-        return Bend(Operation::SubkeyAt, {std::to_wstring(index)}, [&] { return Target().SubkeyAt(key, index, name); });
-    }
-    DWORD SetValue(ClusterKeyId key, const std::wstring& name, DWORD type, std::span<const BYTE> data) override {
-        return Bend(Operation::SetValue, {name}, [&] { return Target().SetValue(key, name, type, data); });
-    }
-    DWORD DeleteValue(ClusterKeyId key, const std::wstring& name) override {
-        return Bend(Operation::DeleteValue, {name}, [&] { return Target().DeleteValue(key, name); });
-    }
-    DWORD QueryValue(ClusterKeyId key, const std::wstring& name, DWORD& type, std::vector<BYTE>& data) override {
-        return Bend(Operation::QueryValue, {name}, [&] { return Target().QueryValue(key, name, type, data); });
-    }
-    DWORD ValueAt(ClusterKeyId key, DWORD index, std::wstring& name, DWORD& type, std::vector<BYTE>& data) override {
-        return Bend(Operation::ValueAt, {std::to_wstring(index)},
-                    [&] { return Target().ValueAt(key, index, name, type, data); });
-    }
-    platform::ClusterAdministration* Administration() override {
-        const DWORD code = Bend(Operation::Administration, {}, [] { return platform::error::Success; });
-        return code == platform::error::Success ? Target().Administration() : nullptr;
-    }
-    DWORD Transact(const std::function<DWORD()>& steps) override {
-        return Bend(Operation::Transact, {}, [&] { return Target().Transact(steps); });
-    }
+    TESTS_OPERATIONS(TESTS_OVERRIDE)
+#undef TESTS_OVERRIDE
+#undef TESTS_ARGUMENTS
 
 private:
     static constexpr int everyCall = 0;
@@ -303,7 +136,7 @@ private:
 
     class FailingEnumeration final : public platform::ClusterEnumeration {
     public:
-        FailingEnumeration(std::unique_ptr<ClusterEnumeration> target, Items failing)
+        FailingEnumeration(Enumeration target, Items failing)
             : _target(std::move(target)), _failing(std::move(failing)) {}
         DWORD Item(DWORD index, DWORD& type, std::wstring& name) const override {
             const auto found = _failing.find(index);
@@ -311,15 +144,28 @@ private:
         }
 
     private:
-        std::unique_ptr<ClusterEnumeration> _target;
+        Enumeration _target;
         Items _failing;
     };
 
-    std::wstring Text(ObjectId object) {
-        std::wstring name;
-        return Target().NameOf(object, name) == platform::error::Success ? name : L"?";
+    /// What a call was about: the objects and names it was given, and the code of a control operation.
+    template <typename Parameter>
+    StringArray About(Operation operation, std::type_identity_t<Parameter> given) {
+        StringArray about;
+        if constexpr (std::is_same_v<Parameter, const std::wstring&>) {
+            about.push_back(given);
+        } else if constexpr (std::is_same_v<Parameter, DWORD>) {
+            if (operation == Operation::Control) about.push_back(std::to_wstring(given));
+        } else if constexpr (std::is_same_v<Parameter, ObjectId>) {
+            std::wstring name;
+            about.push_back(Target().NameOf(given, name) == platform::error::Success ? name : L"?");
+        } else if constexpr (std::is_same_v<Parameter, std::optional<ObjectId>>) {
+            if (given) about = About<ObjectId>(operation, *given);
+        } else if constexpr (std::is_same_v<Parameter, std::span<const ObjectId>>) {
+            for (const ObjectId object : given) about.push_back(About<ObjectId>(operation, object).front());
+        }
+        return about;
     }
-    std::wstring Text(std::optional<ObjectId> object) { return object ? Text(*object) : std::wstring(); }
 
     /// How this call is bent, if it is.
     std::optional<Bending> Take(Operation operation) {
@@ -333,26 +179,27 @@ private:
         return taken;
     }
 
-    template <typename Run>
-    DWORD Bend(Operation operation, const StringArray& about, const Run& run) {
-        std::wstring line;
-        for (const std::wstring& name : about)
-            if (!name.empty()) line += L" " + name;
+    template <typename... Parameters>
+    DWORD Bend(Operation operation, std::wstring line, DWORD (platform::ClusterService::*run)(Parameters...),
+               std::type_identity_t<Parameters>... given) {
+        for (const StringArray& about : std::initializer_list<StringArray>{About<Parameters>(operation, given)...})
+            for (const std::wstring& text : about) line += L" " + text;
         _calls.emplace_back(operation, line);
         const auto bending = Take(operation);
-        const DWORD code = !bending || bending->isCarriedOut ? run() : bending->code;
-        return bending && code == platform::error::Success ? bending->code : code;
+        if (bending && !bending->isCarriedOut) return bending->code;
+        const DWORD code = (Target().*run)(given...);
+        if (code != platform::error::Success) return code;
+        (BendItems(operation, given), ...);
+        return bending ? bending->code : code;
     }
 
-    template <typename Run>
-    DWORD BendItems(Operation operation, const StringArray& about,
-                    std::unique_ptr<platform::ClusterEnumeration>& enumeration, const Run& run) {
-        const DWORD code = Bend(operation, about, run);
+    void BendItems(Operation operation, Enumeration& list) {
         const auto failing = _failingItems.find(operation);
-        if (code == platform::error::Success && failing != _failingItems.end())
-            enumeration = std::make_unique<FailingEnumeration>(std::move(enumeration), failing->second);
-        return code;
+        if (failing != _failingItems.end())
+            list = std::make_unique<FailingEnumeration>(std::move(list), failing->second);
     }
+    template <typename Other>
+    void BendItems(Operation, const Other&) {}
 
     std::map<Operation, Bending> _bends;
     std::map<Operation, Items> _failingItems;

@@ -1,6 +1,7 @@
 #include <platform/engines/embedded/ClusterModel.h>
 
 #include <platform/base/error_codes.h>
+#include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 
 #include <algorithm>
@@ -46,12 +47,7 @@ bool HasAll(const Table<Record>& table, const std::set<RowId>& ids) {
 }  // namespace
 
 bool IsObjectName(std::wstring_view name) {
-    const auto isFit = [](wchar_t character) {
-        const auto code = static_cast<std::uint32_t>(character);
-        const bool isControl = code < 0x20 || (code >= 0x7F && code < 0xA0);
-        const bool isSurrogate = code >= 0xD800 && code < 0xE000;
-        return !isControl && !isSurrogate && code <= 0x10FFFF;
-    };
+    const auto isFit = [](wchar_t character) { return IsCharacter(character) && !IsControl(character); };
     return !name.empty() && name.size() <= longestName && std::ranges::all_of(name, isFit);
 }
 

@@ -4,12 +4,12 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/engines/embedded/load_section.h>
+#include <platform/store/failures.h>
 
 #include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 
 namespace platform::embedded {
 
@@ -17,14 +17,6 @@ namespace {
 
 constexpr std::int64_t changesKept = 100'000;
 constexpr std::size_t longestChangeText = 8'192;
-
-// The boot of the machine that volatile keys belong to; empty where the system does not tell.
-std::wstring BootIdentifier() {
-    std::ifstream file("/proc/sys/kernel/random/boot_id");
-    std::string line;
-    std::getline(file, line);
-    return FromUtf8(line.substr(0, 64));
-}
 
 std::wstring UserName() {
     passwd entry{};
@@ -74,7 +66,7 @@ DWORD ClusterStore::Create(std::unique_ptr<Database> database, const std::wstrin
     store.reset(new ClusterStore(std::move(database)));
     DWORD code = store->Write([&] { return store->Populate(name); });
     if (code == error::Success) code = store->ReadCluster();
-    if (code == error::Success) code = store->ForgetOtherBoots();
+    if (code == error::Success) code = store->_keys.ForgetEarlierBoots();
     if (code != error::Success) store.reset();
     return code;
 }
@@ -82,7 +74,7 @@ DWORD ClusterStore::Create(std::unique_ptr<Database> database, const std::wstrin
 DWORD ClusterStore::Open(std::unique_ptr<Database> database, std::unique_ptr<ClusterStore>& store) {
     store.reset(new ClusterStore(std::move(database)));
     DWORD code = store->ReadCluster();
-    if (code == error::Success) code = store->ForgetOtherBoots();
+    if (code == error::Success) code = store->_keys.ForgetEarlierBoots();
     if (code == error::Success) code = store->Read([] { return error::Success; });
     if (code != error::Success) store.reset();
     return code;
@@ -102,21 +94,10 @@ DWORD ClusterStore::Populate(const std::wstring& name) {
 
 DWORD ClusterStore::ReadCluster() {
     Statement row(*_database, "SELECT name, root_key FROM cluster WHERE id = 1");
-    if (!row.Next()) return row.Result() != error::Success ? row.Result() : error::FileCorrupt;
+    if (!row.Next()) return row.Result() != error::Success ? row.Result() : Damaged();
     _name = row.Text(0, longestName);
     _rootKey = row.Integer(1, 1);
     return row.Result();
-}
-
-DWORD ClusterStore::ForgetOtherBoots() {
-    const std::wstring boot = BootIdentifier();
-    std::wstring before;
-    if (const DWORD code = _keys.ReadNote(L"boot", before)) return code;
-    if (boot.empty() || boot == before) return error::Success;
-    return Write([&] {
-        const DWORD code = _keys.RemoveVolatileKeys();
-        return code != error::Success ? code : _keys.WriteNote(L"boot", boot);
-    });
 }
 
 DWORD ClusterStore::Refresh() {
@@ -130,11 +111,15 @@ DWORD ClusterStore::Refresh() {
     if (code == error::Success) code = ReadLastChange();
     if (code != error::Success) {
         Forget();
-        return code;
+        return code == error::FileCorrupt ? Damaged() : code;
     }
     _counter = counter;
     _isLoaded = true;
     return error::Success;
+}
+
+DWORD ClusterStore::Damaged() const {
+    return Fail(error::FileCorrupt, L"\"%1\" is damaged: what it holds makes no cluster.", _database->Path());
 }
 
 DWORD ClusterStore::ReadVersions(std::array<std::int64_t, sectionCount>& versions) {
@@ -247,7 +232,10 @@ DWORD ClusterStore::Writing::Begin() {
 DWORD ClusterStore::Writing::End(DWORD code) {
     _isSettled = true;
     if (code == error::Success) code = _store.Flush();
+    std::uint64_t counter = 0;
+    if (code == error::Success) code = _store._database->ReadChangeCounter(counter);
     if (code == error::Success) code = _transaction.Commit();
+    if (code == error::Success) _store._counter = counter;  // the model has what was written: nothing to read again
     if (code != error::Success && _store._edits != _editsBefore) _store.Forget();
     _store._failure = _failureBefore;
     return code;

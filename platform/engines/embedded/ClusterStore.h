@@ -118,9 +118,9 @@ private:
 
     DWORD ReadCluster();
     DWORD Populate(const std::wstring& name);
-    DWORD ForgetOtherBoots();
 
     DWORD Refresh();
+    DWORD Damaged() const;
     DWORD ReadVersions(std::array<std::int64_t, sectionCount>& versions);
     DWORD LoadChanged();
     DWORD ReadLastChange();

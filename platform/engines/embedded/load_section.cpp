@@ -96,11 +96,12 @@ DWORD LoadTypes(Database& database, ClusterModel& model) {
 // Rows of two numbers, the first of which is that of an object of the table.
 template <typename Record, typename Add>
 DWORD LoadPairs(Statement& rows, Table<Record>& table, Add add) {
+    Record* record = nullptr;
     while (rows.Next()) {
         const RowId id = rows.Integer(0, 1);
         const RowId other = rows.Integer(1, 1);
         if (rows.Result() != error::Success) return rows.Result();
-        Record* const record = table.Find(id);
+        if (!record || record->id != id) record = table.Find(id);
         if (!record) return error::FileCorrupt;
         add(*record, other);
     }
@@ -127,9 +128,9 @@ DWORD LoadResources(Database& database, ClusterModel& model) {
         resource.state = Dword(rows, 5, ClusterResourceOnline, ClusterResourceFailed);
     });
     if (code != error::Success) return code;
-    Statement owners(database, "SELECT resource, node FROM possible_owners");
+    Statement owners(database, "SELECT resource, node FROM possible_owners ORDER BY resource, node");
     if (const DWORD failed = LoadPairs(owners, model.resources, [](ResourceRecord& resource, RowId node) {
-            resource.possibleOwners.insert(node);
+            resource.possibleOwners.insert(resource.possibleOwners.end(), node);
         }))
         return failed;
     Statement dependencies(database, "SELECT resource, provider FROM dependencies");

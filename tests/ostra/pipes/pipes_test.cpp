@@ -69,6 +69,17 @@ TEST_F(ATextChannel, CarriesTextsBothWays) {
     EXPECT_TRUE(_events.Take().empty());
 }
 
+TEST_F(ATextChannel, ServesWhoeverComesAsSoonAsTheServerWaits) {
+    for (int call = 0; call < 100; ++call) {
+        PipeServer server(L"talk");
+        ASSERT_EQ(1, OpenFor(server, [] {
+                      PipeClient client(L"talk", L"");
+                      client.Open(0);
+                      client.Send(L"Online");
+                  }));
+    }
+}
+
 // What the other end may be: a program that speaks to the pipe itself.
 class AForeignEnd : public ATextChannel {
 protected:

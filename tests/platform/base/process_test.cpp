@@ -1,4 +1,3 @@
-#include <platform/base/HandleTable.h>
 #include <platform/base/SharedHandle.h>
 #include <platform/base/output.h>
 #include <platform/base/state_directory.h>
@@ -165,23 +164,6 @@ TEST(FileNames, AreSafeWhenTheyNameOneFileOfTheDirectoryAtHand) {
     EXPECT_FALSE(IsSafeFileName({static_cast<wchar_t>(0xD800)}));
     EXPECT_TRUE(IsSafeFileName(std::wstring(100, L'é')));
     EXPECT_FALSE(IsSafeFileName(std::wstring(100, L'é') + L"x"));
-}
-
-TEST(Handles, OnceClosedStayRefusedThoughTheirSlotServesAgain) {
-    HandleTable<HKEY, int> table;
-    const HKEY first = table.Open(std::make_shared<int>(1));
-    ASSERT_EQ(1, *table.Find(first));
-    EXPECT_TRUE(table.Close(first));
-    EXPECT_FALSE(table.Close(first));
-    const HKEY second = table.Open(std::make_shared<int>(2));
-    EXPECT_NE(first, second);
-    EXPECT_EQ(nullptr, table.Find(first));
-    EXPECT_EQ(2, *table.Find(second));
-    EXPECT_EQ(1U, table.OpenCount());
-    int local = 0;
-    for (const void* other : {static_cast<const void*>(nullptr), static_cast<const void*>(&local)})
-        EXPECT_EQ(nullptr, table.Find(reinterpret_cast<HKEY>(const_cast<void*>(other))));
-    EXPECT_EQ(nullptr, table.Find(reinterpret_cast<HKEY>(~std::uintptr_t{0})));
 }
 
 std::vector<HKEY> closed;

@@ -3,6 +3,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/cluster/ClusterAdministration.h>
 #include <platform/engines/embedded/EmbeddedCluster.h>
+#include <platform/store/Database.h>
 #include <tests/support/TemporaryHome.h>
 
 #include <gtest/gtest.h>
@@ -220,6 +221,7 @@ TEST_F(AClusterDirectory, RefusesADescriptionThatIsNone) {
     for (const auto& row : rows) {
         MakeFolder("Tarn", row.description);
         EXPECT_EQ(row.code, Resolve(L"Tarn")) << row.description.substr(0, 60);
+        EXPECT_EQ(row.code != 0, Database::LastMessage(row.code).find(L"clusters/Tarn") != std::wstring::npos);
         EXPECT_EQ((StringArray{L"Tarn"}), ClusterDirectory::Names());
     }
 }

@@ -1,4 +1,5 @@
 #include <platform/base/error_codes.h>
+#include <platform/store/Database.h>
 #include <tests/support/EmbeddedCluster.h>
 
 #include <sqlite3.h>
@@ -9,7 +10,6 @@
 #include <csignal>
 #include <filesystem>
 #include <map>
-#include <thread>
 
 namespace tests {
 namespace {
@@ -175,26 +175,6 @@ TEST_F(AClusterFile, KeepsWhatAKilledProcessHadCommittedAndNothingElse) {
     EXPECT_EQ(0u, service->OfflineGroup(Group(L"G1"))) << "a killed writer holds nobody up";
 }
 
-TEST_F(AClusterFile, TakesTurnsAmongWritersInThreadsAndServices) {
-    const Service other = OpenAnother();
-    constexpr int groupsOfEach = 8;
-    std::vector<std::thread> writers;
-    std::atomic<int> failures = 0;
-    for (int writer = 0; writer < 4; ++writer) {
-        writers.emplace_back([&, writer] {
-            platform::ClusterService& mine = writer % 2 == 0 ? *service : *other;
-            for (int index = 0; index < groupsOfEach; ++index) {
-                ObjectId group;
-                const std::wstring name = L"W" + std::to_wstring(writer) + L"-" + std::to_wstring(index);
-                if (mine.CreateGroup(name, group) != 0 || mine.OnlineGroup(group, std::nullopt) != 0) ++failures;
-            }
-        });
-    }
-    for (std::thread& writer : writers) writer.join();
-    EXPECT_EQ(0, failures);
-    EXPECT_EQ(2u + 4 * groupsOfEach, All(CLUSTER_ENUM_GROUP).size());
-}
-
 TEST_F(AClusterFile, IsSyncedOncePerChangeAndReadOnlyWhereItChanged) {
     service.reset();
     const Meter meter;
@@ -276,6 +256,7 @@ TEST_F(AClusterFile, IsRefusedWhenItsRowsCannotBe) {
         Service opened;
         EXPECT_EQ(error::FileCorrupt, Open(opened)) << mutation;
         EXPECT_FALSE(opened) << mutation;
+        EXPECT_NE(std::wstring::npos, platform::Database::LastMessage(error::FileCorrupt).find(L"cluster.db"));
     }
     std::filesystem::copy_file(sound, File(), std::filesystem::copy_options::overwrite_existing);
     service = OpenAnother();
@@ -337,21 +318,6 @@ TEST_F(AClusterFile, KeepsVolatileKeysUntilTheMachineStartsAnew) {
     service = OpenAnother();
     EXPECT_EQ(error::FileNotFound, service->OpenKey(root, L"Ostra\\Schedule", key));
     EXPECT_EQ(0u, service->OpenKey(root, L"Ostra", key));
-}
-
-TEST_F(AClusterFile, IsFoundByItsClustersNameAndMissedWhenDeleted) {
-    Service made;
-    Service found;
-    std::wstring name;
-    EXPECT_EQ(0u, platform::ClusterDirectory::Create(L"Made", L"embedded", made));
-    EXPECT_EQ(0u, platform::ClusterDirectory::Resolve(L"MADE", found));
-    EXPECT_EQ(made, found);
-    EXPECT_EQ(0u, found->Information(name));
-    EXPECT_EQ(L"Made", name);
-    EXPECT_EQ(0u, platform::ClusterDirectory::Delete(L"Made"));
-    EXPECT_NE(0u, found->Information(name));
-    EXPECT_NE(0u, found->Administration()->AddNode(L"N1"));
-    EXPECT_EQ(error::InvalidName, platform::CreateEmbeddedCluster(L"", made));
 }
 
 }  // namespace

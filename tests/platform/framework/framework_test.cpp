@@ -114,35 +114,6 @@ TEST(AnArchive, RefusesToWorkAgainstItsMode) {
     EXPECT_EQ((Bytes{1, 2, 3, 4}), bytes);
 }
 
-class Witness : public CObject {
-public:
-    explicit Witness(int& destroyed) : _destroyed(&destroyed) {}
-    ~Witness() override { ++*_destroyed; }
-
-private:
-    int* _destroyed;
-};
-
-TEST(Containers, NeverOwnWhatTheyPointAt) {
-    int destroyed = 0;
-    Witness one(destroyed), other(destroyed);
-    {
-        CMapStringToOb map;
-        CObList list;
-        CPtrList pointers;
-        map.SetAt(L"b", &one);
-        map.SetAt(L"b", &other);
-        map.SetAt(L"a", &one);
-        map.SetAt(L"B", &one);
-        list.AddTail(&one);
-        pointers.AddTail(&one);
-        list.RemoveAll();
-        EXPECT_EQ(0, list.GetCount());
-        EXPECT_EQ(&one, pointers.GetTail());
-    }
-    EXPECT_EQ(0, destroyed);
-}
-
 TEST(Containers, FindByExactNameAndVisitInNameOrder) {
     CMapStringToOb map;
     CObList one, other;

@@ -150,6 +150,19 @@ protected:
     DWORD code = 0;
 };
 
+// Stops in a checkpoint, until it is signalled, at the point where it has read the head of the log and not yet looked
+// how many of its frames are in the file.
+int StopWithin(Process& self, const std::function<int()>& checkpoint) {
+    self.Signal();
+    self.Await();
+    beforeUnfetch = [&] {
+        beforeUnfetch = nullptr;
+        self.Signal();
+        return self.Await() ? 0 : 1;
+    };
+    return checkpoint();
+}
+
 // A checkpointer has read the head of the log, whose frames are all in the file, and not yet looked how many are; then
 // a writer begins the log anew. The checkpointer takes the new log for as long as the old one was, and its commits are
 // lost.
@@ -160,14 +173,8 @@ TEST_F(ADatabase, WouldLoseCommitsWithoutALockForCheckpointers) {
         sqlite3* raw = nullptr;
         sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE, BentLayer());
         Execute(raw, "SELECT count(*) FROM notes");
-        self.Signal();
-        self.Await();
-        beforeUnfetch = [&] {
-            beforeUnfetch = nullptr;
-            self.Signal();
-            return self.Await() ? 0 : 1;
-        };
-        const int status = sqlite3_wal_checkpoint_v2(raw, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+        const int status = StopWithin(
+            self, [&] { return sqlite3_wal_checkpoint_v2(raw, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr); });
         sqlite3_close(raw);
         return status;
     });
@@ -193,14 +200,7 @@ TEST_F(ADatabase, KeepsCommitsThatRaceACheckpoint) {
     Process checkpointer([&](Process& self) {
         const auto database = Open({.vfs = BentLayer()});
         Count(*database);
-        self.Signal();
-        self.Await();
-        beforeUnfetch = [&] {
-            beforeUnfetch = nullptr;
-            self.Signal();
-            return self.Await() ? 0 : 1;
-        };
-        return static_cast<int>(database->Checkpoint());
+        return StopWithin(self, [&] { return static_cast<int>(database->Checkpoint()); });
     });
     ASSERT_TRUE(checkpointer.Await());
     auto database = Open({.lockTimeout = 0});
@@ -304,7 +304,7 @@ TEST_F(ADatabase, IsNotMixedWithTheLogOfTheFileThatItReplaced) {
     std::filesystem::rename(home.Path() / "backup.db", path);
     EXPECT_EQ(nullptr, Open());
     EXPECT_EQ(error::FileInvalid, code);
-    EXPECT_NE(std::wstring::npos, Database::LastMessage().find(L"-wal"));
+    EXPECT_NE(std::wstring::npos, Database::LastMessage(code).find(L"-wal"));
     std::filesystem::remove(path + "-wal");
     std::filesystem::remove(path + "-shm");
     EXPECT_EQ(L"restored", Text(*Open(), 1));
@@ -336,7 +336,7 @@ TEST_F(ADatabase, RefusesAFileThatIsNotItsOwnAndLeavesItAsItIs) {
         for (const OpenMode mode : {OpenMode::CreateIfMissing, OpenMode::MustExist}) {
             EXPECT_EQ(nullptr, Open({}, mode)) << row.what;
             EXPECT_EQ(row.code, code) << row.what;
-            EXPECT_NE(std::wstring::npos, Database::LastMessage().find(L"test.db")) << row.what;
+            EXPECT_NE(std::wstring::npos, Database::LastMessage(code).find(L"test.db")) << row.what;
         }
         EXPECT_EQ(row.content, Content()) << row.what;
     }
@@ -372,8 +372,10 @@ TEST_F(ADatabase, IsOpenedAnewAfterASyncThatFailed) {
     const auto database = Open({.vfs = BentLayer()});
     ASSERT_EQ(error::Success, Write(*database, "first", 1));
     beforeSync = [] { return SQLITE_IOERR_FSYNC; };
-    EXPECT_NE(error::Success, Write(*database, "doubtful", 1));
-    EXPECT_FALSE(Database::LastMessage().empty());
+    code = Write(*database, "doubtful", 1);
+    EXPECT_NE(error::Success, code);
+    EXPECT_NE(L"", Database::LastMessage(code));
+    EXPECT_EQ(L"", Database::LastMessage(error::KeyHasChildren)) << "words of another failure";
     beforeSync = nullptr;
     std::uint64_t counter = 0;
     EXPECT_EQ(error::Success, database->ReadChangeCounter(counter));
@@ -448,6 +450,12 @@ TEST_F(ADatabase, ShowsAReaderOneStateAndCountsChangesOnce) {
     EXPECT_EQ(error::Success, Write(*reader, "own"));
     EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
     EXPECT_NE(before, counter);
+    for (const auto* other : {&reader, &writer, &reader, &writer}) {
+        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(before));
+        EXPECT_EQ(error::Success, Write(**other, "seen at a glance"));
+        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(counter));
+        EXPECT_NE(before, counter);
+    }
 }
 
 TEST_F(ADatabase, KeepsItsLogShortThoughStatementsAreCutShort) {
