@@ -43,6 +43,7 @@ void RequestListener::Listen() {
         Converse();
         DisconnectNamedPipe(_pipe);
     }
+    if (!_isStopping) CloseHandle(_pipe);  // nobody is to wait for an answer that will not come
 }
 
 bool RequestListener::AwaitClient() {

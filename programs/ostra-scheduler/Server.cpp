@@ -4,7 +4,6 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
-#include <programs/ostra-scheduler/JobExecution.h>
 #include <programs/ostra-scheduler/ServiceNotices.h>
 #include <programs/support/ExitCode.h>
 #include <programs/support/ScheduleTime.h>
@@ -120,39 +119,45 @@ bool Server::Load(const std::wstring& name, ServedCluster& cluster, std::vector<
 
 // No other scheduler is alive, and this one has nothing under way while it looks.
 void Server::Settle(const DueJob& begun) {
+    const DWORD code = ScheduleStore(begun.service).Finish(begun.job.line);
+    if (code) return ReportStuck(begun.job, L"was begun and cannot be removed", code);
+    if (_stuck.erase(begun.job.line)) return;  // begun by this scheduler, which has reported what became of it
     _journal.Warn(Name(begun.job) + L" had begun when its scheduler ended, and is not carried out again; " +
                   StandingOf(begun.job) + L".");
-    Finish(begun);
 }
 
 void Server::Drop(const DueJob& missed) {
     const DWORD code = ScheduleStore(missed.service).Remove(missed.job.line);
     if (code == error::FileNotFound) return;
-    _journal.Warn(Name(missed.job) + L" was missed, for its time passed while no scheduler was there; it is " +
-                  (code ? L"still on the schedule: " + Cause(code) : L"dropped."));
+    if (code) return ReportStuck(missed.job, L"was missed and cannot be removed", code);
+    _stuck.erase(missed.job.line);
+    _journal.Warn(Name(missed.job) + L" was missed, for its time passed while no scheduler was there; it is dropped.");
 }
 
 bool Server::Execute(const DueJob& due) {
-    const DWORD code = ScheduleStore(due.service).Begin(due.job.line);
+    DWORD code = ScheduleStore(due.service).Begin(due.job.line);
     if (code == error::FileNotFound) return false;  // removed meanwhile
     if (code) {
-        _journal.Fail(Name(due.job) + L" cannot be begun: " + Cause(code));
+        ReportStuck(due.job, L"cannot be begun", code);
         return false;
     }
-    const Outcome outcome = CarryOut(due.job);
-    switch (outcome.kind) {
-        case Outcome::Kind::Reached: _journal.Inform(Name(due.job) + L" is done: " + outcome.text + L"."); break;
-        case Outcome::Kind::Pending: _journal.Warn(Name(due.job) + L" has not settled: " + outcome.text + L"."); break;
-        case Outcome::Kind::Missed: _journal.Fail(Name(due.job) + L" failed: " + outcome.text + L"."); break;
-    }
-    Finish(due);
+    _stuck.erase(due.job.line);
+    Report(due.job, CarryOut(due.job));
+    code = ScheduleStore(due.service).Finish(due.job.line);
+    if (code) ReportStuck(due.job, L"was carried out and cannot be removed", code);
     return true;
 }
 
-void Server::Finish(const DueJob& done) {
-    const DWORD code = ScheduleStore(done.service).Finish(done.job.line);
-    if (code && code != error::FileNotFound)
-        _journal.Fail(Name(done.job) + L" was carried out and cannot be removed: " + Cause(code));
+void Server::Report(const ScheduledJob& job, const Outcome& outcome) {
+    switch (outcome.kind) {
+        case Outcome::Kind::Reached: return _journal.Inform(Name(job) + L" is done: " + outcome.text + L".");
+        case Outcome::Kind::Pending: return _journal.Warn(Name(job) + L" has not settled: " + outcome.text + L".");
+        case Outcome::Kind::Missed: return _journal.Fail(Name(job) + L" failed: " + outcome.text + L".");
+    }
+}
+
+void Server::ReportStuck(const ScheduledJob& job, const wchar_t* what, DWORD code) {
+    if (_stuck.insert(job.line).second) _journal.Fail(Name(job) + L" " + what + L": " + Cause(code));
 }
 
 DWORD Server::UntilNextLook() const {

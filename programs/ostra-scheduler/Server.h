@@ -1,6 +1,7 @@
 #pragma once
 
 #include <platform/base/types.h>
+#include <programs/ostra-scheduler/JobExecution.h>
 #include <programs/ostra-scheduler/Journal.h>
 #include <programs/ostra-scheduler/Waiter.h>
 #include <programs/support/ScheduleRequest.h>
@@ -10,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -50,13 +52,15 @@ private:
     void Settle(const DueJob& begun);
     void Drop(const DueJob& missed);
     bool Execute(const DueJob& due);
-    void Finish(const DueJob& done);
+    void Report(const ScheduledJob& job, const Outcome& outcome);
+    void ReportStuck(const ScheduledJob& job, const wchar_t* what, DWORD code);
     DWORD UntilNextLook() const;
     void FollowClock(TimeValue before, TimeValue now);
 
     Waiter& _waiter;
     Journal& _journal;
     std::map<std::wstring, ServedCluster> _clusters;
+    std::set<std::wstring> _stuck;  // lines of jobs whose trouble was reported and is tried anew at each look
     std::optional<TimeValue> _nextDue;
     std::atomic<TimeValue> _attendedFrom;  // jobs of an earlier time are missed
 };

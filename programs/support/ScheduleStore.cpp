@@ -66,8 +66,9 @@ public:
     std::size_t RemoveDuplicates() {
         const int before = _table.Count();
         _table.Purge();
-        _table.Persist();
-        return static_cast<std::size_t>(before - _table.Count());
+        const int removed = before - _table.Count();
+        if (removed > 0) _table.Persist();  // else the text is as good as it was
+        return static_cast<std::size_t>(removed);
     }
 
 private:

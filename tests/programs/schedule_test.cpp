@@ -69,10 +69,11 @@ public:
     }
     DWORD Transact(const std::function<DWORD()>& steps) override {
         if (beforeTransaction) beforeTransaction();
-        return Target().Transact(steps);
+        return refusal ? refusal : Target().Transact(steps);
     }
     std::function<void()> atMove;
     std::function<void()> beforeTransaction;
+    DWORD refusal = 0;  // of every transaction, when it is not 0
     int moves = 0;
 };
 
@@ -303,6 +304,25 @@ TEST_F(Schedule, NeverRepeatsAJobWhoseSchedulerWasKilledBeforeItRemovedIt) {
     EXPECT_EQ("N2", OwnerOf("A"));
     EXPECT_EQ(0u, Count());
     EXPECT_TRUE(Has(Reports(), "not carried out again; group A is offline on N2"));
+}
+
+TEST_F(Schedule, NeverRepeatsAJobThatCannotBeRemoved) {
+    const auto cluster = std::make_shared<EventfulCluster>(Service());
+    cluster->atMove = [&] { cluster->refusal = platform::error::DiskFull; };
+    platform::ClusterDirectory::Register(L"demo", cluster);
+    Add("22:14", "Move", "A");
+    PassingTime waiter(clock, 10);
+    Serve(waiter);
+    EXPECT_EQ(1, cluster->moves);
+    const std::string reports = Reports();
+    const std::string stuck = "was carried out and cannot be removed";
+    EXPECT_TRUE(Has(reports, stuck)) << reports;
+    EXPECT_EQ(reports.find(stuck), reports.rfind(stuck)) << "told once: " << reports;
+    cluster->refusal = 0;
+    EXPECT_EQ(0u, CarryOutOnce());
+    EXPECT_EQ(1, cluster->moves);
+    EXPECT_EQ(0u, Count());
+    platform::ClusterDirectory::Register(L"demo", nullptr);
 }
 
 TEST_F(Schedule, ReportsAJobThatDidNotDoWhatItShould) {
