@@ -172,17 +172,22 @@ std::string Hexadecimal(const std::vector<BYTE>& data) {
 
 }  // namespace
 
+// A key that cannot be read to its end is no shorter list, but a failure.
 StringArray KeyTree::Subkeys(HKEY key) {
     StringArray names;
     std::wstring name;
-    for (DWORD index = 0; SubkeyAt(key, index, name) == error::Success; ++index) names.push_back(name);
+    DWORD code = error::Success;
+    for (DWORD index = 0; (code = SubkeyAt(key, index, name)) == error::Success; ++index) names.push_back(name);
+    if (code != error::NoMoreItems) throw Refusal("The subkeys cannot be read", code);
     return names;
 }
 
 std::vector<KeyValue> KeyTree::Values(HKEY key) {
     std::vector<KeyValue> values;
     KeyValue value;
-    for (DWORD index = 0; ValueAt(key, index, value) == error::Success; ++index) values.push_back(value);
+    DWORD code = error::Success;
+    for (DWORD index = 0; (code = ValueAt(key, index, value)) == error::Success; ++index) values.push_back(value);
+    if (code != error::NoMoreItems) throw Refusal("The values cannot be read", code);
     return values;
 }
 

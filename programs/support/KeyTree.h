@@ -32,6 +32,7 @@ public:
     virtual DWORD DeleteValue(HKEY key, const std::wstring& name) = 0;
     virtual DWORD DeleteKey(HKEY parent, const std::wstring& name) = 0;
 
+    /// All of them; ends the command when one cannot be read.
     StringArray Subkeys(HKEY key);
     std::vector<KeyValue> Values(HKEY key);
 };
