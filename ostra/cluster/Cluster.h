@@ -12,6 +12,7 @@
 #include <vector>
 
 class Disk;
+class ExpertGroup;
 class Group;
 class NetworkAdapter;
 class NetworkAdapters;
@@ -151,6 +152,18 @@ public:
     /// Creates a group, offline, with its parameters and preferred owners (PreferredOwners=REG_SZ:N1#N2#). On success
     /// it is in `GroupsPtr` and the cluster's. When the cluster refused it, it is not there and the caller's to delete.
     Group* CreateGroup(const std::wstring& groupName, const StringArray* parameters);
+    /// Creates a group with its resources from the group template `expertGroupType`; ExpertGroup::Create says what of
+    /// it may be missing. `lists` are the parameters of the template's kinds. Null when there is no such template.
+    /// When the cluster has the group, the result is in `GroupsPtr` and the cluster's; its resources are in its own
+    /// collection only. When the cluster refused it, it is not there and the caller's to delete.
+    ExpertGroup* CreateGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
+                             const std::vector<StringArray*>& lists, const StringArray* groupParameters);
+    /// Applies a group template to a known group as ExpertGroup::Change does. Null when template or group is not known.
+    /// The result is the caller's to delete, also when a kind failed (event log); it shares its resources with the
+    /// object in `GroupsPtr`, which stays, and acts only while this cluster lives. `unused` is handed on.
+    ExpertGroup* ChangeGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
+                             const std::vector<StringArray*>& lists, const StringArray* existingNames,
+                             const StringArray* unused);
     /// Creates a resource in a known group; null when the group is not known. The result is in `ResourcesPtr` and the
     /// cluster's, whether the cluster accepted it or not. The type stays the caller's and must outlive it.
     Resource* CreateResource(const std::wstring& groupName, const std::wstring& resourceName, ResourceType* type,
@@ -200,6 +213,7 @@ private:
     Group* OpenListedGroup(const std::wstring& groupName, const wchar_t* unknownGroup);
     void AppendOwners(std::vector<HNODE>& owners, const StringArray& nodeNames);
     static HNODE OpenedHandle(Node& node);
+    void Keep(const std::shared_ptr<Group>& group);
 
     std::shared_ptr<Kept> _kept;  // what no collection owns: former connections, and objects made on our behalf
 };

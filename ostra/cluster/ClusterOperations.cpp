@@ -6,6 +6,8 @@
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/Resource.h>
 #include <ostra/cluster/display.h>
+#include <ostra/wizard/ExpertGroup.h>
+#include <ostra/wizard/ExpertWizard.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
@@ -133,9 +135,52 @@ Group* Cluster::CreateGroup(const std::wstring& groupName, const StringArray* pa
     }
     if (parameters && !parameters->empty()) SetPreferredOwners(made.get(), parameters);
     const std::shared_ptr<Group> group = std::move(made);
-    _kept->push_back(group);
-    if (_groups) _groups->SetAt(groupName, group.get());
+    Keep(group);
     return group.get();
+}
+
+ExpertGroup* Cluster::CreateGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
+                                  const std::vector<StringArray*>& lists, const StringArray* groupParameters) {
+    SetStatusBarText(L"Creating Expert Group " + groupName, 0);
+    if (!ExpertWizard().IsValidExpertGroupType(expertGroupType)) {
+        DisplayFailure(_error, L"Cluster::CreateGroup( ). Invalid Expert Group type " + expertGroupType);
+        return nullptr;
+    }
+    auto made = MakeOrNull<ExpertGroup>(groupName, expertGroupType, _clusterHandle, _clusterName);
+    if (!made) return nullptr;
+    if (!made->Create(lists, groupParameters, 1)) {
+        DisplayFailure(_error, L"Cluster::CreateGroup( ). Failure creating ExpertGroup:" + groupName);
+        return made.release();
+    }
+    const std::shared_ptr<ExpertGroup> group = std::move(made);
+    Keep(group);
+    return group.get();
+}
+
+ExpertGroup* Cluster::ChangeGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
+                                  const std::vector<StringArray*>& lists, const StringArray* existingNames,
+                                  const StringArray* unused) {
+    if (!ExpertWizard().IsValidExpertGroupType(expertGroupType)) {
+        _eventViewer << L"Cluster::ChangeGroup( ). Invalid Expert Group type " + expertGroupType;
+        return nullptr;
+    }
+    const Group* group = ListedGroup(groupName);
+    if (!group) {
+        DisplayFailure(_error, L"Cluster::ChangeGroup( ). Group not found:" + groupName);
+        return nullptr;
+    }
+    auto changed = MakeOrNull<ExpertGroup>(*group);
+    if (!changed) return nullptr;
+    changed->GetWizardGUI(expertGroupType);
+    if (!changed->Change(lists, unused, existingNames, 1)) {
+        _eventViewer << L"Cluster::ChangeGroup( ). Failure creating ExpertGroup:" + groupName;
+    }
+    return changed.release();
+}
+
+void Cluster::Keep(const std::shared_ptr<Group>& group) {
+    _kept->push_back(group);
+    if (_groups) _groups->SetAt(group->Name(), group.get());
 }
 
 Resource* Cluster::CreateResource(const std::wstring& groupName, const std::wstring& resourceName, ResourceType* type,

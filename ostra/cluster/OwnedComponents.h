@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 class ClusterComponent;
@@ -34,6 +35,8 @@ public:
     void Store(const std::wstring& name, std::unique_ptr<ClusterComponent> component);
     /// Lists the object under its own name and marks the collection as changed.
     void Add(std::unique_ptr<ClusterComponent> component);
+    /// Keeps an object that members point at, until the last of them is gone.
+    void Accompany(std::unique_ptr<ClusterComponent> object) { _companions.push_back(std::move(object)); }
     /// Takes the entry with that key out, and deletes the object when it is a member. An unknown name changes nothing.
     void Delete(const std::wstring& name);
 
@@ -44,6 +47,7 @@ private:
     void UnlistElsewhere(const Objects& leaving);
 
     ClusterComponents _index;
+    std::vector<std::unique_ptr<ClusterComponent>> _companions;  // before the members, which use them to their end
     std::vector<std::unique_ptr<ClusterComponent>> _members;
     std::vector<std::weak_ptr<ClusterComponents>> _otherIndexes;
 };
