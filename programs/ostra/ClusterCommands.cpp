@@ -1,11 +1,10 @@
 #include <platform/base/error_codes.h>
-#include <platform/base/format.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Ipv4.h>
 
-#include <charconv>
 #include <optional>
 #include <set>
 
@@ -21,32 +20,6 @@ namespace {
 
 [[noreturn]] void Misuse(const std::string& text) {
     throw CommandError(ExitCode::Usage, text);
-}
-
-/// A whole text as a number; nothing when it is none or above `largest`.
-std::optional<DWORD> NumberOf(std::string_view text, DWORD largest, int base = 10) {
-    DWORD number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, problem] = std::from_chars(text.data(), end, number, base);
-    if (text.empty() || problem != std::errc() || stop != end || number > largest) return std::nullopt;
-    return number;
-}
-
-std::optional<DWORD> AddressOf(std::string_view text) {
-    DWORD address = 0;
-    for (int unit = 0; unit < 4; ++unit) {
-        const std::size_t dot = text.find('.');
-        if ((dot == std::string_view::npos) != (unit == 3)) return std::nullopt;
-        const std::optional<DWORD> number = NumberOf(text.substr(0, dot), 255);
-        if (!number) return std::nullopt;
-        address = address << 8 | *number;
-        text = dot == std::string_view::npos ? std::string_view() : text.substr(dot + 1);
-    }
-    return address;
-}
-
-std::wstring Dotted(DWORD address) {
-    return platform::Format(L"%u.%u.%u.%u", address >> 24, address >> 16 & 255, address >> 8 & 255, address & 255);
 }
 
 std::vector<std::string> Pieces(const std::string& text, char separator) {
@@ -66,19 +39,20 @@ NetworkDescription ParseNetwork(const std::string& text) {
     if (equals == std::string::npos || equals == 0) Misuse("\"" + text + "\" is no network." + form);
     const std::vector<std::string> pieces = Pieces(text.substr(equals + 1), ',');
     const std::size_t slash = pieces[0].find('/');
-    const std::optional<DWORD> address = AddressOf(pieces[0].substr(0, slash));
+    const std::optional<DWORD> address = ParseIpv4(pieces[0].substr(0, slash));
     const std::optional<DWORD> prefix =
-        slash == std::string::npos ? std::nullopt : NumberOf(pieces[0].substr(slash + 1), 30);
+        slash == std::string::npos ? std::nullopt : ParseNumber(pieces[0].substr(slash + 1), 30);
     if (!address || !prefix || *prefix == 0)
         Misuse("\"" + pieces[0] + "\" is no subnet with a prefix of 1 to 30." + form);
     const DWORD mask = ~DWORD{0} << (32 - *prefix);
     if (*address & ~mask)
-        Misuse("\"" + pieces[0] + "\" is an address within a subnet; the subnet is " + ToUtf8(Dotted(*address & mask)) +
+        Misuse("\"" + pieces[0] + "\" is an address within a subnet; the subnet is " + FormatIpv4(*address & mask) +
                "/" + std::to_string(*prefix));
-    NetworkDescription network{FromUtf8(text.substr(0, equals)), Dotted(*address), Dotted(mask), 3, L""};
+    NetworkDescription network{FromUtf8(text.substr(0, equals)), FromUtf8(FormatIpv4(*address)),
+                               FromUtf8(FormatIpv4(mask)), 3, L""};
     for (std::size_t i = 1; i < pieces.size(); ++i) {
         const std::optional<DWORD> role =
-            pieces[i].starts_with("role=") ? NumberOf(pieces[i].substr(5), 3) : std::nullopt;
+            pieces[i].starts_with("role=") ? ParseNumber(pieces[i].substr(5), 3) : std::nullopt;
         if (!role) Misuse("\"" + pieces[i] + "\" is no role." + form);
         network.role = *role;
     }
@@ -91,12 +65,12 @@ SharedDisk ParseDisk(const std::string& text, DWORD number) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0) Misuse("\"" + text + "\" is no disk." + form);
     const std::vector<std::string> pieces = Pieces(text.substr(equals + 1), ',');
-    const std::optional<DWORD> signature = NumberOf(pieces[0], 0xFFFFFFFF, 16);
+    const std::optional<DWORD> signature = ParseNumber(pieces[0], 0xFFFFFFFF, 16);
     if (!signature || *signature == 0) Misuse("\"" + pieces[0] + "\" is no hexadecimal signature." + form);
     platform::DiskPartition partition{FromUtf8(text.substr(0, equals)), L"", 0};
     for (std::size_t i = 1; i < pieces.size(); ++i) {
         const std::optional<DWORD> serial =
-            pieces[i].starts_with("serial=") ? NumberOf(pieces[i].substr(7), 0xFFFFFFFF, 16) : std::nullopt;
+            pieces[i].starts_with("serial=") ? ParseNumber(pieces[i].substr(7), 0xFFFFFFFF, 16) : std::nullopt;
         if (serial)
             partition.serialNumber = *serial;
         else if (pieces[i].starts_with("label="))

@@ -63,6 +63,9 @@ void AddCommands(CLI::App& app, Run& run) {
     AddResourceCommands(app, run);
     AddTypeCommands(app, run);
     AddDiskCommands(app, run);
+    AddNetworkCommands(app, run);
+    AddInterfaceCommands(app, run);
+    AddPoolCommands(app, run);
     AddRegistryCommands(app, run);
     AddDebugCommands(app, run);
     AddEventCommands(app, run);

@@ -1,7 +1,9 @@
+#include <platform/base/text.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Ipv4.h>
 #include <programs/support/Objects.h>
 
-#include <platform/base/text.h>
+#include <algorithm>
 
 namespace programs {
 
@@ -17,6 +19,10 @@ Json ReadStatus(Context& context) {
         for (Resource* resource : ResourcesOf(*group)) summary["resources"].push_back(Summary(*resource));
         status["groups"].push_back(std::move(summary));
     }
+    status["networks"] = Json::array();
+    for (Network* network : NetworksOf(context)) status["networks"].push_back(Summary(*network));
+    status["interfaces"] = Json::array();
+    for (NetworkInterface* interface : InterfacesOf(context)) status["interfaces"].push_back(Summary(*interface));
     return status;
 }
 
@@ -24,63 +30,93 @@ std::string Field(const Json& object, const char* key) {
     return TextOf(object[key]);
 }
 
-std::size_t WidestName(const Json& status) {
-    std::size_t width = 0;
-    for (const Json& node : status["nodes"]) width = std::max(width, WidthOf(Field(node, "name")));
-    for (const Json& group : status["groups"]) {
-        width = std::max(width, WidthOf(Field(group, "name")));
-        for (const Json& resource : group["resources"]) width = std::max(width, WidthOf(Field(resource, "name")) + 2);
-    }
-    return width;
+/// What stands on one line below a heading.
+struct Row {
+    std::size_t margin = 0;
+    std::string name;
+    std::string note;
+    std::string state;
+};
+
+struct Section {
+    std::string heading;
+    std::string whenEmpty;
+    std::vector<Row> rows;
+};
+
+Section NodeSection(const Json& status) {
+    Section section{"Nodes", "none", {}};
+    for (const Json& node : status["nodes"]) section.rows.push_back({2, Field(node, "name"), "", Field(node, "text")});
+    return section;
 }
 
-std::size_t WidestType(const Json& status) {
-    std::size_t width = 0;
+Section GroupSection(const Json& status) {
+    Section section{"Groups", "none; make one with: ostra group create NAME", {}};
     for (const Json& group : status["groups"]) {
-        width = std::max(width, WidthOf(Field(group, "owner")) + 3);
-        for (const Json& resource : group["resources"]) width = std::max(width, WidthOf(Field(resource, "type")));
+        section.rows.push_back({2, Field(group, "name"), "on " + Field(group, "owner"), Field(group, "text")});
+        for (const Json& resource : group["resources"])
+            section.rows.push_back({4, Field(resource, "name"), Field(resource, "type"), Field(resource, "text")});
     }
-    return width;
+    return section;
 }
 
+std::string SubnetOf(const Json& network) {
+    return SubnetText(Field(network, "address"), Field(network, "mask"));
+}
+
+Section NetworkSection(const Json& status) {
+    Section section{"Networks", "none", {}};
+    for (const Json& network : status["networks"]) {
+        section.rows.push_back({2, Field(network, "name"), SubnetOf(network), Field(network, "text")});
+        for (const Json& interface : status["interfaces"])
+            if (interface["network"] == network["name"])
+                section.rows.push_back(
+                    {4, Field(interface, "name"), Field(interface, "address"), Field(interface, "text")});
+    }
+    return section;
+}
+
+/// Sections whose columns align over all of them.
 class StatusText {
 public:
-    StatusText(const TextWriter& writer, const Json& status)
-        : _writer(writer), _status(status), _nameWidth(WidestName(status)), _typeWidth(WidestType(status)) {}
+    StatusText(const TextWriter& writer, std::vector<Section> sections)
+        : _writer(writer), _sections(std::move(sections)) {
+        for (const Section& section : _sections) {
+            for (const Row& row : section.rows) {
+                _nameWidth = std::max(_nameWidth, row.margin + WidthOf(row.name));
+                _noteWidth = std::max(_noteWidth, WidthOf(row.note));
+            }
+        }
+    }
 
     void Write() {
-        _writer.Line("Cluster " + Field(_status, "cluster"), Tone::Strong);
-        _writer.Line();
-        _writer.Line("Nodes", Tone::Strong);
-        for (const Json& node : _status["nodes"]) Row("  ", Field(node, "name"), "", Field(node, "text"));
-        _writer.Line();
-        _writer.Line("Groups", Tone::Strong);
-        if (_status["groups"].empty()) _writer.Line("  none; make one with: ostra group create NAME", Tone::Faint);
-        for (const Json& group : _status["groups"]) {
-            Row("  ", Field(group, "name"), "on " + Field(group, "owner"), Field(group, "text"));
-            for (const Json& resource : group["resources"])
-                Row("    ", Field(resource, "name"), Field(resource, "type"), Field(resource, "text"));
+        for (const Section& section : _sections) {
+            _writer.Line();
+            _writer.Line(section.heading, Tone::Strong);
+            if (section.rows.empty()) _writer.Line("  " + section.whenEmpty, Tone::Faint);
+            for (const Row& row : section.rows) Write(row);
         }
     }
 
 private:
-    void Row(const std::string& margin, const std::string& name, const std::string& middle, const std::string& text) {
-        const std::size_t room = _nameWidth + 4 - margin.size();
-        _writer.Write(margin + name + std::string(room - std::min(room, WidthOf(name)) + 2, ' '));
-        _writer.Write(middle + std::string(_typeWidth - std::min(_typeWidth, WidthOf(middle)) + 2, ' '), Tone::Faint);
-        _writer.Line(text, ToneOfState(text));
+    void Write(const Row& row) {
+        const std::size_t nameEnd = row.margin + WidthOf(row.name);
+        _writer.Write(std::string(row.margin, ' ') + row.name + std::string(_nameWidth - nameEnd + 2, ' '));
+        _writer.Write(row.note + std::string(_noteWidth - WidthOf(row.note) + 2, ' '), Tone::Faint);
+        _writer.Line(row.state, ToneOfState(row.state));
     }
 
     TextWriter _writer;
-    const Json& _status;
-    std::size_t _nameWidth;
-    std::size_t _typeWidth;
+    std::vector<Section> _sections;
+    std::size_t _nameWidth = 0;
+    std::size_t _noteWidth = 0;
 };
 
 void ShowStatus(Context& context) {
     const Json status = ReadStatus(context);
     if (context.options.isJson) return context.PrintJson(status);
-    StatusText(context.Text(), status).Write();
+    context.Text().Line("Cluster " + Field(status, "cluster"), Tone::Strong);
+    StatusText(context.Text(), {NodeSection(status), GroupSection(status), NetworkSection(status)}).Write();
 }
 
 /// One line of the outline, and those below it.
@@ -123,6 +159,15 @@ Outline::Entry GroupEntry(const Json& group) {
     return entry;
 }
 
+Outline::Entry NetworkEntry(const Json& network, const Json& interfaces) {
+    Outline::Entry entry{Field(network, "name"), SubnetOf(network), Field(network, "text"), {}};
+    for (const Json& interface : interfaces)
+        if (interface["network"] == network["name"])
+            entry.below.push_back(
+                {Field(interface, "name"), Field(interface, "address"), Field(interface, "text"), {}});
+    return entry;
+}
+
 void ShowTree(Context& context) {
     const Json status = ReadStatus(context);
     if (context.options.isJson) return context.PrintJson(status);
@@ -133,16 +178,18 @@ void ShowTree(Context& context) {
             if (Field(group, "owner") == Field(node, "name")) entry.below.push_back(GroupEntry(group));
         root.below.push_back(std::move(entry));
     }
+    for (const Json& network : status["networks"]) root.below.push_back(NetworkEntry(network, status["interfaces"]));
     Outline(context.Text()).Write(root);
 }
 
 }  // namespace
 
 void AddStatusCommands(CLI::App& app, Run& run) {
-    AddCommand(app, run, "status", "Shows nodes, groups and resources with their states",
+    AddCommand(app, run, "status", "Shows nodes, groups, resources and networks with their states",
                {"status", "status --json", "--cluster east status"}, Effect::Reads, ShowStatus);
-    AddCommand(app, run, "tree", "Draws the cluster as an outline: nodes, their groups, their resources", {"tree"},
-               Effect::Reads, ShowTree);
+    AddCommand(app, run, "tree",
+               "Draws the cluster as an outline: nodes with their groups and resources, networks with their interfaces",
+               {"tree"}, Effect::Reads, ShowTree);
 }
 
 }  // namespace programs

@@ -9,6 +9,7 @@
 #include <platform/engines/embedded/EmbeddedCluster.h>
 #include <platform/framework/CStatusBar.h>
 
+#include <exception>
 #include <utility>
 
 namespace error = platform::error;
@@ -97,6 +98,21 @@ OstraDLL::Cluster& Context::Cluster() {
                            "Cluster " + platform::ToUtf8(name) + " cannot be opened: " + CauseText(GetLastError()));
     _cluster = std::move(cluster);
     return *_cluster;
+}
+
+void Context::Transact(const std::string& what, const std::function<void()>& steps) {
+    std::exception_ptr problem;
+    const DWORD code = Service().Transact([&]() -> DWORD {
+        try {
+            steps();
+            return error::Success;
+        } catch (...) {  // an engine need not let exceptions through
+            problem = std::current_exception();
+            return error::GeneralFailure;
+        }
+    });
+    if (problem) std::rethrow_exception(problem);
+    if (code) throw Refusal(what, code);
 }
 
 void Context::ForgetCluster() {

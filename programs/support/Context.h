@@ -53,6 +53,9 @@ public:
     platform::ClusterAdministration& Administration();
     /// The object model, opened and discovered on first use. Status texts show as progress meanwhile.
     OstraDLL::Cluster& Cluster();
+    /// Runs `steps` as one transaction of the cluster: nobody else sees or makes a change in between. What they throw
+    /// undoes all of it and goes on to the caller; a transaction that is refused ends the command with "WHAT: cause".
+    void Transact(const std::string& what, const std::function<void()>& steps);
     /// Discovers anew: the object model is read again on the next use.
     void ForgetCluster();
 

@@ -1,8 +1,11 @@
 #include <programs/support/Objects.h>
 
+#include <ostra/cluster/NetworkInterfaces.h>
+#include <ostra/cluster/Networks.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
+#include <platform/cluster/control_codes.h>
 
 #include <algorithm>
 #include <array>
@@ -20,6 +23,16 @@ std::vector<Object*> MembersIn(ClusterComponents* components) {
     if (!components) return members;
     for (const auto& [name, object] : *components)
         if (auto* member = static_cast<Object*>(object)) members.push_back(member);
+    return members;
+}
+
+// Collections of the inventory, which is read when a command first asks for it.
+template <typename Object>
+std::vector<Object*> MembersIn(const CMapStringToOb* collection) {
+    std::vector<Object*> members;
+    if (!collection) return members;
+    for (const auto& [name, object] : *collection)
+        if (auto* member = dynamic_cast<Object*>(object)) members.push_back(member);
     return members;
 }
 
@@ -76,6 +89,18 @@ std::vector<Resource*> ResourcesOf(Group& group) {
     return MembersIn<Resource>(group.ResourcesPtr());
 }
 
+std::vector<Network*> NetworksOf(Context& context) {
+    OstraDLL::Cluster& cluster = context.Cluster();
+    if (!cluster.NetworksPtr()) cluster.GetAllNetworks();
+    return MembersIn<Network>(cluster.NetworksPtr());
+}
+
+std::vector<NetworkInterface*> InterfacesOf(Context& context) {
+    OstraDLL::Cluster& cluster = context.Cluster();
+    if (!cluster.NetworkInterfacesPtr()) cluster.GetAllNetworkInterfaces();
+    return MembersIn<NetworkInterface>(cluster.NetworkInterfacesPtr());
+}
+
 Node& FindNode(Context& context, const std::string& name) {
     return FindIn(NodesOf(context), "node", name);
 }
@@ -86,6 +111,14 @@ Group& FindGroup(Context& context, const std::string& name) {
 
 Resource& FindResource(Context& context, const std::string& name) {
     return FindIn(MembersIn<Resource>(context.Cluster().ResourcesPtr()), "resource", name);
+}
+
+Network& FindNetwork(Context& context, const std::string& name) {
+    return FindIn(NetworksOf(context), "network", name);
+}
+
+NetworkInterface& FindInterface(Context& context, const std::string& name) {
+    return FindIn(InterfacesOf(context), "interface", name);
 }
 
 Json Summary(Node& node) {
@@ -109,6 +142,29 @@ Json Summary(Resource& resource) {
     return summary;
 }
 
+Json Summary(Network& network) {
+    const std::wstring text = network.StatusString(0);
+    Json summary{{"name", ToUtf8(network.Name())},
+                 {"id", ToUtf8(network.ID())},
+                 {"address", ToUtf8(network.IPAddress())},
+                 {"mask", ToUtf8(network.SubnetMask())},
+                 {"role", platform::ParseDecimal(network.Role())}};
+    summary.update(StateAndText(StateOf(network), text));
+    return summary;
+}
+
+Json Summary(NetworkInterface& networkInterface) {
+    const std::wstring text = networkInterface.StatusString(0);
+    StringMap attributes;
+    networkInterface.GetAttributes(&attributes, CLUS_OBJECT_NETINTERFACE | CLUSCTL_GET_RO_COMMON_PROPERTIES);
+    Json summary{{"name", ToUtf8(networkInterface.Name())},
+                 {"node", ToUtf8(attributes[L"Node"])},
+                 {"network", ToUtf8(attributes[L"Network"])},
+                 {"address", ToUtf8(attributes[L"Address"])}};
+    summary.update(StateAndText(StateOf(networkInterface), text));
+    return summary;
+}
+
 DWORD StateOf(Node& node) {
     return GetClusterNodeState(node.Handle());
 }
@@ -119,6 +175,14 @@ DWORD StateOf(Group& group) {
 
 DWORD StateOf(Resource& resource) {
     return GetClusterResourceState(resource.Handle(), nullptr, nullptr, nullptr, nullptr);
+}
+
+DWORD StateOf(Network& network) {
+    return GetClusterNetworkState(network.Handle());
+}
+
+DWORD StateOf(NetworkInterface& networkInterface) {
+    return GetClusterNetInterfaceState(networkInterface.Handle());
 }
 
 StringArray MembersOf(HGROUP group, DWORD types) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <ostra/cluster/Group.h>
+#include <ostra/cluster/Network.h>
+#include <ostra/cluster/NetworkInterface.h>
 #include <ostra/cluster/Node.h>
 #include <ostra/cluster/Resource.h>
 #include <programs/support/Context.h>
@@ -14,22 +16,30 @@ namespace programs {
 std::vector<Node*> NodesOf(Context& context);
 std::vector<Group*> GroupsOf(Context& context);
 std::vector<Resource*> ResourcesOf(Group& group);
+std::vector<Network*> NetworksOf(Context& context);
+std::vector<NetworkInterface*> InterfacesOf(Context& context);
 
 // The object of that name: exactly so, or but for case when just one is meant. Ends the command with the names that
 // there are.
 Node& FindNode(Context& context, const std::string& name);
 Group& FindGroup(Context& context, const std::string& name);
 Resource& FindResource(Context& context, const std::string& name);
+Network& FindNetwork(Context& context, const std::string& name);
+NetworkInterface& FindInterface(Context& context, const std::string& name);
 
 // What lists and status show of an object; the states are read now.
 Json Summary(Node& node);
 Json Summary(Group& group);
 Json Summary(Resource& resource);
+Json Summary(Network& network);
+Json Summary(NetworkInterface& networkInterface);
 
 // The present numeric state, as the cluster API has it.
 DWORD StateOf(Node& node);
 DWORD StateOf(Group& group);
 DWORD StateOf(Resource& resource);
+DWORD StateOf(Network& network);
+DWORD StateOf(NetworkInterface& networkInterface);
 
 /// The names that belong to an object: see the CLUSTER_..._ENUM_ bits.
 StringArray MembersOf(HGROUP group, DWORD types);

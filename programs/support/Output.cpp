@@ -138,9 +138,11 @@ std::string OneLine(std::string text) {
 }
 
 Tone ToneOfState(std::string_view text) {
-    static constexpr std::array<std::pair<std::string_view, Tone>, 10> words{{{"fail", Tone::Bad},
+    static constexpr std::array<std::pair<std::string_view, Tone>, 12> words{{{"fail", Tone::Bad},
                                                                               {"down", Tone::Bad},
                                                                               {"unavailable", Tone::Bad},
+                                                                              {"unreachable", Tone::Bad},
+                                                                              {"partitioned", Tone::Warning},
                                                                               {"off line", Tone::Faint},
                                                                               {"offline", Tone::Faint},
                                                                               {"pending", Tone::Warning},

@@ -1,0 +1,404 @@
+#include <ostra/network/IPStack.h>
+#include <ostra/network/NetworkAdapter.h>
+#include <ostra/network/NetworkAdapters.h>
+#include <ostra/network/TCPIPAddress.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
+#include <platform/base/registry_types.h>
+#include <platform/base/text.h>
+#include <programs/ostra/Command.h>
+#include <programs/support/Ipv4.h>
+#include <programs/support/KeyTree.h>
+#include <programs/support/Objects.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+
+namespace error = platform::error;
+using platform::FromUtf8;
+using platform::ToUtf8;
+
+namespace programs {
+
+namespace {
+
+const std::vector<Column> columns{{"network", "NETWORK"},     {"start", "START"}, {"end", "END"},
+                                  {"available", "AVAILABLE"}, {"used", "USED"},   {"initialized", "INITIALIZED"}};
+
+constexpr wchar_t poolsKey[] = L"Ostra\\ExpertWizard\\IPStack";
+constexpr DWORD largestUnit = 255;
+constexpr DWORD lowestClientRole = 2;
+
+/// A key of the cluster database, closed in the end; null when there is no such key.
+class PoolKey {
+public:
+    PoolKey(Context& context, const std::wstring& path) : _database(ClusterDatabase(context)) {
+        const DWORD code = _database->Open(path, KEY_READ | KEY_WRITE, _key);
+        if (code && code != error::FileNotFound) throw Refusal("The address pools cannot be read", code);
+    }
+    PoolKey(const PoolKey&) = delete;
+    PoolKey& operator=(const PoolKey&) = delete;
+    ~PoolKey() {
+        if (_key) _database->Close(_key);
+    }
+    bool HasValues() const { return _key && !_database->Values(_key).empty(); }
+    DWORD DeleteSubkey(const std::wstring& name) const {
+        return _key ? _database->DeleteKey(_key, name) : DWORD{error::FileNotFound};
+    }
+
+private:
+    std::unique_ptr<KeyTree> _database;
+    HKEY _key = nullptr;
+};
+
+// Opening a pool makes its key, so that only a key with values is a pool, and only such a pool is opened.
+bool HasPool(Context& context, const std::wstring& networkID) {
+    return PoolKey(context, poolsKey + (L"\\" + networkID)).HasValues();
+}
+
+std::unique_ptr<IPStack> LoadPool(Context& context, const Network& network) {
+    return std::make_unique<IPStack>(network.ID(), context.ClusterName(), network.SubnetMask(), 0);
+}
+
+std::string PoolOf(const Network& network) {
+    return "The pool of network " + ToUtf8(network.Name());
+}
+
+std::unique_ptr<IPStack> ExistingPool(Context& context, const Network& network) {
+    if (HasPool(context, network.ID())) return LoadPool(context, network);
+    const std::string name = ToUtf8(network.Name());
+    throw CommandError(
+        ExitCode::NoSuchObject,
+        "Network " + name + " has no address pool. Make one with: ostra pool create \"" + name + "\" START END");
+}
+
+// By number, where the pool itself goes by text.
+std::vector<std::string> Ordered(std::vector<std::string> addresses) {
+    std::stable_sort(addresses.begin(), addresses.end(), [](const std::string& one, const std::string& other) {
+        return ParseIpv4(one).value_or(0) < ParseIpv4(other).value_or(0);
+    });
+    return addresses;
+}
+
+std::vector<std::string> AvailableIn(IPStack& pool) {
+    std::istringstream lines(ToUtf8(pool.Persist()));
+    std::vector<std::string> addresses;
+    for (std::string line; std::getline(lines, line);) addresses.push_back(line);
+    return Ordered(std::move(addresses));
+}
+
+std::vector<std::string> Names(const StringMap& addresses) {
+    std::vector<std::string> names;
+    for (const auto& [address, same] : addresses) names.push_back(ToUtf8(address));
+    return Ordered(std::move(names));
+}
+
+// As it was loaded, everything that was taken may still come back.
+std::vector<std::string> UsedIn(const IPStack& loaded) {
+    return Names(*loaded.IPAddressesToBeRecycled());
+}
+
+// The database has the address below the first one, where the search for a free one begins.
+std::string FirstAddress(const IPStack& pool) {
+    const std::wstring below = pool.StartingAddress();
+    const std::size_t unit = below.rfind(L'.') + 1;
+    return ToUtf8(below.substr(0, unit)) +
+           std::to_string(static_cast<int>(platform::ParseDecimal(below.substr(unit)) + 1));
+}
+
+Json Summary(Context& context, const Network& network) {
+    const std::unique_ptr<IPStack> pool = LoadPool(context, network);
+    const bool hasRange = !pool->StartingAddress().empty();
+    return {{"network", ToUtf8(network.Name())},    {"start", hasRange ? FirstAddress(*pool) : ""},
+            {"end", ToUtf8(pool->EndingAddress())}, {"available", AvailableIn(*pool).size()},
+            {"used", UsedIn(*pool).size()},         {"initialized", pool->IsInitialized() != 0}};
+}
+
+void ListPools(Context& context) {
+    Json rows = Json::array();
+    for (const Network* network : NetworksOf(context))
+        if (HasPool(context, network->ID())) rows.push_back(Summary(context, *network));
+    if (rows.empty()) context.Say("There is no address pool. Make one with: ostra pool create NETWORK START END");
+    if (!rows.empty() || context.options.isJson) context.PrintList(columns, rows);
+}
+
+void ShowPool(Context& context, const std::string& name) {
+    const Network& network = FindNetwork(context, name);
+    const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
+    Json record = Summary(context, network);
+    record["available"] = AvailableIn(*pool);
+    record["used"] = UsedIn(*pool);
+    record["mask"] = ToUtf8(network.SubnetMask());
+    record["id"] = ToUtf8(network.ID());
+    context.PrintRecord(record);
+}
+
+/// The addresses that the cluster's "IP Address" resources and the interfaces of its nodes hold, as they are when the
+/// object is made.
+class HeldAddresses {
+public:
+    explicit HeldAddresses(Context& context) {
+        context.Cluster().GetAllTCPIPAddresses(&_records, L"Network", L"Address", L"IP Address");
+        for (const CObject* record : _records) _addresses.insert(static_cast<const TCPIPAddress*>(record)->Address());
+        for (NetworkInterface* networkInterface : InterfacesOf(context))
+            _addresses.insert(FromUtf8(TextOf(programs::Summary(*networkInterface)["address"])));
+    }
+    HeldAddresses(const HeldAddresses&) = delete;
+    HeldAddresses& operator=(const HeldAddresses&) = delete;
+    ~HeldAddresses() {
+        for (const CObject* record : _records) delete record;
+    }
+    /// Those of the resources, with their networks' names.
+    const CArray<CObject*>& Records() const { return _records; }
+    const std::set<std::wstring>& Addresses() const { return _addresses; }
+
+private:
+    CArray<CObject*> _records;
+    std::set<std::wstring> _addresses;
+};
+
+// The library's pool does not tell whether its writes succeeded: what the database has now does.
+void RequireSaved(Context& context, const Network& network, const std::vector<std::string>& addresses, bool areUsed) {
+    const DWORD cause = GetLastError();
+    const std::unique_ptr<IPStack> pool = LoadPool(context, network);
+    const std::vector<std::string> available = AvailableIn(*pool);
+    for (const std::string& address : addresses) {
+        const bool isAvailable = std::find(available.begin(), available.end(), address) != available.end();
+        const bool isUsed = pool->WasUsed(FromUtf8(address)) != 0;
+        if (isUsed != areUsed || isAvailable == areUsed) throw Refusal(PoolOf(network) + " was not saved", cause);
+    }
+}
+
+// What the cluster holds already counts as taken, wherever the address came from.
+std::string TakeFrom(Context& context, const Network& network, const HeldAddresses& held) {
+    const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
+    if (!pool->IsInitialized())
+        throw CommandError(ExitCode::Refused, PoolOf(network) +
+                                                  " is not initialised. Make it again with: ostra pool create \"" +
+                                                  ToUtf8(network.Name()) + "\" START END --force");
+    std::wstring address;
+    do {
+        address = pool->GetIP(0);
+        if (address.empty())
+            throw CommandError(
+                ExitCode::Refused,
+                PoolOf(network) + " is exhausted. See what can come back with: ostra pool recycle --dry-run");
+        if (!ParseIpv4(ToUtf8(address)))
+            throw CommandError(ExitCode::Refused,
+                               PoolOf(network) + " is damaged: \"" + ToUtf8(address) + "\" is no address");
+        pool->RemoveUsedIP();
+    } while (held.Addresses().contains(address));
+    SetLastError(0);
+    pool->SaveCurrentState();
+    RequireSaved(context, network, {ToUtf8(address)}, true);
+    return ToUtf8(address);
+}
+
+void Take(Context& context, const std::string& name) {
+    const Network& network = FindNetwork(context, name);
+    const HeldAddresses held(context);
+    std::string address;
+    context.Transact("No address was taken from the pool of network " + name,
+                     [&] { address = TakeFrom(context, network, held); });
+    if (!context.options.isJson) return context.Say(address);
+    context.PrintJson({{"network", ToUtf8(network.Name())}, {"address", address}});
+}
+
+/// The ends of a pool as the command line gave them.
+struct Range {
+    std::string start;
+    std::string end;
+};
+
+[[noreturn]] void Misuse(const std::string& text) {
+    throw CommandError(ExitCode::Usage, text);
+}
+
+Ipv4Units UnitsOf(const std::string& address) {
+    const std::optional<Ipv4Units> units = ParseIpv4Units(address);
+    if (!units) Misuse("\"" + address + "\" is no address: write four numbers from 0 to 255, as in 10.0.1.11");
+    return *units;
+}
+
+// The library makes addresses of any two texts; here both have to be addresses of one run.
+void CheckRange(const Range& range) {
+    const Ipv4Units first = UnitsOf(range.start);
+    const Ipv4Units last = UnitsOf(range.end);
+    const std::string both = range.start + " to " + range.end;
+    if (!std::equal(first.begin(), first.end() - 1, last.begin()))
+        Misuse(both + " is no run of addresses: the ends may differ in their last number only");
+    if (last.back() < first.back()) Misuse(both + " runs backwards: the first address comes first");
+    if (last.back() - first.back() > largestUnit)
+        Misuse(both + " is too large: a pool has " + std::to_string(largestUnit + 1) + " addresses at most");
+    for (const std::string& address : {range.start, range.end})
+        if (!ParseIpv4(address)) Misuse("\"" + address + "\" is no address: none of its numbers may be above 255");
+}
+
+void CheckSubnet(const Range& range, const Network& network) {
+    const std::string text = SubnetText(ToUtf8(network.IPAddress()), ToUtf8(network.SubnetMask()));
+    const std::optional<DWORD> subnet = ParseIpv4(ToUtf8(network.IPAddress()));
+    const std::optional<DWORD> mask = ParseIpv4(ToUtf8(network.SubnetMask()));
+    if (!subnet || !mask)
+        throw CommandError(ExitCode::Refused, "Network " + ToUtf8(network.Name()) + " has no subnet: " + text);
+    for (const std::string& address : {range.start, range.end}) {
+        const DWORD number = ParseIpv4(address).value_or(0);
+        if ((number & *mask) != (*subnet & *mask))
+            throw CommandError(ExitCode::Refused, address + " is not within " + text + ", the subnet of network " +
+                                                      ToUtf8(network.Name()));
+        if (number == *subnet || number == (*subnet | ~*mask))
+            throw CommandError(ExitCode::Refused, address + " cannot be handed out: it is the subnet " + text +
+                                                      " itself, or reaches all of it");
+    }
+}
+
+void CheckRole(const Network& network) {
+    if (platform::ParseDecimal(network.Role()) >= lowestClientRole) return;
+    const std::string name = ToUtf8(network.Name());
+    throw CommandError(ExitCode::Refused,
+                       "Network " + name +
+                           " is not for clients, so groups get no addresses there. Change that with: "
+                           "ostra network set \"" +
+                           name + "\" Role=REG_DWORD:3");
+}
+
+// The mark goes first and comes last: whoever finds it finds a whole pool.
+void WritePool(Context& context, const Network& network, const Range& range) {
+    const std::wstring cluster = context.ClusterName();
+    SetLastError(0);
+    IPStack(network.ID(), cluster, network.SubnetMask(), 1).CreateRegistryEntries();
+    IPStack pool(network.ID(), cluster, network.SubnetMask(), FromUtf8(range.start), FromUtf8(range.end));
+    pool.SetRangeAndMask(pool.StartingAddress(), pool.EndingAddress(), network.SubnetMask());
+    RequireSaved(context, network, AvailableIn(pool), false);
+    pool.SetInitialized(1);
+    const Json written = Summary(context, network);
+    if (written["start"] != range.start || written["end"] != range.end || written["initialized"] != true)
+        throw Refusal(PoolOf(network) + " was not saved", GetLastError());
+}
+
+void Create(Context& context, const std::string& name, const Range& range, bool isForced) {
+    CheckRange(range);
+    const Network& network = FindNetwork(context, name);
+    CheckRole(network);
+    CheckSubnet(range, network);
+    context.Transact(PoolOf(network) + " was not created", [&] {
+        if (!isForced && HasPool(context, network.ID()))
+            throw CommandError(ExitCode::AlreadyExists,
+                               "Network " + name + " has an address pool. See it with: ostra pool show \"" + name +
+                                   "\" or replace it, and what it knows of taken addresses, with --force.");
+        WritePool(context, network, range);
+    });
+    context.PrintRecord(Summary(context, network));
+}
+
+// A range that was damaged since is refused as one from the command line would be.
+void Reset(Context& context, const std::string& name) {
+    const Network& network = FindNetwork(context, name);
+    context.Transact(PoolOf(network) + " was not reset", [&] {
+        const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
+        const Range range{FirstAddress(*pool), ToUtf8(pool->EndingAddress())};
+        try {
+            CheckRange(range);
+            CheckSubnet(range, network);
+        } catch (const CommandError& problem) {
+            throw CommandError(ExitCode::Refused, PoolOf(network) + " has no proper range: " + problem.what() +
+                                                      " Make it again with: ostra pool create --force");
+        }
+        WritePool(context, network, range);
+    });
+    context.PrintRecord(Summary(context, network));
+}
+
+void Delete(Context& context, const std::string& name) {
+    const Network& network = FindNetwork(context, name);
+    context.Transact(PoolOf(network) + " was not deleted", [&] {
+        ExistingPool(context, network);
+        if (const DWORD code = PoolKey(context, poolsKey).DeleteSubkey(network.ID()))
+            throw Refusal(PoolOf(network) + " was not deleted", code);
+    });
+    ListPools(context);
+}
+
+// The adapters' collection opens a pool for every network that clients reach, which leaves keys without values.
+void DropEmptyKeys(Context& context, const NetworkAdapters& adapters) {
+    for (const auto& [name, adapter] : *adapters.Adapters())
+        if (!HasPool(context, adapter->ID())) PoolKey(context, poolsKey).DeleteSubkey(adapter->ID());
+}
+
+void Recycle(Context& context, NetworkAdapter& adapter, const Network& network, Json& rows) {
+    const std::vector<std::string> addresses = Names(*adapter.Stack()->IPAddressesToBeRecycled());
+    SetLastError(0);
+    adapter.RecycleIPAddresses();
+    RequireSaved(context, network, addresses, false);
+    for (const std::string& address : addresses)
+        rows.push_back({{"network", ToUtf8(network.Name())}, {"address", address}});
+}
+
+Json RecycleUnheld(Context& context, const std::string& name) {
+    const Network* only = name.empty() ? nullptr : &FindNetwork(context, name);
+    if (only) ExistingPool(context, *only);
+    const HeldAddresses held(context);  // also what says not on which network it is
+    NetworkAdapters adapters(context.ClusterName(), context.Cluster().ClusterHandle(), 0, 0);
+    for (const auto& [network, adapter] : *adapters.Adapters())
+        for (const std::wstring& address : held.Addresses()) adapter->AddIPAddressBeingUsed(address);
+    adapters.GetIPAddressesToBeRecycled(&held.Records());
+    Json rows = Json::array();
+    for (const Network* network : NetworksOf(context)) {
+        NetworkAdapter* adapter = adapters.FindAdapterByName(network->Name());
+        if (adapter && adapter->Stack() && (!only || only == network)) Recycle(context, *adapter, *network, rows);
+    }
+    DropEmptyKeys(context, adapters);
+    return rows;
+}
+
+// Cluster and resources are read within the transaction: nobody takes an address or makes a resource meanwhile.
+void RecycleAddresses(Context& context, const std::string& name) {
+    Json rows;
+    context.Transact("Nothing was recycled", [&] { rows = RecycleUnheld(context, name); });
+    if (rows.empty()) context.Say("Nothing to recycle: resources hold every address that was taken.");
+    if (!rows.empty() || context.options.isJson)
+        context.PrintList({{"network", "NETWORK"}, {"address", "ADDRESS"}}, rows);
+}
+
+void AddCreate(CLI::App& family, Run& run) {
+    struct Arguments {
+        std::string name;
+        Range range;
+        bool isForced = false;
+    };
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = AddCommand(
+        family, run, "create", "Makes the pool of a network: the addresses START to END",
+        {"pool create Client 10.0.1.11 10.0.1.50"}, Effect::Changes,
+        [arguments](Context& context) { Create(context, arguments->name, arguments->range, arguments->isForced); });
+    command->add_option("NETWORK", arguments->name)->required();
+    command->add_option("START", arguments->range.start, "The first address")->required();
+    command->add_option("END", arguments->range.end, "The last address; only its last number may differ")->required();
+    command->add_flag("--force", arguments->isForced, "Replace the pool that there is");
+}
+
+}  // namespace
+
+void AddPoolCommands(CLI::App& app, Run& run) {
+    CLI::App* family = AddFamily(app, "pool", "The addresses that new groups draw from");
+    AddCommand(*family, run, "list", "Lists the address pools", {"pool list", "pool list --json"}, Effect::Reads,
+               ListPools);
+    AddNamedCommand(*family, run, "show", "NETWORK", "Shows a pool with its available and used addresses",
+                    {"pool show Client"}, Effect::Reads, ShowPool);
+    AddCreate(*family, run);
+    AddNamedCommand(*family, run, "take", "NETWORK",
+                    "Takes the lowest available address that no resource and no node holds",
+                    {"pool take Client", "pool take Client --json"}, Effect::Changes, Take);
+    const auto network = std::make_shared<std::string>();
+    AddCommand(*family, run, "recycle", "Makes taken addresses available again that no resource holds",
+               {"pool recycle", "pool recycle Client --dry-run"}, Effect::Changes,
+               [network](Context& context) { RecycleAddresses(context, *network); })
+        ->add_option("NETWORK", *network, "Only the pool of this network");
+    AddNamedCommand(*family, run, "reset", "NETWORK",
+                    "Makes the whole range of a pool available again, whatever was taken", {"pool reset Client"},
+                    Effect::Changes, Reset);
+    AddNamedCommand(*family, run, "delete", "NETWORK", "Deletes the pool of a network", {"pool delete Client"},
+                    Effect::Changes, Delete);
+}
+
+}  // namespace programs

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <platform/base/types.h>
+
+#include <string>
+#include <vector>
+
+namespace programs {
+
+/// One property as the command line gives it: NAME=TYPE:VALUE. Property lists carry texts (REG_SZ) and numbers
+/// (REG_DWORD), and nothing else.
+struct Setting {
+    std::wstring name;
+    std::wstring type;
+    std::wstring value;
+    std::wstring text;  ///< as given
+};
+
+/// Ends the command with what is wrong with the first that is none.
+std::vector<Setting> ParseSettings(const std::vector<std::string>& texts);
+
+/// Whether the attributes have the setting's value under its name.
+bool IsStored(const Setting& setting, const StringMap& attributes);
+
+}  // namespace programs
