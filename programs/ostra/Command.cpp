@@ -56,10 +56,12 @@ void AddGlobalOptions(CLI::App& app, Context& context) {
 }
 
 void AddCommands(CLI::App& app, Run& run) {
+    AddSetupCommands(app, run);
     AddClusterCommands(app, run);
     AddStatusCommands(app, run);
     AddNodeCommands(app, run);
     AddGroupCommands(app, run);
+    AddTemplateCommands(app, run);
     AddResourceCommands(app, run);
     AddTypeCommands(app, run);
     AddDiskCommands(app, run);

@@ -26,8 +26,9 @@ bool Holds(const StringArray& names, const std::wstring& name) {
 
 // A cluster may know more kinds than the library; there need not be one.
 StringArray KnownKinds(const Context& context) {
-    StringArray kinds{L"File Share",   L"Generic Application", L"Generic Service", L"IIS Virtual Root", L"IP Address",
-                      L"Network Name", diskKind,               L"Print Spooler",   L"Time Service"};
+    StringArray kinds{L"File Share",  L"Generic Application", L"Generic Service", L"IIS Virtual Root",
+                      L"IP Address",  L"Network Name",        diskKind,           L"Print Spooler",
+                      L"Time Service"};
     std::shared_ptr<platform::ClusterService> service;
     std::unique_ptr<platform::ClusterEnumeration> types;
     if (platform::ClusterDirectory::Resolve(FromUtf8(context.options.cluster), service) ||

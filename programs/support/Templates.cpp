@@ -35,7 +35,9 @@ StringArray KindsOf(const ExpertWizardGUIPage& page) {
 }
 
 bool IsSamePrompt(const std::wstring& one, const std::wstring& other) {
-    const auto withoutColon = [](const std::wstring& text) { return text.substr(0, text.size() - text.ends_with(L':')); };
+    const auto withoutColon = [](const std::wstring& text) {
+        return text.substr(0, text.size() - text.ends_with(L':'));
+    };
     return platform::EqualIgnoringCase(withoutColon(one), withoutColon(other));
 }
 
