@@ -53,8 +53,9 @@ void Setup(Context& context) {
         if (context.options.cluster.empty()) context.options.cluster = firstCluster;
         CreateDefaultCluster(context);
     }
+    const ExpertWizard wizard;
     StringArray templates;
-    for (const auto& page : ExpertWizard().Pages()) templates.push_back(page->Name());
+    for (const auto& page : wizard.Pages()) templates.push_back(page->Name());
     context.PrintRecord({{"registryEntriesWritten", changes},
                          {"templates", ToJson(templates)},
                          {"clusters", ToJson(platform::ClusterDirectory::Names())},

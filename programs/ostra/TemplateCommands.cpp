@@ -18,8 +18,9 @@ namespace {
 constexpr std::size_t largestFile = std::size_t{1} << 20;
 
 void ListTemplates(Context& context) {
+    const ExpertWizard wizard;
     Json rows = Json::array();
-    for (const auto& page : ExpertWizard().Pages()) {
+    for (const auto& page : wizard.Pages()) {
         const Json description = Describe(*page);
         Json prompts = Json::array();
         for (const Json& control : description["controls"]) prompts.push_back(control["prompt"]);
