@@ -67,6 +67,7 @@ void AddCommands(CLI::App& app, Run& run) {
     AddDiskCommands(app, run);
     AddNetworkCommands(app, run);
     AddInterfaceCommands(app, run);
+    AddAddressCommands(app, run);
     AddPoolCommands(app, run);
     AddRegistryCommands(app, run);
     AddDebugCommands(app, run);

@@ -46,6 +46,7 @@ void AddTypeCommands(CLI::App& app, Run& run);
 void AddDiskCommands(CLI::App& app, Run& run);
 void AddNetworkCommands(CLI::App& app, Run& run);
 void AddInterfaceCommands(CLI::App& app, Run& run);
+void AddAddressCommands(CLI::App& app, Run& run);
 void AddPoolCommands(CLI::App& app, Run& run);
 void AddRegistryCommands(CLI::App& app, Run& run);
 void AddDebugCommands(CLI::App& app, Run& run);
