@@ -1,56 +1,15 @@
-#include <bench/large_cluster.h>
+#include <bench/World.h>
 #include <ostra/cluster/Cluster.h>
-#include <platform/base/output.h>
-#include <platform/cluster/ClusterDirectory.h>
 #include <platform/cluster/cluster_api.h>
-#include <platform/engines/embedded/EmbeddedCluster.h>
 
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
-#include <stdlib.h>
 
-#include <filesystem>
-#include <memory>
 #include <string>
 
 namespace {
 
-class NoOutput final : public platform::OutputSink {
-public:
-    void Write(std::wstring_view) override {}
-};
-
-/// A state directory of its own and a cluster in it, on disk or in memory.
-class World {
-public:
-    explicit World(bool isOnDisk) : _before(platform::SetOutputSink(&_sink)) {
-        std::string pattern = (std::filesystem::temp_directory_path() / "ostra-bench.XXXXXX").string();
-        _home = mkdtemp(pattern.data());
-        setenv("OSTRA_HOME", _home.c_str(), 1);
-        DWORD code = isOnDisk ? platform::ClusterDirectory::Create(L"bench", L"embedded", service)
-                              : platform::CreateEmbeddedCluster(L"bench", service);
-        if (!code && !isOnDisk) platform::ClusterDirectory::Register(L"bench", service);
-        if (!code) code = bench::FillCluster(*service);
-        isReady = code == 0;
-    }
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
-    ~World() {
-        platform::ClusterDirectory::Register(L"bench", nullptr);
-        service.reset();
-        platform::SetOutputSink(_before);
-        std::filesystem::remove_all(_home);
-    }
-    const std::string& Home() const { return _home; }
-
-    std::shared_ptr<platform::ClusterService> service;
-    bool isReady = false;
-
-private:
-    NoOutput _sink;
-    platform::OutputSink* _before;
-    std::string _home;
-};
+using bench::World;
 
 void DiscoverThroughTheLibrary(benchmark::State& state) {
     const World world(false);

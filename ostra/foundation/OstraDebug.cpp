@@ -4,6 +4,7 @@
 #include <platform/base/clock.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/little_endian.h>
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
 #include <platform/system/registry.h>
@@ -61,7 +62,7 @@ LONG ReadMask(DWORD& mask) {
     DWORD size = sizeof bytes;
     const LONG status = RegQueryValueExW(key, L"DebugMask", nullptr, nullptr, bytes, &size);
     RegCloseKey(key);
-    if (status == 0) mask = DWORD{bytes[0]} | DWORD{bytes[1]} << 8 | DWORD{bytes[2]} << 16 | DWORD{bytes[3]} << 24;
+    if (status == 0) mask = platform::NumberAt(bytes);
     return status;
 }
 

@@ -3,6 +3,7 @@
 #include <ostra/foundation/ParameterString.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/little_endian.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 
@@ -10,6 +11,9 @@
 #include <cstring>
 
 namespace {
+
+using platform::NumberAt;
+using platform::PutNumber;
 
 constexpr int blockSize = 10;
 constexpr std::size_t entryHeader = 8;  // syntax word and byte length
@@ -29,14 +33,6 @@ std::size_t Padded(std::size_t size) {
 
 std::size_t TextEntrySize(const std::wstring& text) {
     return entryHeader + Padded((platform::Utf16Length(text) + 1) * 2);
-}
-
-void PutNumber(BYTE* place, DWORD number) {
-    for (unsigned byte = 0; byte < 4; ++byte) place[byte] = static_cast<BYTE>(number >> (8 * byte));
-}
-
-DWORD NumberAt(const BYTE* place) {
-    return DWORD{place[0]} | DWORD{place[1]} << 8 | DWORD{place[2]} << 16 | DWORD{place[3]} << 24;
 }
 
 /// Walks the entries of an answer and never reads behind its end.
@@ -128,37 +124,36 @@ int Properties::BuildPropertyList(const StringArray* parameters) {
     if (!parameters) return 0;
     for (const std::wstring& text : *parameters) {
         const ParameterString parameter(text);
-        bool fits = true;
-        if (parameter.keyword == L"REG_SZ")
-            fits = AddPropertyToStream({parameter.name, parameter.value, CLUSPROP_FORMAT_SZ}) != 0;
-        else if (parameter.keyword == L"REG_DWORD")
-            fits = AddPropertyToStream(
-                       {parameter.name, platform::ParseDecimal(parameter.value), CLUSPROP_FORMAT_DWORD}) != 0;
-        else
-            _eventViewer << L"Set funciton not implemented for this data type:" + parameter.keyword;
-        if (fits) continue;
+        if (AddParameter(parameter)) continue;
         _eventViewer << L"Properties::BuildPropertyList( ). The property list is too long at " + parameter.name + L".";
         Initialize();  // half of a list must not be sent
-        return 0;
+        break;
     }
     return 0;
 }
 
+bool Properties::AddParameter(const ParameterString& parameter) {
+    const auto& [name, type, value] = parameter;
+    if (type == L"REG_SZ") return AddPropertyToStream({name, value, CLUSPROP_FORMAT_SZ}) != 0;
+    if (type == L"REG_DWORD")
+        return AddPropertyToStream({name, platform::ParseDecimal(value), CLUSPROP_FORMAT_DWORD}) != 0;
+    _eventViewer << L"Set funciton not implemented for this data type:" + type;
+    return true;
+}
+
 int Properties::AddPropertyToStream(const Property& property) {
-    const std::wstring name = property.Name();
-    const std::wstring value = property.Value();
-    const std::size_t nameSize = TextEntrySize(name);
-    std::size_t valueSize = 0;
-    if (property.Format() == CLUSPROP_FORMAT_SZ) valueSize = TextEntrySize(value) + endMark;
-    if (property.Format() == CLUSPROP_FORMAT_DWORD) valueSize = entryHeader + sizeof(DWORD) + endMark;
+    const bool isText = property.Format() == CLUSPROP_FORMAT_SZ;
+    const bool isNumber = property.Format() == CLUSPROP_FORMAT_DWORD;
+    const std::size_t nameSize = TextEntrySize(property.Name());
+    const std::size_t valueSize = isText     ? TextEntrySize(property.Value()) + endMark
+                                  : isNumber ? entryHeader + sizeof(DWORD) + endMark
+                                             : 0;
     if (!ResetBufferLength(nameSize + valueSize)) return 0;
 
-    FillPropertyHelperDataStructure(_writePosition, nameType, name, 0);
+    FillPropertyHelperDataStructure(_writePosition, nameType, property.Name(), 0);
     _writePosition += nameSize;
-    if (property.Format() == CLUSPROP_FORMAT_SZ)
-        FillPropertyHelperDataStructure(_writePosition, listValueType, value, 0);
-    if (property.Format() == CLUSPROP_FORMAT_DWORD)
-        FillPropertyHelperDataStructure(_writePosition, listValueType, property.ValueInDWORD());
+    if (isText) FillPropertyHelperDataStructure(_writePosition, listValueType, property.Value(), 0);
+    if (isNumber) FillPropertyHelperDataStructure(_writePosition, listValueType, property.ValueInDWORD());
     _writePosition += valueSize;
     PutNumber(_propertyList, NumberAt(_propertyList) + 1);
     _streamSize += static_cast<DWORD>(nameSize + valueSize);

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+struct ParameterString;
+
 /// The working set of one read or write of a cluster object's properties: it turns parameter strings (name "=" registry
 /// type ":" value) into the binary list that a control operation takes, and a list that one returned into Property
 /// objects. Made for one operation and destroyed after it; an object serves one caller at a time.
@@ -119,6 +121,8 @@ protected:
     std::wstring _info;                                  // what Info returns
 
 private:
+    /// False when the list has no room for it; what no list can hold is reported and left out.
+    bool AddParameter(const ParameterString& parameter);
     /// Makes room for that many bytes of entries; false when the buffer has none.
     bool ResetBufferLength(std::size_t extra);
     std::size_t WriteEntry(BYTE* place, WORD type, WORD format, std::span<const BYTE> bytes);

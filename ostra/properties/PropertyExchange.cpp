@@ -1,7 +1,7 @@
 #include <ostra/properties/Properties.h>
 
+#include <ostra/foundation/display.h>
 #include <platform/base/error_codes.h>
-#include <platform/system/message_box.h>
 
 #include <algorithm>
 
@@ -84,5 +84,5 @@ DWORD Properties::Receive(const ControlCall& control) {
 
 void Properties::Report(const std::wstring& text, bool isDisplayed) const {
     _eventViewer << text;
-    if (isDisplayed) _error.Display(text, L"Norvane Ostra", MB_ICONSTOP);
+    if (isDisplayed) DisplayFailure(_error, text);
 }

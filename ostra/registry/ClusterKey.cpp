@@ -2,6 +2,7 @@
 
 #include <ostra/foundation/ParameterString.h>
 #include <ostra/foundation/Persistence.h>
+#include <ostra/foundation/display.h>
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
@@ -23,7 +24,6 @@ constexpr DWORD nameCapacity = 65'001;
 constexpr DWORD discoveredCapacity = 200;  // characters of a name, bytes of data
 constexpr DWORD mostSubKeys = 200;
 constexpr DWORD mostDiscoveredValues = 20;
-constexpr wchar_t caption[] = L"Norvane Ostra";
 constexpr wchar_t rootName[] = L"Root";
 
 struct ValueType {
@@ -78,22 +78,6 @@ int ClusterKey::Open(HKEY) {
 
 int ClusterKey::Close() {
     return 1;
-}
-
-HKEY ClusterKey::Root() const {
-    return _root.Get();
-}
-
-HKEY ClusterKey::Handle() const {
-    return _handle.Get();
-}
-
-HKEY ClusterKey::Parameters() const {
-    return _handle.Get();
-}
-
-int ClusterKey::Valid() const {
-    return _handle ? 1 : 0;
 }
 
 HKEY ClusterKey::GetHandle(const std::wstring& path) {
@@ -186,8 +170,7 @@ int ClusterKey::Delete(HKEY key, const std::wstring& name) {
     }
     const DWORD status = Code(ClusterRegDeleteKey(key, name.c_str()));
     if (status != platform::error::Success) {
-        _error.Display(L"ClusterKey::Delete( ). Failure deleting key " + name + _error.GetErrorString(status), caption,
-                       MB_ICONSTOP);
+        DisplayFailure(_error, L"ClusterKey::Delete( ). Failure deleting key " + name + _error.GetErrorString(status));
     }
     platform::WriteOutput(L"ClusterKey::Delete( HKEY, CString ). On exit.");
     return status == platform::error::Success ? 1 : 0;
@@ -268,6 +251,14 @@ ClusterKey& ClusterKey::operator>>(Persistence& object) {
     return *this;
 }
 
+int ClusterKey::Delete(const std::wstring& name) {
+    return Delete(Handle(), name);
+}
+
+HKEY ClusterKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
+    return AddKey(Handle(), name, valueName, value, REG_SZ);
+}
+
 DWORD ClusterKey::WriteMode(const std::wstring& typeName) {
     for (const ValueType& known : valueTypes)
         if (typeName == known.keyword) return known.type;
@@ -312,7 +303,7 @@ void ClusterKey::Message(const std::wstring& text, const std::wstring& title, UI
 }
 
 void ClusterKey::Show(const std::wstring& text) const {
-    Message(text, caption, MB_ICONSTOP);
+    Message(text, productTitle, MB_ICONSTOP);
 }
 
 void ClusterKey::Report(const std::wstring& text) const {
@@ -351,13 +342,9 @@ int ClusterKey::WriteParameter(const std::wstring& parameter, HKEY key) {
 }
 
 std::wstring ClusterKey::FormatDataValue(DWORD type, const std::wstring&, std::span<const BYTE> data) const {
-    switch (type) {
-        case REG_SZ:
-        case REG_EXPAND_SZ:
-        case REG_BINARY:
-        case REG_DWORD:
-        case REG_MULTI_SZ: return TextOfValue(type, data);
-        case REG_NONE: platform::WriteOutput(L"Not a defined type"); return {};
-        default: Show(L"ClusterKey::FormatDataValue( ). Illegal data type."); return {};
-    }
+    if (type == REG_NONE)
+        platform::WriteOutput(L"Not a defined type");
+    else if (type != REG_DWORD && !IsTextType(type))
+        Show(L"ClusterKey::FormatDataValue( ). Illegal data type.");
+    return TextOfValue(type, data);
 }

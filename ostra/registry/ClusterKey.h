@@ -40,12 +40,12 @@ public:
     int Open(HKEY key);
     int Close();
 
-    HKEY Root() const;
-    HKEY Handle() const;
+    HKEY Root() const { return _root.Get(); }
+    HKEY Handle() const { return _handle.Get(); }
     /// The same key as `Handle`.
-    HKEY Parameters() const;
+    HKEY Parameters() const { return _handle.Get(); }
     /// Non-zero when there is a current key.
-    int Valid() const;
+    int Valid() const { return _handle ? 1 : 0; }
 
     /// Opens a key below the root; "Root" is the root itself.
     HKEY GetHandle(const std::wstring& path);
@@ -106,6 +106,12 @@ public:
 
 protected:
     using OwnedKey = platform::SharedHandle<HKEY, ClusterRegCloseKey>;
+
+    /// Deletes a subkey of the current key. 1 or 0.
+    int Delete(const std::wstring& name);
+
+    /// Creates or opens a subkey of the current key, and writes a REG_SZ value to it unless `valueName` is empty.
+    HKEY AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value);
 
     /// The registry type of a type keyword.
     DWORD WriteMode(const std::wstring& typeName);

@@ -1,6 +1,7 @@
 #include <ostra/registry/Registry.h>
 
 #include <ostra/foundation/Persistence.h>
+#include <ostra/foundation/display.h>
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
@@ -24,8 +25,6 @@ constexpr DWORD valueCapacity = 10'000;
 constexpr DWORD keyValueCapacity = 40'000;
 constexpr DWORD nameCapacity = 255;
 constexpr DWORD callerNameCapacity = 1065;
-constexpr wchar_t caption[] = L"Norvane Ostra";
-constexpr UINT stopIcon = 16;
 
 struct RootKey {
     const wchar_t* name;
@@ -109,10 +108,6 @@ int Registry::Close(HKEY other) {
     return 0;
 }
 
-int Registry::Valid() const {
-    return _valid;
-}
-
 HKEY Registry::GetHandle(const std::wstring& subkeyPath) {
     HKEY opened = nullptr;
     const LONG status = RegOpenKeyExW(_keyHandle, subkeyPath.c_str(), 0, readWrite, &opened);
@@ -178,9 +173,11 @@ std::wstring Registry::FormatData(const wchar_t* data, DWORD type, DWORD size) {
 
 std::wstring Registry::FormatData(DWORD type, const std::wstring&, BYTE* data) {
     if (!data) return {};
-    std::size_t size = sizeof(DWORD);
-    if (type != REG_DWORD)
-        for (size = 0; data[size] != 0 || data[size + 1] != 0;) size += 2;
+    std::size_t size = 0;
+    if (type == REG_DWORD)
+        size = sizeof(DWORD);
+    else if (IsTextType(type))
+        while (data[size] != 0 || data[size + 1] != 0) size += 2;
     return TextOfValue(type, {data, size});
 }
 
@@ -333,7 +330,7 @@ void Registry::Report(const std::wstring& text) const {
 }
 
 void Registry::Show(const std::wstring& text) const {
-    _error.Display(text, caption, stopIcon);
+    DisplayFailure(_error, text);
 }
 
 void Registry::ReportAndShow(const std::wstring& text) const {

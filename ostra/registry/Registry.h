@@ -43,7 +43,7 @@ public:
     int Close(HKEY other);
 
     /// 1 when the path began with a known root key.
-    int Valid() const;
+    int Valid() const { return _valid; }
 
     /// A key below the open one, for reading and writing.
     HKEY GetHandle(const std::wstring& subkeyPath);
@@ -60,7 +60,8 @@ public:
     std::wstring FormatData(const wchar_t* data, DWORD type, DWORD size);
 
     /// The text of raw value data: a text, or the first string of a list, up to its first null; a DWORD in signed
-    /// decimal; empty for other types. The data of a text must hold a null, that of a DWORD four bytes.
+    /// decimal; empty for other types, whose data is not looked at. That of a text must hold a null unit, that of a
+    /// DWORD four bytes.
     std::wstring FormatData(DWORD type, const std::wstring& name, BYTE* data);
 
     /// Reads the names of the open key's subkeys, the first 1000, anew and returns their number. The argument is not

@@ -20,18 +20,6 @@ ClusterGroupKey::ClusterGroupKey(HGROUP group, HCLUSTER cluster) : ClusterKey(cl
     }
 }
 
-ClusterGroupKey& ClusterGroupKey::operator=(const ClusterGroupKey&) {
-    return *this;
-}
-
-int ClusterGroupKey::Delete(const std::wstring& name) {
-    return ClusterKey::Delete(Handle(), name);
-}
-
-HKEY ClusterGroupKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
-}
-
 int ClusterGroupKey::Info() {
     platform::WriteOutputLine(L"ClusterGroupKey::Info( ). On entry");
     WriteTree(Handle(), L" = ");
@@ -54,22 +42,6 @@ ClusterResourceKey::ClusterResourceKey(HRESOURCE resource, HCLUSTER cluster) : C
     }
 }
 
-ClusterResourceKey& ClusterResourceKey::operator=(const ClusterResourceKey&) {
-    return *this;
-}
-
-int ClusterResourceKey::Delete(const std::wstring& name) {
-    return ClusterKey::Delete(Handle(), name);
-}
-
-HKEY ClusterResourceKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
-}
-
-int ClusterResourceKey::SetParameters(const StringArray* parameters, const std::wstring& keyName) {
-    return ClusterKey::SetParameters(parameters, keyName);
-}
-
 int ClusterResourceKey::Info() {
     WriteTree(Handle(), L" = ");
     return 0;
@@ -81,18 +53,6 @@ ClusterNetworksKey::ClusterNetworksKey(const std::wstring& clusterName) : Cluste
 
 ClusterNetworksKey::ClusterNetworksKey(HCLUSTER cluster) : ClusterKey(cluster) {
     OpenNetworks();
-}
-
-ClusterNetworksKey& ClusterNetworksKey::operator=(const ClusterNetworksKey&) {
-    return *this;
-}
-
-int ClusterNetworksKey::Delete(const std::wstring& name) {
-    return ClusterKey::Delete(Handle(), name);
-}
-
-HKEY ClusterNetworksKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
 }
 
 void ClusterNetworksKey::OpenNetworks() {
@@ -111,18 +71,6 @@ ClusterIPStackKey::ClusterIPStackKey(const std::wstring& clusterName, const std:
 
 ClusterIPStackKey::ClusterIPStackKey(HCLUSTER cluster, const std::wstring& networkName) : ClusterKey(cluster) {
     CreatePool(networkName);
-}
-
-ClusterIPStackKey& ClusterIPStackKey::operator=(const ClusterIPStackKey&) {
-    return *this;
-}
-
-int ClusterIPStackKey::Delete(const std::wstring& name) {
-    return ClusterKey::Delete(Handle(), name);
-}
-
-HKEY ClusterIPStackKey::AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value) {
-    return ClusterKey::AddKey(Handle(), name, valueName, value, REG_SZ);
 }
 
 void ClusterIPStackKey::CreatePool(const std::wstring& networkName) {
@@ -150,8 +98,4 @@ ClusterSchedulerKey::ClusterSchedulerKey(const std::wstring& clusterName, const 
     }
     _handle.Reset(ClusterKey::GetHandle(subkeyName, product.Get()));
     if (!_handle) Show(L"ClusterSchedulerKey::ClusterSchedulerKey( ). Failure calling GetHandle( ).");
-}
-
-ClusterSchedulerKey& ClusterSchedulerKey::operator=(const ClusterSchedulerKey&) {
-    return *this;
 }

@@ -4,20 +4,16 @@
 #include <ostra/registry/ClusterKey.h>
 
 // Each of these places a ClusterKey on one branch of the cluster database. A constructor that fails reports it and
-// leaves an object whose `Valid()` is 0.
+// leaves an object whose `Valid()` is 0. All but the scheduler's also delete and add subkeys of their current key by
+// name alone.
 
 /// A group's own key, which is both root and current key.
 class OSTRA_API ClusterGroupKey : public ClusterKey {
 public:
     ClusterGroupKey(HGROUP group, HCLUSTER cluster);
-    ClusterGroupKey& operator=(const ClusterGroupKey& other);
 
     using ClusterKey::AddKey;
     using ClusterKey::Delete;
-    /// Deletes a subkey of the current key.
-    int Delete(const std::wstring& name);
-    /// Creates or opens a subkey of the current key, and writes a REG_SZ value to it unless `valueName` is empty.
-    HKEY AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value);
 
     /// Writes every value of the tree below the current key to standard output. Always 0.
     int Info();
@@ -27,14 +23,9 @@ public:
 class OSTRA_API ClusterResourceKey : public ClusterKey {
 public:
     ClusterResourceKey(HRESOURCE resource, HCLUSTER cluster);
-    ClusterResourceKey& operator=(const ClusterResourceKey& other);
 
     using ClusterKey::AddKey;
     using ClusterKey::Delete;
-    using ClusterKey::SetParameters;
-    int Delete(const std::wstring& name);
-    HKEY AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value);
-    int SetParameters(const StringArray* parameters, const std::wstring& keyName);
 
     int Info();
 };
@@ -44,12 +35,9 @@ class OSTRA_API ClusterNetworksKey : public ClusterKey {
 public:
     explicit ClusterNetworksKey(const std::wstring& clusterName);
     explicit ClusterNetworksKey(HCLUSTER cluster);
-    ClusterNetworksKey& operator=(const ClusterNetworksKey& other);
 
     using ClusterKey::AddKey;
     using ClusterKey::Delete;
-    int Delete(const std::wstring& name);
-    HKEY AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value);
 
 private:
     void OpenNetworks();
@@ -60,12 +48,9 @@ class OSTRA_API ClusterIPStackKey : public ClusterKey {
 public:
     ClusterIPStackKey(const std::wstring& clusterName, const std::wstring& networkName);
     ClusterIPStackKey(HCLUSTER cluster, const std::wstring& networkName);
-    ClusterIPStackKey& operator=(const ClusterIPStackKey& other);
 
     using ClusterKey::AddKey;
     using ClusterKey::Delete;
-    int Delete(const std::wstring& name);
-    HKEY AddKey(const std::wstring& name, const std::wstring& valueName, const std::wstring& value);
 
 private:
     void CreatePool(const std::wstring& networkName);
@@ -76,5 +61,4 @@ private:
 class OSTRA_API ClusterSchedulerKey : public ClusterKey {
 public:
     ClusterSchedulerKey(const std::wstring& clusterName, const std::wstring& subkeyName);
-    ClusterSchedulerKey& operator=(const ClusterSchedulerKey& other);
 };

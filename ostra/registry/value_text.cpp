@@ -1,26 +1,25 @@
 #include <ostra/registry/value_text.h>
 #include <platform/base/format.h>
+#include <platform/base/little_endian.h>
 #include <platform/base/text.h>
 
 std::array<BYTE, 4> BytesOfNumber(DWORD number) {
-    return {static_cast<BYTE>(number), static_cast<BYTE>(number >> 8), static_cast<BYTE>(number >> 16),
-            static_cast<BYTE>(number >> 24)};
+    std::array<BYTE, 4> bytes{};
+    platform::PutNumber(bytes.data(), number);
+    return bytes;
 }
 
 std::optional<DWORD> NumberOfValue(std::span<const BYTE> data) {
     if (data.size() < sizeof(DWORD)) return std::nullopt;
-    return DWORD{data[0]} | DWORD{data[1]} << 8 | DWORD{data[2]} << 16 | DWORD{data[3]} << 24;
+    return platform::NumberAt(data.data());
+}
+
+bool IsTextType(DWORD type) {
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_BINARY || type == REG_MULTI_SZ;
 }
 
 std::wstring TextOfValue(DWORD type, std::span<const BYTE> data) {
-    switch (type) {
-        case REG_SZ:
-        case REG_EXPAND_SZ:
-        case REG_BINARY:
-        case REG_MULTI_SZ: return platform::FromUtf16(data);
-        case REG_DWORD:
-            if (const auto number = NumberOfValue(data)) return platform::Format(L"%d", *number);
-            return {};
-        default: return {};
-    }
+    if (IsTextType(type)) return platform::FromUtf16(data);
+    const auto number = type == REG_DWORD ? NumberOfValue(data) : std::nullopt;
+    return number ? platform::Format(L"%d", *number) : std::wstring();
 }

@@ -18,6 +18,9 @@ std::array<BYTE, 4> BytesOfNumber(DWORD number);
 /// The number in raw data of a DWORD value; none when it has fewer than four bytes.
 std::optional<DWORD> NumberOfValue(std::span<const BYTE> data);
 
+/// Whether data of that type reads as a text, of a list its first.
+bool IsTextType(DWORD type);
+
 /// Texts, binary data and the first string of a list up to their first null or the end of the data; a DWORD in signed
 /// decimal. Empty for any other type, and for a DWORD of fewer than four bytes.
 std::wstring TextOfValue(DWORD type, std::span<const BYTE> data);

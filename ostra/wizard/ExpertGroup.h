@@ -49,10 +49,11 @@ public:
     /// refuses ends the work, and the group stays as it is. The last argument is not used.
     virtual int Create(const std::vector<StringArray*>& lists, const StringArray* groupParameters, int);
 
-    /// Gives the group's resources among `existingNames` their new parameters and creates one for each kind of which
-    /// there is none; new ones also depend on those disks of the group that are none of the template's. A kind that
-    /// fails does not stop the others. 1: every kind succeeded, and the group was asked to come online. The arguments
-    /// without a name are not used.
+    /// Hands each kind's parameters to the group's resource of that kind among `existingNames` (ChangeResource), and
+    /// creates one for each kind of which there is none; new ones depend on every disk of the group, whatever its name,
+    /// when their kind depends on disks. A new share takes the drive of the existing resource that was found last
+    /// before it, and has none when that is no disk. A kind that fails does not stop the others. 1: every kind
+    /// succeeded, and the group was asked to come online. The arguments without a name are not used.
     virtual int Change(const std::vector<StringArray*>& lists, const StringArray*, const StringArray* existingNames,
                        int);
 

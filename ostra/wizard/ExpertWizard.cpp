@@ -1,5 +1,6 @@
 #include <ostra/wizard/ExpertWizard.h>
 
+#include <ostra/foundation/display.h>
 #include <ostra/registry/Registry.h>
 #include <platform/base/format.h>
 #include <platform/base/output.h>
@@ -12,8 +13,7 @@ ExpertWizard::ExpertWizard(const std::wstring& path)
       _registry(new (std::nothrow) Registry(path, L"")),
       _path(path) {
     if (!_registry) {
-        constexpr UINT stopIcon = 16;
-        _error.Display(L"ExpertWizard::ExpertWizard( ). Failure constructing Registry.", L"Norvane Ostra", stopIcon);
+        DisplayFailure(_error, L"ExpertWizard::ExpertWizard( ). Failure constructing Registry.");
         return;
     }
     if (_registry->Open(nullptr, 1)) Initialize();
@@ -58,22 +58,6 @@ int ExpertWizard::GetExpertGroupNames() {
             platform::Format(L" ExpertWizard::GetExpertGroupNames( ). entry read:%ws\n", name.c_str()));
     }
     return static_cast<int>(names.size());
-}
-
-int ExpertWizard::NumberOfPages() const {
-    return static_cast<int>(_pages.size());
-}
-
-const std::vector<std::unique_ptr<ExpertWizardGUIPage>>& ExpertWizard::Pages() const {
-    return _pages;
-}
-
-int ExpertWizard::Valid() const {
-    return _valid;
-}
-
-int ExpertWizard::NumberOfGroups() const {
-    return _numberOfGroups;
 }
 
 void ExpertWizard::Info() const {

@@ -36,13 +36,13 @@ public:
     /// Writes the names of the templates to standard output; their number.
     int GetExpertGroupNames();
 
-    int NumberOfPages() const;
+    int NumberOfPages() const { return static_cast<int>(_pages.size()); }
     /// In the order of the registry. Values are entered through these.
-    const std::vector<std::unique_ptr<ExpertWizardGUIPage>>& Pages() const;
+    const std::vector<std::unique_ptr<ExpertWizardGUIPage>>& Pages() const { return _pages; }
     /// 1 when the last reading found a template, else 0.
-    int Valid() const;
+    int Valid() const { return _valid; }
     /// Number of templates in the registry when it was last read.
-    int NumberOfGroups() const;
+    int NumberOfGroups() const { return _numberOfGroups; }
 
     /// Writes a title line to standard output.
     void Info() const;

@@ -10,10 +10,6 @@ ExpertWizardComponent::ExpertWizardComponent(const ExpertWizardComponent& other)
 
 ExpertWizardComponent::~ExpertWizardComponent() = default;
 
-std::wstring ExpertWizardComponent::Name() const {
-    return _name;
-}
-
 void ExpertWizardComponent::Info() const {
     platform::WriteOutputLine(L"_name:" + _name);
 }

@@ -13,7 +13,7 @@ public:
     ExpertWizardComponent(const ExpertWizardComponent& other);
     ~ExpertWizardComponent() override;
 
-    std::wstring Name() const;
+    std::wstring Name() const { return _name; }
 
     /// Writes the name to standard output.
     void Info() const;

@@ -18,30 +18,6 @@ ExpertWizardGUIControl::ExpertWizardGUIControl(const ExpertWizardGUIControl& oth
 
 ExpertWizardGUIControl::~ExpertWizardGUIControl() = default;
 
-const std::wstring& ExpertWizardGUIControl::PromptText() const {
-    return _promptText;
-}
-
-const std::wstring& ExpertWizardGUIControl::Owner() const {
-    return _owner;
-}
-
-const std::wstring& ExpertWizardGUIControl::RegistryName() const {
-    return _registryName;
-}
-
-const std::wstring& ExpertWizardGUIControl::DataFormat() const {
-    return _dataFormat;
-}
-
-const std::wstring& ExpertWizardGUIControl::DefaultValue() const {
-    return _defaultValue;
-}
-
-std::wstring ExpertWizardGUIControl::Value() const {
-    return _value;
-}
-
 void ExpertWizardGUIControl::SetValue(const std::wstring& value) {
     _value = value;
 }

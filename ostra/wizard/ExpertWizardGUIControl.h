@@ -22,13 +22,13 @@ public:
     ExpertWizardGUIControl(const ExpertWizardGUIControl& other);
     ~ExpertWizardGUIControl() override;
 
-    const std::wstring& PromptText() const;
-    const std::wstring& Owner() const;
-    const std::wstring& RegistryName() const;
-    const std::wstring& DataFormat() const;
-    const std::wstring& DefaultValue() const;
+    const std::wstring& PromptText() const { return _promptText; }
+    const std::wstring& Owner() const { return _owner; }
+    const std::wstring& RegistryName() const { return _registryName; }
+    const std::wstring& DataFormat() const { return _dataFormat; }
+    const std::wstring& DefaultValue() const { return _defaultValue; }
 
-    std::wstring Value() const;
+    std::wstring Value() const { return _value; }
     void SetValue(const std::wstring& value);
 
     /// Saves nothing: a trace line on standard output, and 0. `ExpertWizardGUIPage::GetParameters` collects the values.

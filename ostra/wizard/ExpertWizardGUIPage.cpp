@@ -1,5 +1,6 @@
 #include <ostra/wizard/ExpertWizardGUIPage.h>
 
+#include <ostra/foundation/display.h>
 #include <ostra/registry/Registry.h>
 #include <platform/base/format.h>
 #include <platform/base/output.h>
@@ -10,9 +11,6 @@
 #include <string_view>
 
 namespace {
-
-constexpr wchar_t caption[] = L"Norvane Ostra";
-constexpr UINT stopIcon = 16;
 
 struct OwnerList {
     const wchar_t* owner;
@@ -67,7 +65,7 @@ int ExpertWizardGUIPage::GetComponents() {
     const std::wstring path = _path + L"\\Components\\";
     Registry registry(path, L"");
     if (!registry.Open(nullptr, 1)) {
-        Show(L"ExpertwizardGUIPage::GetComponents( ). Failure opening registry path " + path);
+        DisplayFailure(_error, L"ExpertwizardGUIPage::GetComponents( ). Failure opening registry path " + path);
         return 0;
     }
     const std::wstring names = registry.GetValue(L"Names");
@@ -117,30 +115,6 @@ int ExpertWizardGUIPage::GetParameters(const std::vector<StringArray*>& lists) c
     return 0;
 }
 
-const std::wstring& ExpertWizardGUIPage::Name() const {
-    return _name;
-}
-
-const ExpertWizardGUIPage::ControlArray& ExpertWizardGUIPage::Controls() const {
-    return _controls;
-}
-
-const ExpertWizardGUIPage::ComponentArray& ExpertWizardGUIPage::Components() const {
-    return _components;
-}
-
-const std::vector<DWORD>& ExpertWizardGUIPage::ControlIndex() const {
-    return _controlIndex;
-}
-
-int ExpertWizardGUIPage::NumberOfControls() const {
-    return static_cast<int>(_controls.size());
-}
-
-int ExpertWizardGUIPage::NumberOfComponents() const {
-    return static_cast<int>(_components.size());
-}
-
 void ExpertWizardGUIPage::Info() const {
     platform::WriteOutput(platform::Format(L"Number of controls on page %ws:%d\n", _name.c_str(), NumberOfControls()));
     for (const auto& control : _controls) control->Info();
@@ -149,7 +123,7 @@ void ExpertWizardGUIPage::Info() const {
 void ExpertWizardGUIPage::ReadControl(const std::wstring& path) {
     Registry registry(path, L"");
     if (!registry.Open(nullptr, 1)) {
-        Show(L"ExpertwizardGUIPage::ExpertwizardGUIPage( ). Failure opening registry path " + path);
+        DisplayFailure(_error, L"ExpertwizardGUIPage::ExpertwizardGUIPage( ). Failure opening registry path " + path);
         return;
     }
     const std::wstring prompt = registry.GetValue(L"Prompt");
@@ -158,8 +132,4 @@ void ExpertWizardGUIPage::ReadControl(const std::wstring& path) {
     const std::wstring owner = registry.GetValue(L"Owner");
     _controls.push_back(
         std::make_unique<ExpertWizardGUIControl>(prompt, owner, registryName, dataFormat, L"", L"CEditCtrl"));
-}
-
-void ExpertWizardGUIPage::Show(const std::wstring& text) const {
-    _error.Display(text, caption, stopIcon);
 }

@@ -48,22 +48,21 @@ public:
     /// Always 0.
     int GetParameters(const std::vector<StringArray*>& lists) const;
 
-    const std::wstring& Name() const;
-    const ControlArray& Controls() const;
+    const std::wstring& Name() const { return _name; }
+    const ControlArray& Controls() const { return _controls; }
     /// In the order in which a group's resources are created.
-    const ComponentArray& Components() const;
+    const ComponentArray& Components() const { return _components; }
     /// The numbers of the control keys, in enumeration order, also of those that could not be read; 0 for a key that
     /// does not begin with a number.
-    const std::vector<DWORD>& ControlIndex() const;
-    int NumberOfControls() const;
-    int NumberOfComponents() const;
+    const std::vector<DWORD>& ControlIndex() const { return _controlIndex; }
+    int NumberOfControls() const { return static_cast<int>(_controls.size()); }
+    int NumberOfComponents() const { return static_cast<int>(_components.size()); }
 
     /// Writes the controls to standard output.
     void Info() const;
 
 private:
     void ReadControl(const std::wstring& path);
-    void Show(const std::wstring& text) const;
 
     NTEventViewer _eventViewer;
     OstraError _error;

@@ -22,14 +22,6 @@ ResourceDependency::ResourceDependency(int) : CObList(blockSize) {}
 
 ResourceDependency::~ResourceDependency() = default;
 
-int ResourceDependency::NumberOfDependencies() const {
-    return static_cast<int>(_dependentResources.size());
-}
-
-const StringArray& ResourceDependency::DependentResources() const {
-    return _dependentResources;
-}
-
 int ResourceDependency::IsDependent(const std::wstring& resourceKind) const {
     return std::ranges::find(_dependentResources, resourceKind) != _dependentResources.end() ? 1 : 0;
 }

@@ -18,8 +18,8 @@ public:
 
     ~ResourceDependency() override;
 
-    int NumberOfDependencies() const;
-    const StringArray& DependentResources() const;
+    int NumberOfDependencies() const { return static_cast<int>(_dependentResources.size()); }
+    const StringArray& DependentResources() const { return _dependentResources; }
 
     /// 1 when that kind is on the list, compared exactly, else 0.
     int IsDependent(const std::wstring& resourceKind) const;

@@ -4,7 +4,6 @@
 #include <platform/base/registry_types.h>
 
 #include <map>
-#include <span>
 #include <string_view>
 #include <vector>
 
@@ -17,47 +16,18 @@ struct ControlTemplate {
     const wchar_t* dataFormat;
 };
 
-constexpr ControlTemplate networkName{L"Network Name:", L"Network Name", L"Name", L"REG_SZ"};
-constexpr ControlTemplate networkInterface{L"Network Interface:", L"IP Address", L"Network", L"REG_SZ"};
-constexpr ControlTemplate subnetMask{L"Subnet Mask:", L"IP Address", L"SubnetMask", L"REG_SZ"};
-constexpr ControlTemplate address{L"IP Address:", L"IP Address", L"Address", L"REG_SZ"};
-constexpr ControlTemplate diskDrive{L"Disk Drive:", L"Physical Disk", L"Signature", L"REG_DWORD"};
-
-constexpr ControlTemplate fileShareControls[] = {
-    {L"Share Name:", L"File Share", L"ShareName", L"REG_SZ"},
-    {L"Path:", L"File Share", L"Path", L"REG_SZ"},
-    networkName,
-    networkInterface,
-    subnetMask,
-    address,
-    diskDrive,
-};
-
-constexpr ControlTemplate virtualRootControls[] = {
-    {L"Directory:", L"IIS Virtual Root", L"Directory", L"REG_SZ"},
-    {L"Alias:", L"IIS Virtual Root", L"Alias", L"REG_SZ"},
-    networkName,
-    networkInterface,
-    subnetMask,
-    address,
-    diskDrive,
-};
-
-constexpr ControlTemplate printSpoolerControls[] = {
-    {L"Spool Foler:", L"Print Spooler", L"DefaultSpoolDirectory", L"REG_SZ"},
-    {L"Job Completion Timeout:", L"Print Spooler", L"JobCompletionTimeout", L"REG_DWORD"},
-    networkName,
-    networkInterface,
-    subnetMask,
-    address,
-    diskDrive,
-};
-
-constexpr ControlTemplate marlinControls[] = {
-    {L"Marlin Server Name", L"File Share", L"???", L"REG_SZ"},
-    {L"Path", L"File Share", L"???", L"REG_SZ"},
-    {L"ODBC Driver Name", L"Network Name", L"???", L"REG_SZ"},
-};
+/// The two controls of a template's own, and those of the address, the name and the disk that its group needs.
+std::vector<ControlTemplate> WithAddressAndDisk(const ControlTemplate& first, const ControlTemplate& second) {
+    return {
+        first,
+        second,
+        {L"Network Name:", L"Network Name", L"Name", L"REG_SZ"},
+        {L"Network Interface:", L"IP Address", L"Network", L"REG_SZ"},
+        {L"Subnet Mask:", L"IP Address", L"SubnetMask", L"REG_SZ"},
+        {L"IP Address:", L"IP Address", L"Address", L"REG_SZ"},
+        {L"Disk Drive:", L"Physical Disk", L"Signature", L"REG_DWORD"},
+    };
+}
 
 struct SampleNetwork {
     const wchar_t* name;
@@ -92,7 +62,7 @@ struct WizardRegistry::Template {
     const wchar_t* progress;
     const wchar_t* name;
     const wchar_t* kinds;  // null leaves the list of kinds out
-    std::span<const ControlTemplate> controls;
+    std::vector<ControlTemplate> controls;
 };
 
 WizardRegistry::WizardRegistry(const std::wstring&)
@@ -121,21 +91,33 @@ void WizardRegistry::Create() {
 
 void WizardRegistry::BuildFileShareRegistry() {
     BuildTemplate({L"Building File Share Registry......", L"File Share",
-                   L"Physical Disk,IP Address,Network Name,File Share", fileShareControls});
+                   L"Physical Disk,IP Address,Network Name,File Share",
+                   WithAddressAndDisk({L"Share Name:", L"File Share", L"ShareName", L"REG_SZ"},
+                                      {L"Path:", L"File Share", L"Path", L"REG_SZ"})});
 }
 
 void WizardRegistry::BuildIIServiceRegistry() {
     BuildTemplate({L"Building IIS Service Registry......", L"IIS Virtual Root",
-                   L"Physical Disk,IP Address,Network Name,File Share,IIS Virtual Root", virtualRootControls});
+                   L"Physical Disk,IP Address,Network Name,File Share,IIS Virtual Root",
+                   WithAddressAndDisk({L"Directory:", L"IIS Virtual Root", L"Directory", L"REG_SZ"},
+                                      {L"Alias:", L"IIS Virtual Root", L"Alias", L"REG_SZ"})});
 }
 
 void WizardRegistry::BuildMarlinRegistry() {
-    BuildTemplate({L"Building Marlin Registry......", L"Marlin", nullptr, marlinControls});
+    BuildTemplate({L"Building Marlin Registry......",
+                   L"Marlin",
+                   nullptr,
+                   {{L"Marlin Server Name", L"File Share", L"???", L"REG_SZ"},
+                    {L"Path", L"File Share", L"???", L"REG_SZ"},
+                    {L"ODBC Driver Name", L"Network Name", L"???", L"REG_SZ"}}});
 }
 
 void WizardRegistry::BuildPrintSpoolerRegistry() {
-    BuildTemplate({L"Building Print Spooler Registry......", L"Print Spooler",
-                   L"Physical Disk,IP Address,Network Name,Print Spooler", printSpoolerControls});
+    BuildTemplate(
+        {L"Building Print Spooler Registry......", L"Print Spooler",
+         L"Physical Disk,IP Address,Network Name,Print Spooler",
+         WithAddressAndDisk({L"Spool Foler:", L"Print Spooler", L"DefaultSpoolDirectory", L"REG_SZ"},
+                            {L"Job Completion Timeout:", L"Print Spooler", L"JobCompletionTimeout", L"REG_DWORD"})});
 }
 
 void WizardRegistry::BuildIPStack(HKEY stackKey) {

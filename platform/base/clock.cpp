@@ -141,7 +141,10 @@ TimeValue MakeTime(int year, int month, int day, int hour, int minute, int secon
 }
 
 std::wstring FormatTime(TimeValue time, const wchar_t* format) {
-    const std::tm local = LocalTime(time);
+    return FormatTime(LocalTime(time), format);
+}
+
+std::wstring FormatTime(const std::tm& local, const wchar_t* format) {
     std::wstring text;
     for (std::wstring_view rest = format ? format : L""; !rest.empty(); rest.remove_prefix(1)) {
         if (rest.front() != L'%' || rest.size() == 1) {

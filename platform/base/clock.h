@@ -39,5 +39,7 @@ PLATFORM_API TimeValue MakeTime(int year, int month, int day, int hour, int minu
 /// A local time by strftime's rules with English names, whatever the locale. Conversions: %Y %m %B %b %d %A %a %H %M %S
 /// %%; anything else is copied.
 PLATFORM_API std::wstring FormatTime(TimeValue time, const wchar_t* format);
+/// The same for a time that was broken down before, as LocalTime does.
+PLATFORM_API std::wstring FormatTime(const std::tm& local, const wchar_t* format);
 
 }  // namespace platform

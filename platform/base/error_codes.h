@@ -33,6 +33,7 @@ inline constexpr DWORD PipeNotConnected = 233;
 inline constexpr DWORD MoreData = 234;
 inline constexpr DWORD NoMoreItems = 259;
 inline constexpr DWORD PipeConnected = 535;
+inline constexpr DWORD IoIncomplete = 996;
 inline constexpr DWORD IoPending = 997;
 inline constexpr DWORD FileInvalid = 1006;
 inline constexpr DWORD BadDatabase = 1009;

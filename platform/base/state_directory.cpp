@@ -30,6 +30,7 @@ std::string HomeDirectory() {
 
 std::string ChosenDirectory() {
     const std::string chosen = Environment("OSTRA_HOME");
+    if (chosen.starts_with('/')) return chosen;
     if (!chosen.empty()) {
         std::error_code failure;
         return std::filesystem::absolute(chosen, failure).string();

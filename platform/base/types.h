@@ -43,3 +43,9 @@ using HEVENTSOURCE = struct EventSourceHandle*;
 
 /// A loaded message table.
 using HMODULE = struct ModuleHandle*;
+
+/// One end of a named pipe.
+using HPIPE = struct PipeHandle*;
+
+/// An event that operations on pipes signal.
+using HEVENT = struct EventHandle*;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 
 namespace platform {
 
@@ -60,6 +61,22 @@ DWORD Database::ReadChangeCounter(std::uint64_t& counter) {
     }
     counter = _state->ownChanges + _state->foreignChanges;
     return error::Success;
+}
+
+DWORD Database::GlanceAtChangeCounter(std::uint64_t& counter) {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);  // without a system call; it moves on every few milliseconds
+    const std::unique_lock lock(_state->mutex, std::try_to_lock);  // in a forked child nobody may ever give it back
+    const bool isCertain =
+        lock && !_state->isDoubtful && !_state->InTransaction() && _state->IsUnchanged(_state->ReadLogHead());
+    const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    if (isCertain && tick == _state->glancedAt) {
+        counter = _state->ownChanges + _state->foreignChanges;
+        return error::Success;
+    }
+    const DWORD code = ReadChangeCounter(counter);
+    if (lock) _state->glancedAt = code == error::Success ? tick : 0;
+    return code;
 }
 
 DWORD Database::CopyTo(Database& other) {
@@ -169,11 +186,15 @@ DWORD Database::State::CheckPlace() {
 DWORD Database::State::NoticeChanges() {
     if (IsInMemory()) return error::Success;
     const LogHead head = ReadLogHead();
-    if (logHead && head == seenHead && dataVersion >= 0) return error::Success;
+    if (IsUnchanged(head)) return error::Success;
     const DWORD code = RefreshDataVersion();
     if (code == error::Success && !logHead) FindLogHead();
     if (code == error::Success) seenHead = head;
     return code;
+}
+
+bool Database::State::IsUnchanged(const LogHead& head) const {
+    return logHead && head == seenHead && dataVersion >= 0;
 }
 
 void Database::State::FindLogHead() {

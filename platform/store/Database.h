@@ -63,6 +63,10 @@ public:
     /// this object or another process. Inside a transaction it belongs to what the transaction sees.
     DWORD ReadChangeCounter(std::uint64_t& counter);
 
+    /// The same without a system call, for what is asked over and over: every change shows at once, but that the file
+    /// was removed or replaced, or the process forked, may show some milliseconds late.
+    DWORD GlanceAtChangeCounter(std::uint64_t& counter);
+
     /// Makes `other` a copy of this database, as one transaction; both must have the same schema. `other` must not be
     /// inside a transaction. On failure `other` is as it was.
     DWORD CopyTo(Database& other);

@@ -48,6 +48,8 @@ struct Database::State {
     LogHead seenHead{};                      // as it was before dataVersion was read
     std::int64_t dataVersion = -1;           // as PRAGMA data_version answered last; belongs to this connection
 
+    std::int64_t glancedAt = 0;  // nanoseconds; when GlanceAtChangeCounter last looked at the file itself
+
     bool isDoubtful = false;  // an operation on the file failed: what it wrote is not trusted, and it is opened anew
     int logPages = 0;         // length of the write-ahead log after the last commit
     Patience patience;
@@ -81,6 +83,7 @@ struct Database::State {
     DWORD CheckPlace();
     bool HasMoved() const;
     DWORD NoticeChanges();
+    bool IsUnchanged(const LogHead& head) const;
     DWORD RefreshDataVersion();
     void FindLogHead();
     LogHead ReadLogHead() const;

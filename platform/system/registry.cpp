@@ -284,7 +284,7 @@ namespace platform {
 DWORD ReadRegistryVersion(RegistryVersion& version) {
     const auto read = [&](const std::shared_ptr<RegistryFile>& file) {
         std::uint64_t changes = 0;
-        const DWORD code = file->database->ReadChangeCounter(changes);
+        const DWORD code = file->database->GlanceAtChangeCounter(changes);
         if (code == error::Success) version = {file->number, changes};
         return code;
     };

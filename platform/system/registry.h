@@ -71,7 +71,8 @@ struct RegistryVersion {
     bool operator==(const RegistryVersion&) const = default;
 };
 
-/// Costs less than reading a value. 2 while there is no registry; `version` is set on success only.
+/// Costs no system call as a rule. A registry file put in the place of another may show some milliseconds late. 2 while
+/// there is no registry; `version` is set on success only.
 PLATFORM_API DWORD ReadRegistryVersion(RegistryVersion& version);
 
 /// From now on this process reads and writes a copy of the local registry in memory, which EndRegistryRehearsal throws

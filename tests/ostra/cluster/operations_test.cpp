@@ -1,6 +1,7 @@
 #include <ostra/cluster/Cluster.h>
 #include <ostra/cluster/Resource.h>
 #include <ostra/cluster/ResourceType.h>
+#include <ostra/network/TCPIPAddress.h>
 #include <ostra/wizard/ExpertGroup.h>
 #include <platform/framework/CStatusBar.h>
 #include <tests/ostra/wizard/TemplateCluster.h>
@@ -50,6 +51,19 @@ TEST_F(AClusterWithTemplates, CreatesAGroupThatIsThenControlledByItsName) {
     model->Update(L"Sales", CLUSTER_CHANGE_GROUP_ADDED);
     EXPECT_NE(created, model->GroupsPtr()->Find(L"Sales"));
     EXPECT_EQ(1, created->BringOffLine());
+}
+
+TEST_F(AClusterWithTemplates, FindsTheAddressesOfItsNewGroupsOnceItHasDiscoveredThem) {
+    model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), nullptr);
+    CArray<CObject*> addresses;
+    model->GetAllTCPIPAddresses(&addresses, L"Network", L"Address", L"IP Address");
+    EXPECT_EQ(0, addresses.GetSize());
+    model->Discover();
+    model->GetAllTCPIPAddresses(&addresses, L"Network", L"Address", L"IP Address");
+    ASSERT_EQ(1, addresses.GetSize());
+    const std::unique_ptr<TCPIPAddress> address(dynamic_cast<TCPIPAddress*>(addresses[0]));
+    EXPECT_EQ(L"10.1.1.20", address->Address());
+    EXPECT_EQ(L"Public", address->AdapterName());
 }
 
 TEST_F(AClusterWithTemplates, ReturnsTheGroupThatTheClusterRefusedToTheCaller) {

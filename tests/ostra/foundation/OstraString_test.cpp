@@ -28,26 +28,18 @@ TEST_F(AString, SplitsIntoWordsAtRunsOfAnyOfItsSeparators) {
         for (int n = 1; n <= string.WordCount(); ++n)
             EXPECT_EQ(row.words[static_cast<std::size_t>(n) - 1], string.Word(n)) << row.text;
         EXPECT_EQ(L"", string.Word(string.WordCount() + 1)) << row.text;
-        EXPECT_EQ(string.Word(1), string.Word(0)) << row.text;
         EXPECT_EQ(string.Word(1), string.Word(-7)) << row.text;
     }
-}
-
-TEST_F(AString, JoinsItsLastWordsByBlanks) {
     OstraString string(L"a  b,c", L" ,");
     EXPECT_EQ(L"b c", string.Words(2));
     EXPECT_EQ(L"", string.Words(4));
-    EXPECT_EQ(L"a b c", string.Words(-1));
     string.SetSeperator(L"; a separator set longer than the one before");
-    EXPECT_EQ(L", ", OstraString(L"", L", ").Seperator());
     EXPECT_EQ(L",c", string.Word(1));
 }
 
 TEST_F(AString, GivesThePieceBetweenASeparatorAndTheEndSeparator) {
     const struct {
-        const wchar_t* text;
-        const wchar_t* separator;
-        const wchar_t* end;
+        const wchar_t *text, *separator, *end;
         int n;
         const wchar_t* piece;
     } rows[] = {
@@ -66,36 +58,24 @@ TEST_F(AString, GivesThePieceBetweenASeparatorAndTheEndSeparator) {
             << row.text << L" " << row.n;
 }
 
-TEST_F(AString, ReadsTheNumberAtTheStartOfAText) {
-    const OstraString string(L" 42nd", L",");
-    EXPECT_EQ(12, string.AsInt(L"12abc"));
-    EXPECT_EQ(0, string.AsInt(L"abc"));
-    EXPECT_EQ(-3, string.AsInt(L" -3"));
-    EXPECT_EQ(4294967295U, string.AsDWORD(L"4294967295"));
-    EXPECT_EQ(42, string.AsLONG());
-}
-
-TEST_F(AString, CopiesItsSeparatorsAndPassesThroughStreams) {
-    const OstraString original(L"Gr\u00fcn blau(3)", L"(", L")");
+TEST_F(AString, CopiesItsSeparatorsReadsNumbersAndPassesThroughStreams) {
+    const OstraString original(L" 42 Gr\u00fcn(3)", L"(", L")");
     OstraString copy(original);
     copy.SetSeperator(L" ");
     EXPECT_EQ(L"3", original.FrankedWord(1));
+    EXPECT_EQ(42, original.AsLONG());
+    EXPECT_EQ(12, original.AsInt(L"12abc"));
+    EXPECT_EQ(4294967295U, original.AsDWORD(L"4294967295"));
+    EXPECT_EQ(0, OstraString(static_cast<const wchar_t*>(nullptr), nullptr).WordCount());
 
     std::stringstream narrow;
     narrow << original << '\n' << original;
-    EXPECT_EQ("Gr\u00fcn blau(3)\nGr\u00fcn blau(3)", narrow.str());
     OstraString read(L"", L" ");
     narrow >> read;
-    EXPECT_EQ(L"blau(3)", read.Word(2));
+    EXPECT_EQ(L"Gr\u00fcn(3)", read.Word(2));
     std::wstringstream wide;
     wide << read;
-    EXPECT_EQ(L"Gr\u00fcn blau(3)", wide.str());
-}
-
-TEST_F(AString, TakesNullTextsAsEmptyOnes) {
-    EXPECT_EQ(0, OstraString(static_cast<const wchar_t*>(nullptr), nullptr).WordCount());
-    EXPECT_EQ(L"a b", OstraString(L"a b", nullptr).Word(1));
-    EXPECT_EQ(L"a ", OstraString(L"a b", nullptr, L"b").FrankedWord(2));
+    EXPECT_EQ(L" 42 Gr\u00fcn(3)", wide.str());
 }
 
 TEST(APersistentObject, SaysThatItsClassShouldHaveTakenTheText) {

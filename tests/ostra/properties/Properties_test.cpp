@@ -37,7 +37,6 @@ struct List : Properties {
         for (const auto& property : _properties) names.push_back(property->Name() + L"=" + property->Value());
         return names;
     }
-    const Property& First() const { return *_properties.at(0); }
     Bytes Entry(std::size_t size) const { return {_buffer, _buffer + size}; }
     BYTE* Buffer() { return _buffer; }
 };
@@ -53,72 +52,46 @@ protected:
 TEST_F(APropertyList, HoldsNameValueAndEndMarkOfEachPropertyPaddedToFourBytes) {
     EXPECT_EQ(0U, list.PropertyCount());
     EXPECT_EQ(nullptr, list.PropertyStreams());
-    list.Build({L"Permissions=REG_DWORD:127"});
-    EXPECT_EQ((Bytes{1,   0, 0,   0,                  // count
-                     3,   0, 4,   0, 24,  0, 0,   0,  // name entry
-                     'P', 0, 'e', 0, 'r', 0, 'm', 0, 'i', 0, 's', 0, 's', 0, 'i', 0, 'o', 0, 'n', 0, 's', 0, 0, 0,  //
-                     2,   0, 1,   0, 4,   0, 0,   0, 127, 0, 0,   0,  // number
-                     0,   0, 0,   0}),                                // end mark
-              list.Built());
-    EXPECT_EQ(56U, list._bufferLength);
-
-    list.Build({L"Path=REG_SZ:", L"D=REG_SZ:G:\\X"});
-    EXPECT_EQ((Bytes{2,   0, 0,   0,                                 // count
+    list.Build({L"Port=REG_DWORD:127", L"Path=REG_SZ:", L"D=REG_SZ:G:\\X"});
+    EXPECT_EQ((Bytes{3,   0, 0,   0,                                 // count
                      3,   0, 4,   0, 10,   0, 0,   0,                // name entry
-                     'P', 0, 'a', 0, 't',  0, 'h', 0, 0,   0, 0, 0,  // padded
-                     3,   0, 1,   0, 2,    0, 0,   0, 0,   0, 0, 0,  // only a null
+                     'P', 0, 'o', 0, 'r',  0, 't', 0, 0,   0, 0, 0,  // padded
+                     2,   0, 1,   0, 4,    0, 0,   0, 127, 0, 0, 0,  // number
                      0,   0, 0,   0,                                 // end mark
-                     3,   0, 4,   0, 4,    0, 0,   0, 'D', 0, 0, 0,  // name entry
+                     3,   0, 4,   0, 10,   0, 0,   0,                //
+                     'P', 0, 'a', 0, 't',  0, 'h', 0, 0,   0, 0, 0,  //
+                     3,   0, 1,   0, 2,    0, 0,   0, 0,   0, 0, 0,  // only a null
+                     0,   0, 0,   0,                                 //
+                     3,   0, 4,   0, 4,    0, 0,   0, 'D', 0, 0, 0,  //
                      3,   0, 1,   0, 10,   0, 0,   0,                // text
-                     'G', 0, ':', 0, '\\', 0, 'X', 0, 0,   0, 0, 0,  // padded
-                     0,   0, 0,   0}),                               // end mark
+                     'G', 0, ':', 0, '\\', 0, 'X', 0, 0,   0, 0, 0,  //
+                     0,   0, 0,   0}),                               //
               list.Built());
+    EXPECT_EQ(list.Built().size() + 4, list._bufferLength);
 }
 
 TEST_F(APropertyList, TakesItsPropertiesFromParameterStrings) {
-    list.Build({L"Low=REG_DWORD:4294967295", L"Skipped=REG_MULTI_SZ:a", L"Bytes=REG_BINARY:01", L"Nothing",
-                L"Minus=REG_DWORD: -1x", L"Text=REG_SZ:a=b:c", L"=REG_SZ:unnamed", L"Type=:none"});
+    list.Build({L"Low=REG_DWORD:4294967295", L"Skipped=REG_MULTI_SZ:a", L"Nothing", L"Minus=REG_DWORD: -2x",
+                L"Text=REG_SZ:a=b:c", L"=REG_SZ:Gr\u00fcn \U0001F600", L"REG_SZ:no mark", L"Type=:none"});
     const std::wstring message = L"Set funciton not implemented for this data type:";
-    EXPECT_EQ((StringArray{message + L"REG_MULTI_SZ", message + L"REG_BINARY", message, message}), events.TakeTexts());
+    EXPECT_EQ((StringArray{message + L"REG_MULTI_SZ", message, message}), events.TakeTexts());
+    EXPECT_EQ(5U, list.PropertyCount());
     std::vector<platform::PropertyValue> decoded;
     ASSERT_TRUE(platform::DecodePropertyList(list.Built(), decoded));
-    ASSERT_EQ(4U, decoded.size());
-    EXPECT_EQ(4U, list.PropertyCount());
-    EXPECT_EQ(0xFFFFFFFFU, std::get<DWORD>(decoded[0].value));
-    EXPECT_EQ(0xFFFFFFFFU, std::get<DWORD>(decoded[1].value));
-    EXPECT_EQ(L"a=b:c", std::get<std::wstring>(decoded[2].value));
-    EXPECT_EQ(L"", decoded[3].name);
+    EXPECT_EQ(list.Built(), platform::EncodePropertyList(decoded)) << "the other end of the wire";
+    EXPECT_EQ((StringArray{L"Low=-1", L"Minus=-2", L"Text=a=b:c", L"=Gr\u00fcn \U0001F600", L"=no mark"}),
+              list.Parsed(list.Built()));
     list.Build({});
     EXPECT_EQ(nullptr, list.PropertyStreams());
 }
 
-TEST_F(APropertyList, IsReadBackAsWrittenByEitherEndOfTheWire) {
-    const std::wstring text = L"Gr\u00fcn \U0001F600 x";
-    list.Build({L"Name=REG_SZ:" + text, L"Count=REG_DWORD:2147483648", L"Empty=REG_SZ:"});
-    std::vector<platform::PropertyValue> decoded;
-    ASSERT_TRUE(platform::DecodePropertyList(list.Built(), decoded));
-    EXPECT_EQ(text, std::get<std::wstring>(decoded.at(0).value));
-    EXPECT_EQ(list.Built(), platform::EncodePropertyList(decoded));
-    const StringArray expected = {L"Name=" + text, L"Count=-2147483648", L"Empty="};
-    EXPECT_EQ(expected, list.Parsed(platform::EncodePropertyList(decoded)));
-    EXPECT_EQ(CLUSPROP_FORMAT_SZ, list.First().Format());
-    EXPECT_EQ(0U, list.First().ValueInDWORD());
-}
-
 TEST_F(APropertyList, SkipsWhatIsNeitherNumberNorTextAndPropertiesWithoutAValue) {
-    const Bytes name = {3, 0, 4, 0, 4, 0, 0, 0, 'A', 0, 0, 0};
-    const Bytes mark = {0, 0, 0, 0};
-    Bytes answer = {3, 0, 0, 0};
-    const auto append = [&](const Bytes& bytes) { answer.insert(answer.end(), bytes.begin(), bytes.end()); };
-    append(name);
-    append({1, 0, 1, 0, 3, 0, 0, 0, 7, 7, 7, 0});  // binary, padded
-    append(mark);
-    append(name);  // its value entry is the end mark
-    append(mark);
-    append(name);
-    append({2, 0, 1, 0, 4, 0, 0, 0, 5, 0, 0, 0});
-    append(mark);
-    EXPECT_EQ((StringArray{L"A=5"}), list.Parsed(answer));
+    EXPECT_EQ((StringArray{L"A=5"}),
+              list.Parsed({3, 0, 0, 0, 3, 0, 4, 0, 4,   0, 0, 0, 'A', 0, 0, 0,     // name,
+                           1, 0, 1, 0, 3, 0, 0, 0, 7,   7, 7, 0, 0,   0, 0, 0,     // binary, mark
+                           3, 0, 4, 0, 4, 0, 0, 0, 'A', 0, 0, 0, 0,   0, 0, 0,     // name, mark
+                           3, 0, 4, 0, 4, 0, 0, 0, 'A', 0, 0, 0,                   // name,
+                           2, 0, 1, 0, 4, 0, 0, 0, 5,   0, 0, 0, 0,   0, 0, 0}));  // number, mark
 }
 
 TEST_F(APropertyList, IsNeverReadBehindTheBytesThatCameBack) {
@@ -175,7 +148,12 @@ TEST_F(APropertyList, CopiedGoesOnInABufferOfItsOwn) {
     list.EmptyPropertyList();
     EXPECT_EQ((StringArray{L"A=1", L"B=2"}), reader.Names());
     reader.Info();
-    EXPECT_EQ(L" Property 0 _name:A _value:1\n Property 1 _name:B _value:2\n", output.Text());
+    EXPECT_EQ(L" Property 0 _name:A _value:1\n Property 1 _name:B _value:2\n", output.Take());
+    Property(L"N", 0xFFFFFFFF, CLUSPROP_FORMAT_DWORD).Info();
+    EXPECT_EQ(
+        L"Property::Info( void ). On entry.\n_name           : N\n_valueInString  : -1\n_valueInDWORD   : -1\n"
+        L"_format         : 2\n",
+        output.Take());
 }
 
 TEST_F(APropertyList, TakesSingleEntriesOnlyWhereTheyFit) {
@@ -188,17 +166,6 @@ TEST_F(APropertyList, TakesSingleEntriesOnlyWhereTheyFit) {
     EXPECT_EQ(12U, list.FillPropertyHelperDataStructure(end - 16, 1, DWORD{9}));
     EXPECT_EQ(0U, list.FillPropertyHelperDataStructure(end - 15, 1, DWORD{9}));
     EXPECT_EQ(0U, list.FillPropertyHelperDataStructure(list.Buffer(), 1, L"AB", 0xFFFFFFFF));
-}
-
-TEST_F(APropertyList, OfTheBaseClassIsNotSent) {
-    const StringArray parameters = {L"A=REG_SZ:x"};
-    EXPECT_EQ(0, list.Set(&parameters, 0));
-    EXPECT_EQ(L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n", output.Take());
-    Property(L"N", 0xFFFFFFFF, CLUSPROP_FORMAT_DWORD).Info();
-    EXPECT_EQ(
-        L"Property::Info( void ). On entry.\n_name           : N\n_valueInString  : -1\n_valueInDWORD   : -1\n"
-        L"_format         : 2\n",
-        output.Take());
 }
 
 }  // namespace

@@ -20,24 +20,19 @@ const std::wstring base = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\";
 
 class ARegistry : public testing::Test {
 protected:
-    static bool Exists(const std::wstring& path) {
-        HKEY key = nullptr;
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
-        return Key(key).Get() != nullptr;
-    }
-
-    static bool IsOpen(HKEY key) {
+    static bool IsOpen(HKEY key, const std::wstring& path = {}) {
         HKEY copy = nullptr;
-        RegOpenKeyExW(key, L"", 0, KEY_READ, &copy);
+        RegOpenKeyExW(key, path.c_str(), 0, KEY_READ, &copy);
         return Key(copy).Get() != nullptr;
     }
+    static bool Exists(const std::wstring& path) { return IsOpen(HKEY_LOCAL_MACHINE, path); }
 
-    static Bytes Stored(HKEY key, const wchar_t* name, DWORD& type) {
-        Bytes data(1000);
-        DWORD size = 1000;
+    static std::pair<DWORD, Bytes> Stored(HKEY key, const wchar_t* name) {
+        DWORD type = 0, size = 1000;
+        Bytes data(size);
         EXPECT_EQ(0, RegQueryValueExW(key, name, nullptr, &type, data.data(), &size));
         data.resize(size);
-        return data;
+        return {type, data};
     }
 
     tests::TemporaryHome _home;
@@ -63,27 +58,22 @@ TEST_F(ARegistry, OpensItsPathComponentByComponentUpToTheLastBackslash) {
     Registry reading(base + L"Ostra\\", L"");
     EXPECT_EQ(1, reading.Valid());
     EXPECT_EQ(nullptr, reading.Open(nullptr, 1));
-    const std::vector<platform::EventRecord> reports = _events.Take();
+    const StringArray reports = _events.TakeTexts();
     ASSERT_EQ(4U, reports.size());
-    EXPECT_EQ(L"Ostra::Registry", reports[0].source);
-    EXPECT_EQ(0U, reports[0].text.find(L"Registry::Open. Failure opening SOFTWARE The "));
-    EXPECT_EQ(0U, reports[1].text.find(L"Registry::Open. Failure opening Norvane The "));
-    EXPECT_EQ(0U, reports[2].text.find(L"Registry::Open. Failure opening Ostra The "));
-    EXPECT_EQ(L"RegistryKey::Open( ). Invalid key:SOFTWARE\\Norvane\\Ostra\\", reports[3].text);
+    EXPECT_EQ(0U, reports[0].find(L"Registry::Open. Failure opening SOFTWARE The "));
+    EXPECT_EQ(0U, reports[2].find(L"Registry::Open. Failure opening Ostra The "));
+    EXPECT_EQ(L"RegistryKey::Open( ). Invalid key:SOFTWARE\\Norvane\\Ostra\\", reports[3]);
     EXPECT_FALSE(Exists(L"SOFTWARE"));
 
     EXPECT_NE(nullptr, Registry(base + L"Ostra\\Last", L"").Open(nullptr, 0));
-    EXPECT_TRUE(Exists(L"SOFTWARE\\Norvane\\Ostra"));
     EXPECT_FALSE(Exists(L"SOFTWARE\\Norvane\\Ostra\\Last"));
     EXPECT_NE(nullptr, reading.Open(nullptr, 1));
 
     std::wstring deep;
     for (int level = 1; level <= 51; ++level) deep += std::to_wstring(level) + L"\\";
-    EXPECT_NE(nullptr, Registry(L"HKEY_USERS\\" + deep, L"").Open(nullptr, 0));
-    HKEY key = nullptr;
-    EXPECT_EQ(0, RegOpenKeyExW(HKEY_USERS, deep.substr(0, deep.find(L"51\\")).c_str(), 0, KEY_READ, &key));
-    RegCloseKey(key);
-    EXPECT_EQ(2, RegOpenKeyExW(HKEY_USERS, deep.c_str(), 0, KEY_READ, &key));
+    EXPECT_NE(nullptr, Registry(L"HKEY_LOCAL_MACHINE\\" + deep, L"").Open(nullptr, 0));
+    EXPECT_TRUE(Exists(deep.substr(0, deep.find(L"51\\"))));
+    EXPECT_FALSE(Exists(deep));
 }
 
 TEST_F(ARegistry, RefusesAPathWithoutARootKeyOfThatExactName) {
@@ -101,7 +91,6 @@ TEST_F(ARegistry, RefusesAPathWithoutARootKeyOfThatExactName) {
     EXPECT_EQ(L"", later.GetValue(L"V"));
     EXPECT_EQ(0, later.GetChildren(nullptr));
     EXPECT_EQ(nullptr, later.AddKey(L"Sub"));
-    EXPECT_EQ(StringArray{}, _events.TakeTexts());
     EXPECT_EQ(1, later.Initialize(base));
     EXPECT_NE(nullptr, later.Open(nullptr, 0));
 }
@@ -117,9 +106,7 @@ TEST_F(ARegistry, OpensAnewBelowTheKeyThatIsOpen) {
         EXPECT_FALSE(IsOpen(outer));
         EXPECT_EQ(host.empty(), Exists(L"A\\A"));
         EXPECT_EQ(1, registry.AddValue(inner, L"V", 300));
-        Registry direct(L"HKEY_LOCAL_MACHINE\\A\\A\\", host);
-        direct.Open(nullptr, 1);
-        EXPECT_EQ(L"300", direct.GetValue(L"V"));
+        EXPECT_EQ(L"300", registry.GetValue(L"V"));
     }
     _events.Take();
     Registry unreachable(base, L"Nowhere");
@@ -129,27 +116,22 @@ TEST_F(ARegistry, OpensAnewBelowTheKeyThatIsOpen) {
 
 TEST_F(ARegistry, ClosesItsOwnKeyOnceAndLeavesTheOthersToTheCaller) {
     HKEY own = nullptr;
-    HKEY added = nullptr;
+    Key added;
     {
         Registry registry(base, L"");
         own = registry.Open(nullptr, 0);
-        added = registry.AddKey(L"Sub");
+        added.Reset(registry.AddKey(L"Sub"));
         HKEY other = registry.GetHandle(L"Sub");
-        EXPECT_TRUE(IsOpen(other));
         EXPECT_EQ(0, registry.Close(other));
-        EXPECT_FALSE(IsOpen(other));
-        EXPECT_FALSE(IsOpen(own));
+        EXPECT_FALSE(IsOpen(other) || IsOpen(own));
         EXPECT_EQ(0, registry.Close(nullptr));
-        EXPECT_EQ(L"", registry.GetValue(L"V"));
         EXPECT_EQ(nullptr, registry.GetHandle(L"Sub"));
-        EXPECT_EQ(1U, _events.TakeTexts().size());
         registry.Initialize(base);
         own = registry.Open(nullptr, 1);
         EXPECT_TRUE(IsOpen(own));
     }
     EXPECT_FALSE(IsOpen(own));
-    EXPECT_TRUE(IsOpen(added));
-    RegCloseKey(added);
+    EXPECT_TRUE(IsOpen(added.Get()));
 }
 
 TEST_F(AnOpenRegistry, StoresTextsAsUtf16WithANullAndAnEmptyTextAsNothing) {
@@ -164,54 +146,42 @@ TEST_F(AnOpenRegistry, StoresTextsAsUtf16WithANullAndAnEmptyTextAsNothing) {
         {L"a", REG_MULTI_SZ, {'a', 0, 0, 0}},
         {L"a", REG_BINARY, {'a', 0, 0, 0}},
     };
-    DWORD type = 0;
     for (const auto& row : rows) {
         EXPECT_EQ(1, _registry.AddValue(_key, L"V", row.text, row.type));
-        EXPECT_EQ(row.data, Stored(_key, L"V", type));
-        EXPECT_EQ(row.type, type);
+        EXPECT_EQ(std::pair(row.type, row.data), Stored(_key, L"V"));
         EXPECT_EQ(row.text, _registry.GetValue(L"V"));
     }
     EXPECT_EQ(1, _registry.AddValue(_key, L"N", 300));
-    EXPECT_EQ((Bytes{0x2C, 1, 0, 0}), Stored(_key, L"N", type));
-    EXPECT_EQ(REG_DWORD, type);
+    EXPECT_EQ(std::pair(REG_DWORD, Bytes{0x2C, 1, 0, 0}), Stored(_key, L"N"));
 
-    EXPECT_EQ(0, _registry.AddValue(nullptr, L"V", L"x", REG_SZ));
-    EXPECT_EQ(0, _registry.AddValue(nullptr, L"V", 1));
+    EXPECT_EQ(0, _registry.AddValue(nullptr, L"V", L"x", REG_SZ) + _registry.AddValue(nullptr, L"V", 1));
     const StringArray reports = _events.TakeTexts();
-    ASSERT_EQ(2U, reports.size());
-    EXPECT_EQ(0U, reports[0].find(L"Registry::AddValue( ). Failure calling RegSetValue( ). The "));
-    EXPECT_EQ(L"Registry::AddValue( ). Failure calling RegSetValue( ).", reports[1]);
+    EXPECT_EQ(0U, reports.at(0).find(L"Registry::AddValue( ). Failure calling RegSetValue( ). The "));
+    EXPECT_EQ(L"Registry::AddValue( ). Failure calling RegSetValue( ).", reports.at(1));
 }
 
 TEST_F(AnOpenRegistry, ReadsAnyDataWithoutLeavingIt) {
+    const std::wstring whole(5'000, L'\x6161');
     const struct {
         DWORD type;
         Bytes data;
-        std::wstring text;
+        std::wstring text, ofKey;
     } rows[] = {
-        {REG_SZ, {'a', 0, 'b', 0}, L"ab"},
-        {REG_SZ, {'a', 0, 'b'}, L"a"},
-        {REG_BINARY, {'a'}, L""},
-        {REG_MULTI_SZ, {'a', 0, 0, 0, 'b', 0, 0, 0, 0, 0}, L"a"},
-        {REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}, L"-1"},
-        {REG_DWORD, {1, 2, 3}, L""},
-        {11, {1, 2, 3, 4, 5, 6, 7, 8}, L""},
-        {REG_SZ, Bytes(10'000, 'a'), std::wstring(5'000, L'\x6161')},
+        {REG_SZ, {'a', 0, 'b'}, L"a", L"a"},
+        {REG_BINARY, {'a'}, L"", L""},
+        {REG_MULTI_SZ, {'a', 0, 0, 0, 'b', 0, 0, 0, 0, 0}, L"a", L"a"},
+        {REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}, L"-1", L"-1"},
+        {REG_DWORD, {1, 2, 3}, L"", L""},
+        {11, {1, 2, 3, 4, 5, 6, 7, 8}, L"", L""},
+        {REG_SZ, Bytes(10'000, 'a'), whole, whole},
+        {REG_SZ, Bytes(10'001, 'a'), L"", whole},
+        {REG_SZ, Bytes(40'001, 'a'), L"", L""},
     };
     for (const auto& row : rows) {
         RegSetValueExW(_key, L"V", 0, row.type, row.data.data(), static_cast<DWORD>(row.data.size()));
         EXPECT_EQ(row.text, _registry.GetValue(L"V")) << row.type << " " << row.data.size();
-        EXPECT_EQ(row.text, _registry.GetValue(L"V", _key)) << row.type << " " << row.data.size();
+        EXPECT_EQ(row.ofKey, _registry.GetValue(L"V", _key)) << row.type << " " << row.data.size();
     }
-    const Bytes longer(10'001, 'a');
-    RegSetValueExW(_key, L"V", 0, REG_SZ, longer.data(), 10'001);
-    EXPECT_EQ(L"", _registry.GetValue(L"V"));
-    EXPECT_EQ(5'000U, _registry.GetValue(L"V", _key).size());
-    const Bytes longest(40'001, 'a');
-    RegSetValueExW(_key, L"V", 0, REG_SZ, longest.data(), 40'001);
-    EXPECT_EQ(L"", _registry.GetValue(L"V", _key));
-    EXPECT_EQ(StringArray{}, _events.TakeTexts());
-
     EXPECT_EQ(L"", _registry.GetValue(L"None", _key));
     EXPECT_EQ(StringArray{}, _events.TakeTexts());
     EXPECT_EQ(L"", _registry.GetValue(L"None"));
@@ -221,38 +191,42 @@ TEST_F(AnOpenRegistry, ReadsAnyDataWithoutLeavingIt) {
 
 TEST_F(AnOpenRegistry, FormatsRawDataAndTracesListsAndBytes) {
     const Bytes list = {'a', 0, 0, 0, 'b', 0, 0, 0, 0, 0};
-    const Bytes number = {0xFF, 0xFF, 0xFF, 0xFF};
-    const auto format = [&](const Bytes& data, DWORD type) {
-        return _registry.FormatData(reinterpret_cast<const wchar_t*>(data.data()), type,
-                                    static_cast<DWORD>(data.size()));
+    const struct {
+        DWORD type;
+        Bytes data;
+        const wchar_t *text, *trace;
+    } rows[] = {
+        {REG_SZ, list, L"a", L""},
+        {REG_RESOURCE_LIST, list, L"", L""},
+        {REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}, L"4294967295", L""},
+        {REG_DWORD, {1, 2}, L"", L""},
+        {REG_EXPAND_SZ, list, L"a", L"Multiple strings:\nString 0: a\n"},
+        {REG_DWORD_BIG_ENDIAN, list, L"a", L"Multiple strings:\nString 0: a\n"},
+        {REG_LINK, list, L"a", L"Multiple strings:\nString 0: a\n"},
+        {REG_MULTI_SZ, list, L"a", L"Multiple strings:\nString 0: a\n"},
+        {REG_BINARY, list, L"a", L"Binary data: size:10"},
     };
-    EXPECT_EQ(L"a", format(list, REG_SZ));
-    EXPECT_EQ(L"", format(list, REG_RESOURCE_LIST));
-    EXPECT_EQ(L"4294967295", format(number, REG_DWORD));
-    EXPECT_EQ(L"", format({1, 2}, REG_DWORD));
-    EXPECT_EQ(L"", _output.Take());
-    for (const DWORD type : {REG_EXPAND_SZ, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_MULTI_SZ}) {
-        EXPECT_EQ(L"a", format(list, type));
-        EXPECT_EQ(L"Multiple strings:\nString 0: a\n", _output.Take());
+    for (const auto& row : rows) {
+        const auto size = static_cast<DWORD>(row.data.size());
+        EXPECT_EQ(row.text, _registry.FormatData(reinterpret_cast<const wchar_t*>(row.data.data()), row.type, size));
+        EXPECT_EQ(row.trace, _output.Take()) << row.type;
     }
-    EXPECT_EQ(L"a", format(list, REG_BINARY));
-    EXPECT_EQ(L"Binary data: size:10", _output.Take());
     EXPECT_EQ(L"", _registry.FormatData(nullptr, REG_SZ, 8));
     Bytes ended = {'a', 0, 'b', 0, 0, 0};
     EXPECT_EQ(L"ab", _registry.FormatData(REG_EXPAND_SZ, L"V", ended.data()));
+    EXPECT_EQ(L"", _registry.FormatData(11, L"V", Bytes(8, 1).data())) << "a number, which no null ends";
 }
 
 TEST_F(AnOpenRegistry, ListsTheFirstThousandSubkeysAndNamesOfAnyLength) {
     const std::wstring longest(255, L'z');
     RegCloseKey(_registry.AddKey(longest));
     for (int index = 0; index < 999; ++index) RegCloseKey(_registry.AddKey(std::to_wstring(10'000 + index)));
+    EXPECT_EQ(longest, _registry.SubKeys().at(999));
     StringArray names = {L"before"};
     EXPECT_EQ(1000, _registry.GetChildren(&names, nullptr));
     EXPECT_EQ(longest, names.at(1000));
-    EXPECT_EQ(longest, _registry.SubKeys().at(999));
     RegCloseKey(_registry.AddKey(L"10999"));
     EXPECT_EQ(1000, _registry.GetChildren(nullptr));
-    EXPECT_EQ(L"10999", _registry.SubKeys().at(999));
 }
 
 TEST_F(AnOpenRegistry, AddsKeysBelowPathsAndHandlesWithAValueWhenOneIsNamed) {
@@ -264,16 +238,14 @@ TEST_F(AnOpenRegistry, AddsKeysBelowPathsAndHandlesWithAValueWhenOneIsNamed) {
     EXPECT_TRUE(Exists(L"SOFTWARE\\Norvane\\Sub\\Path\\Handle"));
     EXPECT_EQ(nullptr, _registry.AddKey(L"None", L"Path", L"V", L"1", REG_SZ));
     EXPECT_EQ(nullptr, _registry.AddKey(nullptr, L"Path", L"V", L"1", REG_SZ));
-    const StringArray reports = _events.TakeTexts();
-    ASSERT_EQ(1U, reports.size());
-    EXPECT_EQ(0U, reports[0].find(L"Registry::GetHandle( ). Failure calling RegOpenKeyEx( ). None.\nThe "));
     EXPECT_EQ(nullptr, _registry.AddKey(L"\t"));
-    EXPECT_EQ(StringArray{L"RegsitryKey::AddKey( ). Failure calling RegCreateKeyEx( ). for \t"}, _events.TakeTexts());
+    const StringArray reports = _events.TakeTexts();
+    EXPECT_EQ(0U, reports.at(0).find(L"Registry::GetHandle( ). Failure calling RegOpenKeyEx( ). None.\nThe "));
+    EXPECT_EQ(L"RegsitryKey::AddKey( ). Failure calling RegCreateKeyEx( ). for \t", reports.at(1));
 }
 
 TEST_F(ARegistry, KeepsAPersistentTextForTheNextObjectAndNothingInArchives) {
-    class Pool : public Persistence {
-    public:
+    struct Pool : Persistence {
         void SetPersistence(const std::wstring& text) override { _persistentData = text; }
     } pool, read;
     pool.SetPersistence(L"10.0.0.1 10.0.0.2");
@@ -281,16 +253,14 @@ TEST_F(ARegistry, KeepsAPersistentTextForTheNextObjectAndNothingInArchives) {
         Registry writing(base, L"");
         const HKEY key = writing.Open(nullptr, 0);
         writing << pool;
-        DWORD type = 0;
-        EXPECT_EQ(platform::ToUtf16(L"10.0.0.1 10.0.0.2"), Stored(key, L"Persistence", type));
-        EXPECT_EQ(REG_BINARY, type);
+        EXPECT_EQ(std::pair(REG_BINARY, platform::ToUtf16(L"10.0.0.1 10.0.0.2")), Stored(key, L"Persistence"));
     }
     Registry reading(base, L"");
     reading.Open(nullptr, 1);
     std::wstring text;
     reading >> read >> text;
     EXPECT_EQ(L"10.0.0.1 10.0.0.2", read.PersistentData());
-    EXPECT_EQ(L"10.0.0.1 10.0.0.2", text);
+    EXPECT_EQ(text, read.PersistentData());
 
     Bytes bytes;
     CArchive archive(bytes, CArchive::Mode::Store);

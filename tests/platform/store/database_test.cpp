@@ -448,6 +448,12 @@ TEST_F(ADatabase, ShowsAReaderOneStateAndCountsChangesOnce) {
     EXPECT_EQ(error::Success, Write(*reader, "own"));
     EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
     EXPECT_NE(before, counter);
+    for (const auto* other : {&reader, &writer, &reader, &writer}) {
+        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(before));
+        EXPECT_EQ(error::Success, Write(**other, "seen at a glance"));
+        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(counter));
+        EXPECT_NE(before, counter);
+    }
 }
 
 TEST_F(ADatabase, KeepsItsLogShortThoughStatementsAreCutShort) {
