@@ -105,9 +105,10 @@ HeldAddresses::~HeldAddresses() {
 void RequireSaved(Context& context, const Network& network, const std::vector<std::string>& addresses, bool areUsed) {
     const DWORD cause = GetLastError();
     const std::unique_ptr<IPStack> pool = LoadPool(context, network);
-    const std::vector<std::string> available = AvailableIn(*pool);
+    const std::vector<std::string> lines = AvailableIn(*pool);
+    const std::set<std::string> available(lines.begin(), lines.end());
     for (const std::string& address : addresses) {
-        const bool isAvailable = std::find(available.begin(), available.end(), address) != available.end();
+        const bool isAvailable = available.contains(address);
         const bool isUsed = pool->WasUsed(FromUtf8(address)) != 0;
         if (isUsed != areUsed || isAvailable == areUsed) throw Refusal(PoolOf(network) + " was not saved", cause);
     }
