@@ -46,6 +46,18 @@ private:
     platform::MessageBoxHandler* _before;
 };
 
+/// Lets go of the cluster before the sinks above go: objects have lines for their end, too.
+class ClusterEnd {
+public:
+    explicit ClusterEnd(Context& context) : _context(context) {}
+    ClusterEnd(const ClusterEnd&) = delete;
+    ClusterEnd& operator=(const ClusterEnd&) = delete;
+    ~ClusterEnd() { _context.ForgetCluster(); }
+
+private:
+    Context& _context;
+};
+
 void AddGlobalOptions(CLI::App& app, Context& context) {
     app.add_option("--cluster", context.options.cluster,
                    "The cluster to work on (default: OSTRA_CLUSTER, or the only one)")
@@ -154,6 +166,7 @@ int RunOstra(const std::vector<std::string>& arguments, const Streams& streams) 
     Context context(streams);
     const TraceSink trace(context);
     const BoxesAsWarnings boxes(context);
+    const ClusterEnd end(context);
     Run run{context, {}};
     const bool isJson = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
 
