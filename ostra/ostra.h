@@ -24,9 +24,9 @@
 #include <ostra/foundation/TarnStatus.h>
 #include <ostra/network/Disk.h>
 #include <ostra/network/IPStack.h>
+#include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
-#include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/TCPIPAddress.h>
 #include <ostra/pipes/Pipe.h>
 #include <ostra/pipes/PipeClient.h>

@@ -1,11 +1,11 @@
 #include <ostra/cluster/Cluster.h>
 
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/NameEnumeration.h>
 #include <ostra/cluster/Node.h>
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/Resource.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/output.h>
 

@@ -1,13 +1,13 @@
 #include <ostra/cluster/Cluster.h>
 
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/NameEnumeration.h>
 #include <ostra/cluster/NetworkInterfaces.h>
 #include <ostra/cluster/Networks.h>
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/Resource.h>
 #include <ostra/cluster/ResourceType.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/NetworkAdapters.h>
 #include <ostra/network/TCPIPAddress.h>

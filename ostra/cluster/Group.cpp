@@ -1,10 +1,10 @@
 #include <ostra/cluster/Group.h>
 
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/NameEnumeration.h>
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/Resource.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <ostra/registry/TypedClusterKeys.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>

@@ -1,8 +1,8 @@
 #include <ostra/cluster/Network.h>
 
-#include <ostra/cluster/NameEnumeration.h>
-#include <ostra/cluster/display.h>
 #include <ostra/cluster/property_writes.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>

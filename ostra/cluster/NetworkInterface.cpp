@@ -1,7 +1,7 @@
 #include <ostra/cluster/NetworkInterface.h>
 
-#include <ostra/cluster/display.h>
 #include <ostra/cluster/property_writes.h>
+#include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <platform/base/last_error.h>
 #include <platform/cluster/control_codes.h>

@@ -1,9 +1,9 @@
 #include <ostra/cluster/NetworkInterfaces.h>
 
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/NameEnumeration.h>
 #include <ostra/cluster/NetworkInterface.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 
 NetworkInterfaces::NetworkInterfaces(const std::wstring& clusterName, HCLUSTER cluster)
     : _clusterName(clusterName), _clusterHandle(cluster) {

@@ -1,9 +1,9 @@
 #include <ostra/cluster/Networks.h>
 
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/NameEnumeration.h>
 #include <ostra/cluster/Network.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <platform/cluster/control_codes.h>
 
 Networks::Networks(const std::wstring& clusterName, HCLUSTER cluster)

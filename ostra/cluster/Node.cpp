@@ -1,10 +1,10 @@
 #include <ostra/cluster/Node.h>
 
 #include <ostra/cluster/Group.h>
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/NameEnumeration.h>
 #include <ostra/cluster/OwnedComponents.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
@@ -64,7 +64,7 @@ int Node::Status(int) {
 }
 
 void Node::Initialize() {
-    _resources = MakeOrNull<ClusterComponents>();
+    _resources = MakeSharedOrNull<ClusterComponents>();
     if (!_resources) DisplayFailure(_error, L"Node::Node( ). Failure creating Resources list.");
     _groups = OwnedComponents::Succeeding(_groups);
     if (!_groups) DisplayFailure(_error, L"Node::Node( ). Failure creating Group list.");

@@ -1,30 +1,32 @@
 #include <ostra/cluster/OwnedComponents.h>
 
-#include <ostra/cluster/MakeOrNull.h>
 #include <ostra/foundation/ClusterComponent.h>
+#include <ostra/foundation/MakeOrNull.h>
 
 #include <algorithm>
 
 OwnedComponents::~OwnedComponents() {
+    const auto isGone = [](const auto& index) { return index.expired(); };
+    if (std::all_of(_otherIndexes.begin(), _otherIndexes.end(), isGone)) return;
     Objects leaving;
     for (const auto& member : _members) leaving.insert(member.get());
     UnlistElsewhere(leaving);
 }
 
 std::shared_ptr<OwnedComponents> OwnedComponents::Succeeding(const std::shared_ptr<OwnedComponents>& former) {
-    std::shared_ptr<OwnedComponents> made = MakeOrNull<OwnedComponents>();
+    std::shared_ptr<OwnedComponents> made = MakeSharedOrNull<OwnedComponents>();
     if (made && former) made->_otherIndexes = former->_otherIndexes;
     return made;
 }
 
 void OwnedComponents::Store(const std::wstring& name, std::unique_ptr<ClusterComponent> component) {
-    _index.SetAt(name, component.get());
-    _members.push_back(std::move(component));
+    _members.push_back(std::move(component));  // first: what an index names must have its owner
+    _index.SetAt(name, _members.back().get());
 }
 
 void OwnedComponents::Add(std::unique_ptr<ClusterComponent> component) {
-    _index.Add(component.get());
     _members.push_back(std::move(component));
+    _index.Add(_members.back().get());
 }
 
 void OwnedComponents::Delete(const std::wstring& name) {

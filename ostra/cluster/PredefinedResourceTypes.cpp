@@ -1,6 +1,6 @@
 #include <ostra/cluster/PredefinedResourceTypes.h>
 
-#include <ostra/cluster/MakeOrNull.h>
+#include <ostra/foundation/MakeOrNull.h>
 #include <ostra/foundation/OstraString.h>
 #include <ostra/network/NTClusterDisks.h>
 

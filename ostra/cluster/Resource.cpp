@@ -1,8 +1,9 @@
 #include <ostra/cluster/Resource.h>
 
 #include <ostra/cluster/ResourceType.h>
-#include <ostra/cluster/display.h>
 #include <ostra/cluster/property_writes.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <platform/base/clock.h>
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 
 namespace {
 
@@ -39,11 +39,11 @@ const wchar_t* StateText(DWORD state) {
     }
 }
 
-void DeleteWithMembers(ClusterComponents* components) {
-    if (!components) return;
-    for (const auto& [name, member] : *components) delete member;
-    delete components;
-}
+struct SubResources final : ClusterComponents {
+    ~SubResources() override {
+        for (const auto& [name, member] : *this) delete member;
+    }
+};
 
 /// What the resources of one expert group have in common at the end of their names: as many characters as stand before
 /// the first "for".
@@ -91,7 +91,7 @@ Resource& Resource::operator=(const Resource& other) {
 void Resource::Initialize(int callTypeHook) {
     _handle.Reset();
     if (_clusterHandle) Open();
-    _resources = std::shared_ptr<ClusterComponents>(new (std::nothrow) ClusterComponents(L""), DeleteWithMembers);
+    _resources = MakeSharedOrNull<SubResources>();
     if (!_resources) DisplayFailure(_error, L"Resource::Resource( name ). Failure creating Resources list.");
     if (callTypeHook != 0 && _resourceType) _resourceType->InitializeParameters();
 }
@@ -130,26 +130,6 @@ int Resource::Create(HGROUP group, const StringArray* parameters, int bringOnlin
     const int result = BringOnLine();
     if (!result) WriteOutputLine(L"Resoruce::Create( ). Failure calling BringOnLine( ).");
     return result;
-}
-
-int Resource::Change(HGROUP, const StringArray*, int) {
-    return 1;
-}
-
-HRESOURCE Resource::Handle() const {
-    return _handle.Get();
-}
-
-HGROUP Resource::GroupHandle() const {
-    return _groupHandle;
-}
-
-ResourceType* Resource::ResType() const {
-    return _resourceType;
-}
-
-std::wstring Resource::GetResourceType() const {
-    return _type;
 }
 
 std::wstring Resource::Type() {
@@ -252,10 +232,6 @@ int Resource::SetAttributes(const StringArray* parameters, DWORD controlCode) {
         return 0;
     }
     return WriteByType<ResourceProperties>(_handle.Get(), parameters, controlCode);
-}
-
-int Resource::SetProperties(const StringArray*) {
-    return 0;
 }
 
 int Resource::SetPossibleOwners(const StringArray* nodeNames) {

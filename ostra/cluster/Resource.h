@@ -37,15 +37,15 @@ public:
     /// 1 the result is that of BringOnLine.
     virtual int Create(HGROUP group, const StringArray* parameters, int bringOnline);
     /// Does nothing; always 1.
-    virtual int Change(HGROUP group, const StringArray* parameters, int bringOnline);
+    virtual int Change(HGROUP, const StringArray*, int) { return 1; }
 
     /// Null while the resource is not open. The handle stays the resource's.
-    HRESOURCE Handle() const;
-    HGROUP GroupHandle() const;
+    HRESOURCE Handle() const { return _handle.Get(); }
+    HGROUP GroupHandle() const { return _groupHandle; }
     /// The type object given at construction, or null.
-    ResourceType* ResType() const;
+    ResourceType* ResType() const { return _resourceType; }
     /// The type name as far as it is known.
-    std::wstring GetResourceType() const;
+    std::wstring GetResourceType() const { return _type; }
     /// The type name, read from the cluster when it is not known yet.
     std::wstring Type();
     /// Both read the state anew.
@@ -80,7 +80,7 @@ public:
     /// also for any other code.
     int SetAttributes(const StringArray* parameters, DWORD controlCode);
     /// Does nothing; always 0.
-    int SetProperties(const StringArray* parameters);
+    int SetProperties(const StringArray*) { return 0; }
 
     /// Lets each of the named nodes own the resource; nodes that cannot be opened are skipped. Always 0: the outcome
     /// is traced only.

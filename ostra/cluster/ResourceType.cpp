@@ -1,7 +1,7 @@
 #include <ostra/cluster/ResourceType.h>
 
-#include <ostra/cluster/NameEnumeration.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <platform/base/SharedHandle.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
@@ -25,16 +25,10 @@ int ResourceType::Status(int) {
     return 0;
 }
 
-void ResourceType::SetDefault(const std::wstring&, const std::wstring&) {}
-
 std::wstring ResourceType::GetAttribute(const std::wstring& name, const StringMap* map) const {
     if (!map) return {};
     const auto attribute = map->find(name);
     return attribute == map->end() ? std::wstring() : attribute->second;
-}
-
-int ResourceType::GetAttributes(const StringMap*) {
-    return 0;
 }
 
 void ResourceType::InitializeParameters() {
@@ -54,18 +48,6 @@ void ResourceType::UpdateParameters(const StringArray* parameters) {
 int ResourceType::UpdateRegistry(const StringArray*) {
     platform::WriteOutputLine(L"ResourceType::UpdateRegistry( ). To be implemented by the derived class!");
     return 0;
-}
-
-std::wstring ResourceType::Name() const {
-    return _typeName;
-}
-
-HCLUSTER ResourceType::Handle() const {
-    return _typeClusterHandle;
-}
-
-const StringArray& ResourceType::AttributeNames() const {
-    return _attributeNames;
 }
 
 const StringArray& ResourceType::Parameters(std::size_t list) const {

@@ -20,11 +20,11 @@ public:
     /// Always 0: a type has no state.
     int Status(int) override;
     /// Takes one value of a template. Most kinds have none and ignore it.
-    virtual void SetDefault(const std::wstring& name, const std::wstring& value);
+    virtual void SetDefault(const std::wstring&, const std::wstring&) {}
     /// The value stored under exactly that name, or an empty text.
     virtual std::wstring GetAttribute(const std::wstring& name, const StringMap* map) const;
     /// Always 0.
-    virtual int GetAttributes(const StringMap* map);
+    virtual int GetAttributes(const StringMap*) { return 0; }
     /// Fills the lists with the kind's default parameters. A type without a class of its own has none, says so on
     /// standard output and leaves the lists alone.
     virtual void InitializeParameters();
@@ -35,10 +35,10 @@ public:
     virtual int UpdateRegistry(const StringArray* parameters);
 
     /// The cluster resource type name.
-    std::wstring Name() const;
-    HCLUSTER Handle() const;
+    std::wstring Name() const { return _typeName; }
+    HCLUSTER Handle() const { return _typeClusterHandle; }
     /// Names of attributes that programs show for this kind.
-    const StringArray& AttributeNames() const;
+    const StringArray& AttributeNames() const { return _attributeNames; }
     /// A list of parameter strings: 0 common, 1 private, 2 the print spooler's directories; any other is empty.
     const StringArray& Parameters(std::size_t list) const;
 

@@ -23,26 +23,6 @@ void Disk::Set(const std::wstring& attributeName, const std::wstring& value) {
     _attributes[attributeName] = value;
 }
 
-std::wstring Disk::ID() const {
-    return _iD;
-}
-
-std::wstring Disk::DiskName() const {
-    return _diskName;
-}
-
-std::wstring Disk::SerialNumber() const {
-    return _serialNumber;
-}
-
-std::wstring Disk::SCSIAddress() const {
-    return _scsiAddress;
-}
-
-std::wstring Disk::ResourceName() const {
-    return _resourceName;
-}
-
 std::wstring Disk::Signature() {
     const auto attribute = _attributes.find(L"Signature");
     if (attribute != _attributes.end()) _signature = attribute->second;
@@ -64,10 +44,6 @@ DWORD Disk::SignatureInDecimalDWORD() {
 DWORD Disk::SignatureInDecimalDWORD(const std::wstring& signature) {
     _signatureInDWORD = platform::ParseHexadecimal(signature);
     return _signatureInDWORD;
-}
-
-StringMap* Disk::Attributes() {
-    return &_attributes;
 }
 
 void Disk::Info() const {

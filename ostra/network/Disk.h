@@ -20,11 +20,11 @@ public:
     /// Sets one attribute of an available disk.
     void Set(const std::wstring& attributeName, const std::wstring& value);
 
-    std::wstring ID() const;
-    std::wstring DiskName() const;
-    std::wstring SerialNumber() const;
-    std::wstring SCSIAddress() const;
-    std::wstring ResourceName() const;
+    std::wstring ID() const { return _iD; }
+    std::wstring DiskName() const { return _diskName; }
+    std::wstring SerialNumber() const { return _serialNumber; }
+    std::wstring SCSIAddress() const { return _scsiAddress; }
+    std::wstring ResourceName() const { return _resourceName; }
     /// In lower-case hexadecimal, as the cluster reports it; an attribute of that name goes before the field.
     std::wstring Signature();
     /// The drive, such as "E:"; an attribute of that name goes before the field.
@@ -34,7 +34,7 @@ public:
     /// Reads a hexadecimal signature, makes it the disk's number and returns it.
     DWORD SignatureInDecimalDWORD(const std::wstring& signature);
     /// Every attribute of an available disk, by name.
-    StringMap* Attributes();
+    StringMap* Attributes() { return &_attributes; }
     /// Writes the attributes to standard output.
     void Info() const;
 

@@ -1,8 +1,8 @@
 #include <ostra/network/IPStack.h>
 
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
 #include <ostra/foundation/OstraString.h>
+#include <ostra/foundation/display.h>
 #include <ostra/network/address_unit.h>
 #include <ostra/registry/TypedClusterKeys.h>
 #include <platform/base/format.h>

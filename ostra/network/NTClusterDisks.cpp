@@ -1,14 +1,13 @@
 #include <ostra/network/NTClusterDisks.h>
 
+#include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
-#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/last_error.h>
 #include <platform/cluster/control_codes.h>
-#include <platform/system/message_box.h>
 
 #include <algorithm>
-#include <array>
 #include <span>
 
 namespace {
@@ -22,7 +21,6 @@ constexpr wchar_t diskType[] = L"Physical Disk";
 constexpr std::size_t descriptionsOfADisk = 6;
 constexpr std::size_t descriptionsKept = 5;  // the serial number, which comes last, is not
 constexpr DWORD nameRoom = 255;              // characters
-constexpr int mostFailures = 1000;           // in a row: then the enumeration is broken, not just single items
 
 std::wstring ValueOf(const StringMap& attributes, const wchar_t* name) {
     const auto attribute = attributes.find(name);
@@ -37,30 +35,18 @@ NTClusterDisks::NTClusterDisks(const std::wstring& clusterName)
     if (_hCluster)
         Discover();
     else
-        ReportFailure(L"Failure calling ClusApi::OpenCluster( ). " + _error.GetErrorString(GetLastError()));
+        DisplayFailure(_error, L"Failure calling ClusApi::OpenCluster( ). " + _error.GetErrorString(GetLastError()));
 }
 
 NTClusterDisks::NTClusterDisks(HCLUSTER cluster) : _hCluster(cluster) {
     if (_hCluster)
         Discover();
     else
-        ReportFailure(L"NTClusterDisk::NTClusterDisk( ). Invalid cluster handle. ");
+        DisplayFailure(_error, L"NTClusterDisk::NTClusterDisk( ). Invalid cluster handle. ");
 }
 
 int NTClusterDisks::Status(int) {
     return 0;
-}
-
-const NTClusterDisks::DiskMap* NTClusterDisks::Availables() const {
-    return &_availables;
-}
-
-const NTClusterDisks::DiskMap* NTClusterDisks::Used() const {
-    return &_used;
-}
-
-const StringMap* NTClusterDisks::AvailableDrives() const {
-    return &_availableDrives;
 }
 
 Disk* NTClusterDisks::Find(const DiskMap* disks, const std::wstring& drive) const {
@@ -93,7 +79,7 @@ void NTClusterDisks::Discover() {
 
 DWORD NTClusterDisks::GetUsedDiskAttributes(HCLUSTER cluster) {
     if (!cluster) {
-        ReportFailure(L"NTClusterDisks::GetUsedDisk( ). Failure calling OpenCluster( ).");
+        DisplayFailure(_error, L"NTClusterDisks::GetUsedDisk( ). Failure calling OpenCluster( ).");
         return 0;
     }
     _hCluster = cluster;
@@ -103,7 +89,8 @@ DWORD NTClusterDisks::GetUsedDiskAttributes(HCLUSTER cluster) {
     for (const std::wstring& name : _diskResources) {
         const OpenResource resource(OpenClusterResource(_hCluster, name.c_str()));
         if (!resource) {
-            ReportFailure(L"NTClusterDisks::GetUsedDiskAttributes( HCLUSTER ). Invalid cluster resource." + name);
+            DisplayFailure(_error,
+                           L"NTClusterDisks::GetUsedDiskAttributes( HCLUSTER ). Invalid cluster resource." + name);
             continue;
         }
         StringMap attributes;
@@ -126,7 +113,7 @@ void NTClusterDisks::AddUsedDisk(const std::wstring& resourceName, const StringM
 
 DWORD NTClusterDisks::GetAvailableDiskAttributes(HCLUSTER cluster) {
     if (!cluster) {
-        ReportFailure(L"NTClusterDisks::GetAvailableDisk( ). Failure calling OpenCluster( ).");
+        DisplayFailure(_error, L"NTClusterDisks::GetAvailableDisk( ). Failure calling OpenCluster( ).");
         return 0;
     }
     _hCluster = cluster;
@@ -136,7 +123,8 @@ DWORD NTClusterDisks::GetAvailableDiskAttributes(HCLUSTER cluster) {
     for (const std::wstring& name : _nodes) {
         const OpenNode node(OpenClusterNode(_hCluster, name.c_str()));
         if (!node) {
-            ReportFailure(L"NTClusterDisks::GetAvailableDiskAttributes( HCLUSTER ). Invalid cluster node." + name);
+            DisplayFailure(_error,
+                           L"NTClusterDisks::GetAvailableDiskAttributes( HCLUSTER ). Invalid cluster node." + name);
             continue;
         }
         StringArray descriptions;
@@ -177,25 +165,11 @@ int NTClusterDisks::Walk(DWORD types, const std::function<void(const std::wstrin
                          const std::wstring& openFailure, const std::wstring& itemFailure) {
     const OpenEnumeration enumeration(ClusterOpenEnum(_hCluster, types));
     if (!enumeration) {
-        ReportFailure(openFailure);
+        DisplayFailure(_error, openFailure);
         return -1;
     }
-    DWORD index = 0;
-    for (int failures = 0; failures < mostFailures; ++index) {
-        std::array<wchar_t, nameRoom + 1> name{};
-        DWORD size = nameRoom;
-        DWORD type = 0;
-        const DWORD status = ClusterEnum(enumeration.Get(), index, &type, name.data(), &size);
-        if (status == platform::error::NoMoreItems) break;
-        if (status == platform::error::Success) {
-            failures = 0;
-            visit(name.data());
-        } else {
-            ++failures;
-            ReportFailure(itemFailure + _error.GetErrorString(status));
-        }
-    }
-    return static_cast<int>(index);
+    const auto report = [&](DWORD code) { DisplayFailure(_error, itemFailure + _error.GetErrorString(code)); };
+    return static_cast<int>(ForEachName<nameRoom>(enumeration.Get(), &ClusterEnum, visit, report));
 }
 
 DWORD NTClusterDisks::GetPhysicalDiskResources(const std::wstring& resourceName) {
@@ -205,8 +179,4 @@ DWORD NTClusterDisks::GetPhysicalDiskResources(const std::wstring& resourceName)
     const DWORD count = ResourceProperties(resource.Get()).Get(&attributes, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES);
     if (ValueOf(attributes, L"Type") == diskType) _diskResources.push_back(resourceName);
     return count;
-}
-
-void NTClusterDisks::ReportFailure(const std::wstring& text) const {
-    _error.Display(text, L"Norvane Ostra", MB_ICONSTOP);
 }

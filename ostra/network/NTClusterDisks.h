@@ -34,11 +34,11 @@ public:
     int Status(int) override;
 
     /// What nodes report, without drives that an earlier node reported or that a resource holds.
-    const DiskMap* Availables() const;
+    const DiskMap* Availables() const { return &_availables; }
     /// The disks of "Physical Disk" resources.
-    const DiskMap* Used() const;
+    const DiskMap* Used() const { return &_used; }
     /// Signature by drive, of every available disk.
-    const StringMap* AvailableDrives() const;
+    const StringMap* AvailableDrives() const { return &_availableDrives; }
 
     // Each answers null when the map has no such disk.
 
@@ -62,7 +62,6 @@ private:
     /// which the walk ended, -1 when it could not begin.
     int Walk(DWORD types, const std::function<void(const std::wstring&)>& visit, const std::wstring& openFailure,
              const std::wstring& itemFailure);
-    void ReportFailure(const std::wstring& text) const;
 
     DiskMap _availables;
     DiskMap _used;

@@ -1,7 +1,7 @@
 #include <ostra/network/NetworkAdapter.h>
 
-#include <ostra/cluster/MakeOrNull.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/display.h>
 #include <ostra/network/IPStack.h>
 #include <platform/base/format.h>
 #include <platform/base/output.h>

@@ -1,9 +1,9 @@
 #include <ostra/network/NetworkAdapters.h>
 
-#include <ostra/cluster/MakeOrNull.h>
 #include <ostra/cluster/Network.h>
 #include <ostra/cluster/Networks.h>
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/display.h>
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/TCPIPAddress.h>
 #include <platform/base/format.h>

@@ -1,6 +1,6 @@
 #include <ostra/pipes/PipeServer.h>
 
-#include <ostra/cluster/display.h>
+#include <ostra/foundation/display.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/last_error.h>

@@ -1,9 +1,9 @@
 #include <ostra/scheduler/ScheduleRunner.h>
 
 #include <ostra/cluster/Cluster.h>
-#include <ostra/cluster/display.h>
 #include <ostra/foundation/NTEventViewer.h>
 #include <ostra/foundation/OstraString.h>
+#include <ostra/foundation/display.h>
 #include <ostra/scheduler/ScheduleEntry.h>
 #include <platform/base/SharedHandle.h>
 #include <platform/base/clock.h>

@@ -1,6 +1,6 @@
 #include <ostra/scheduler/ScheduleTable.h>
 
-#include <ostra/cluster/MakeOrNull.h>
+#include <ostra/foundation/MakeOrNull.h>
 #include <ostra/scheduler/ExchangeOrder.h>
 #include <platform/base/clock.h>
 #include <platform/base/format.h>

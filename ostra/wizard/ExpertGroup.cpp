@@ -3,8 +3,8 @@
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/PredefinedResourceTypes.h>
 #include <ostra/cluster/Resource.h>
-#include <ostra/cluster/display.h>
 #include <ostra/foundation/OstraString.h>
+#include <ostra/foundation/display.h>
 #include <ostra/wizard/ExpertWizard.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>

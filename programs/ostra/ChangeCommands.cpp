@@ -97,8 +97,9 @@ private:
                           " are no longer known; the cluster was read anew.");
             cluster.Open(1);
         }
-        cluster.Update(change.object, change.notification);
+        // The flat index first: a deleted resource is looked up there before the tree lets go of it.
         cluster.UpdateResources(change.object, change.notification);
+        cluster.Update(change.object, change.notification);
         _seen = change.number;
         Print(Row(change), cluster);
     }

@@ -1,6 +1,7 @@
 #include <programs/ostra/Command.h>
 
 #include <map>
+#include <sstream>
 
 namespace programs {
 
@@ -21,17 +22,18 @@ constexpr const char* environment =
     "OSTRA_CLUSTER  the cluster to work on when --cluster is not given\n"
     "NO_COLOR       no colours, also on a terminal";
 
+void WriteLines(Context& context, const std::string& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) context.Text().Line(line);
+}
+
 void ShowTopic(Context& context, const std::string& topic) {
     static const std::map<std::string, const char*> topics{{"exit-codes", exitCodes}, {"environment", environment}};
     const auto found = topics.find(topic);
     if (found == topics.end())
         throw CommandError(ExitCode::Usage, "There is no help on \"" + topic +
                                                 "\". Topics: exit-codes, environment. Commands: ostra COMMAND --help");
-    std::string lines = found->second;
-    for (std::size_t end = 0; end != std::string::npos; lines = end == std::string::npos ? "" : lines.substr(end + 1)) {
-        end = lines.find('\n');
-        context.Text().Line(lines.substr(0, end));
-    }
+    WriteLines(context, found->second);
 }
 
 // What stands after a family or a command, for every place in the tree of commands.
@@ -64,9 +66,18 @@ void WriteBashCompletion(Context& context, const CLI::App& app) {
 }  // namespace
 
 void AddHelpCommands(CLI::App& app, Run& run) {
-    AddNamedCommand(app, run, "help", "TOPIC", "Explains a topic: exit-codes, environment",
-                    {"help exit-codes", "group create --help"}, Effect::Reads, ShowTopic);
     const CLI::App* all = &app;
+    const auto topic = std::make_shared<std::string>();
+    AddCommand(app, run, "help", "Explains a topic: exit-codes, environment",
+               {"help exit-codes", "group create --help"}, Effect::Reads,
+               [all, topic](Context& context) {
+                   if (topic->empty()) {
+                       WriteLines(context, all->get_formatter()->make_help(all, "ostra", CLI::AppFormatMode::Normal));
+                       return;
+                   }
+                   ShowTopic(context, *topic);
+               })
+        ->add_option("TOPIC", *topic);
     const auto shell = std::make_shared<std::string>();
     AddCommand(app, run, "completion", "Writes the completion script of a shell",
                {"completion bash > /etc/bash_completion.d/ostra"}, Effect::Reads,

@@ -75,6 +75,8 @@ platform::ClusterService& Context::Service() {
         text = "There is no cluster yet. Create one with: ostra cluster create NAME";
     else if (options.cluster.empty() && code == error::InvalidParameter)
         text = "There are several clusters. Name one with --cluster or in OSTRA_CLUSTER: " + known;
+    else if (code == error::FileNotFound)
+        text = "There is no cluster named \"" + options.cluster + "\". Known clusters: " + known;
     else
         text = "Cluster " + options.cluster + " cannot be reached: " + CauseText(code) + " Known clusters: " + known;
     throw CommandError(ExitCode::Unreachable, text);

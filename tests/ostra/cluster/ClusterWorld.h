@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ostra/cluster/Resource.h>
 #include <platform/cluster/ForwardingClusterService.h>
 #include <platform/framework/CMapStringToOb.h>
 #include <tests/support/CapturedEvents.h>
@@ -13,44 +14,66 @@
 
 namespace tests {
 
-/// A cluster whose objects can be said to be in any state.
-class ServiceOfAnyState : public platform::ForwardingClusterService {
+/// A cluster whose objects can be said to be in any state, and which notes the properties written, in order.
+class ObservedService : public platform::ForwardingClusterService {
 public:
     using ForwardingClusterService::ForwardingClusterService;
 
-    std::optional<DWORD> nodeState;
-    std::optional<DWORD> groupState;
+    struct Write {
+        DWORD code;
+        StringArray names;
+        bool operator==(const Write&) const = default;
+    };
+    std::vector<Write> writes;
+    std::optional<DWORD> state;
 
-    DWORD NodeState(platform::ObjectId node, DWORD& state) override {
-        const DWORD code = ForwardingClusterService::NodeState(node, state);
-        state = nodeState.value_or(state);
-        return code;
+    DWORD NodeState(ObjectId node, DWORD& answer) override {
+        return Bend(ForwardingClusterService::NodeState(node, answer), answer);
     }
-    DWORD GroupState(platform::ObjectId group, DWORD& state, std::wstring& owner) override {
-        const DWORD code = ForwardingClusterService::GroupState(group, state, owner);
-        state = groupState.value_or(state);
+    DWORD GroupState(ObjectId group, DWORD& answer, std::wstring& owner) override {
+        return Bend(ForwardingClusterService::GroupState(group, answer, owner), answer);
+    }
+    DWORD ResourceState(ObjectId resource, DWORD& answer, std::wstring& node, std::wstring& group) override {
+        return Bend(ForwardingClusterService::ResourceState(resource, answer, node, group), answer);
+    }
+    DWORD NetworkState(ObjectId network, DWORD& answer) override {
+        return Bend(ForwardingClusterService::NetworkState(network, answer), answer);
+    }
+    DWORD NetworkInterfaceState(ObjectId networkInterface, DWORD& answer) override {
+        return Bend(ForwardingClusterService::NetworkInterfaceState(networkInterface, answer), answer);
+    }
+    DWORD Control(ObjectId object, std::optional<ObjectId> host, DWORD code, std::span<const BYTE> input,
+                  std::vector<BYTE>& output) override {
+        std::vector<platform::PropertyValue> properties;
+        if (!input.empty() && platform::DecodePropertyList(input, properties)) {
+            writes.push_back({code, {}});
+            for (const platform::PropertyValue& property : properties) writes.back().names.push_back(property.name);
+        }
+        return ForwardingClusterService::Control(object, host, code, input, output);
+    }
+
+private:
+    DWORD Bend(DWORD code, DWORD& answer) const {
+        answer = state.value_or(answer);
         return code;
     }
 };
 
-/// The cluster Test with nodes N1 and N2, and on N1 the groups Alpha, Beta and Gamma, offline, of two services each,
-/// but that "Gamma 2" is a disk.
-class ClusterWorld : public EmbeddedClusterTest {
+/// The cluster Test, observed. A test leaves no handle open.
+class ObservedCluster : public EmbeddedClusterTest {
 protected:
-    ClusterWorld() {
-        World world;
-        for (const wchar_t* group : {L"Alpha", L"Beta", L"Gamma"}) {
-            const std::wstring name(group);
-            world.groups.push_back({.name = name, .isOnline = false, .resources = {{name + L" 1"}, {name + L" 2"}}});
-        }
-        world.groups.back().resources.back().type = L"Physical Disk";
-        Given(world);
+    ObservedCluster() {
+        _users = Users();
+        cluster = OpenCluster(L"Test");
     }
-    ~ClusterWorld() override { CloseCluster(cluster); }
+    ~ObservedCluster() override {
+        EXPECT_TRUE(CloseCluster(cluster));
+        EXPECT_EQ(_users + keptForGood, Users()) << "handles left open";
+    }
 
-    void AddDisk(const std::wstring& drive, DWORD signature) {
-        Expect(Administration().AddDisk({signature, signature, signature, {{drive, L"Data", 1}}}), drive);
-    }
+    /// Each open handle of the cluster counts as one.
+    long Users() const { return failing.Service().use_count(); }
+
     static StringArray KeysOf(const CMapStringToOb* components) {
         StringArray keys;
         for (const auto& [key, object] : *components) keys.push_back(key);
@@ -65,9 +88,42 @@ protected:
     }
 
     CapturedEvents events;
-    std::shared_ptr<ServiceOfAnyState> states = std::make_shared<ServiceOfAnyState>(service);
-    FailingCluster failing{L"Test", states};
-    HCLUSTER cluster = OpenCluster(L"Test");
+    std::shared_ptr<ObservedService> observed = std::make_shared<ObservedService>(service);
+    FailingCluster failing{L"Test", observed};
+    HCLUSTER cluster = nullptr;
+    long keptForGood = 0;
+
+private:
+    long _users = 0;
+};
+
+/// It has nodes N1 and N2, and on N1 the groups Alpha, Beta and Gamma, offline, of two services each, but that
+/// "Gamma 2" is a disk.
+class ClusterWorld : public ObservedCluster {
+protected:
+    ClusterWorld() {
+        World world;
+        for (const wchar_t* group : {L"Alpha", L"Beta", L"Gamma"}) {
+            const std::wstring name(group);
+            world.groups.push_back({.name = name, .isOnline = false, .resources = {{name + L" 1"}, {name + L" 2"}}});
+        }
+        world.groups.back().resources.back().type = L"Physical Disk";
+        Given(world);
+        alpha = OpenClusterGroup(cluster, L"Alpha");
+    }
+    ~ClusterWorld() override { CloseClusterGroup(alpha); }
+
+    void AddDisk(const std::wstring& drive, DWORD signature, DWORD number = 3) {
+        Expect(Administration().AddDisk({signature, 0x10, number, {{drive, L"Data", 0xBEEF}}}), drive);
+    }
+    /// A resource made in the group Alpha.
+    std::unique_ptr<::Resource> Made(const std::wstring& name, ResourceType& type, const StringArray& parameters = {}) {
+        auto made = std::make_unique<::Resource>(name, &type, cluster, L"Test", 0);
+        EXPECT_EQ(1, made->Create(alpha, &parameters, 0)) << platform::ToUtf8(name);
+        return made;
+    }
+
+    HGROUP alpha = nullptr;
 };
 
 }  // namespace tests

@@ -1,53 +1,19 @@
 #pragma once
 
 #include <ostra/network/IPStack.h>
-#include <platform/cluster/ForwardingClusterService.h>
-#include <platform/framework/CMapStringToOb.h>
-#include <tests/support/CapturedEvents.h>
-#include <tests/support/EmbeddedCluster.h>
-#include <tests/support/FailingClusterService.h>
-
-#include <memory>
-#include <optional>
+#include <tests/ostra/cluster/ClusterWorld.h>
 
 namespace tests {
 
-/// A cluster whose networks and interfaces can be said to be in any state.
-class ServiceOfAnyNetworkState : public platform::ForwardingClusterService {
-public:
-    using ForwardingClusterService::ForwardingClusterService;
-
-    std::optional<DWORD> state;
-
-    DWORD NetworkState(platform::ObjectId, DWORD& answer) override { return Answer(answer); }
-    DWORD NetworkInterfaceState(platform::ObjectId, DWORD& answer) override { return Answer(answer); }
-
-private:
-    DWORD Answer(DWORD& answer) const {
-        answer = state.value_or(3);
-        return 0;
-    }
-};
-
-/// The cluster Test with nodes N1 and N2 and a network of each role: None, Inner, Outer and Both. Every test leaves no
-/// handle open.
-class NetworkedCluster : public EmbeddedClusterTest {
+/// It has nodes N1 and N2 and a network of each role: None, Inner, Outer and Both.
+class NetworkedCluster : public ObservedCluster {
 protected:
     NetworkedCluster() {
         Given({.networks = {{.name = L"None", .role = 0},
                             {.name = L"Inner", .role = 1},
                             {.name = L"Outer", .role = 2, .description = L"Customers"},
                             {.name = L"Both", .role = 3}}});
-        _users = Users();
-        cluster = OpenCluster(L"Test");
     }
-    ~NetworkedCluster() override {
-        EXPECT_TRUE(CloseCluster(cluster));
-        EXPECT_EQ(_users, Users()) << "handles left open";
-    }
-
-    /// Each open handle of the cluster counts as one.
-    long Users() const { return failing.Service().use_count(); }
 
     std::wstring IdentifierOf(const std::wstring& network) {
         std::wstring id;
@@ -68,19 +34,6 @@ protected:
         pool.SaveCurrentState();
         return address;
     }
-    static StringArray KeysOf(const CMapStringToOb& collection) {
-        StringArray keys;
-        for (const auto& [key, object] : collection) keys.push_back(key);
-        return keys;
-    }
-
-    CapturedEvents events;
-    std::shared_ptr<ServiceOfAnyNetworkState> states = std::make_shared<ServiceOfAnyNetworkState>(service);
-    FailingCluster failing{L"Test", states};
-    HCLUSTER cluster = nullptr;
-
-private:
-    long _users = 0;
 };
 
 }  // namespace tests

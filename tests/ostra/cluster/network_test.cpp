@@ -25,7 +25,7 @@ using ANetworkInterface = ANetwork;
 
 TEST_F(ANetwork, IsFoundWithItsIdentifierAndProperties) {
     const Networks networks(L"Test", cluster);
-    ASSERT_EQ((StringArray{L"Both", L"Inner", L"None", L"Outer"}), KeysOf(networks));
+    ASSERT_EQ((StringArray{L"Both", L"Inner", L"None", L"Outer"}), KeysOf(&networks));
     const struct {
         const wchar_t* name;
         const wchar_t* address;
@@ -78,7 +78,7 @@ TEST_F(ANetwork, TellsItsStateAndAnInterfaceItsOwn) {
     ::Network network(L"Both", cluster, L"Test", 0);
     NetworkInterface interface(L"N1 - Both", cluster, L"Test", 0);
     for (const auto& row : rows) {
-        states->state = row.state;
+        observed->state = row.state;
         EXPECT_EQ(1, network.Status(0));
         EXPECT_EQ(row.state, network.StatusCode(0));
         EXPECT_EQ(row.network, network.StatusString(0));
@@ -86,7 +86,7 @@ TEST_F(ANetwork, TellsItsStateAndAnInterfaceItsOwn) {
         EXPECT_EQ(0u, interface.StatusCode(0));
         EXPECT_EQ(row.interface, interface.StatusString(0));
     }
-    states->state = 4;
+    observed->state = 4;
     EXPECT_EQ(0, network.Status(0) + interface.Status(0));
     EXPECT_EQ(L"Network is up.", network.StatusString(0));
     EXPECT_EQ(3u, network.StatusCode(0));
@@ -209,7 +209,7 @@ TEST_F(ANetworkInterface, SharesItsHandleWithCopies) {
 
 TEST_F(ANetwork, IsLeftOutOfACollectionWhenItCannotBeRead) {
     failing->FailItem(Operation::Enumerate, 1, 31);
-    EXPECT_EQ((StringArray{L"Both", L"None", L"Outer"}), KeysOf(Networks(L"Test", cluster)));
+    EXPECT_EQ((StringArray{L"Both", L"None", L"Outer"}), KeysOf(std::make_unique<Networks>(L"Test", cluster).get()));
     EXPECT_EQ(7, NetworkInterfaces(L"Test", cluster).GetCount());
     failing->Heal();
     failing->FailCall(Operation::Control, 2, 5);
@@ -231,7 +231,7 @@ TEST_F(ANetwork, StandsInACollectionThatOpensAndClosesTheClusterByItself) {
         EXPECT_EQ(4, networks.GetCount());
         EXPECT_EQ((StringArray{L"N1 - Both", L"N1 - Inner", L"N1 - None", L"N1 - Outer", L"N2 - Both", L"N2 - Inner",
                                L"N2 - None", L"N2 - Outer"}),
-                  KeysOf(interfaces));
+                  KeysOf(&interfaces));
         EXPECT_EQ(1, Member(networks, L"Inner")->Status(0));
     }
     EXPECT_EQ(users, Users());

@@ -1,6 +1,5 @@
 #include <ostra/cluster/PredefinedResourceTypes.h>
-#include <ostra/cluster/Resource.h>
-#include <tests/ostra/cluster/ObservedCluster.h>
+#include <tests/ostra/cluster/ClusterWorld.h>
 
 namespace {
 
@@ -13,7 +12,7 @@ std::wstring DefaultsOf(ResourceType& type) {
     return lines;
 }
 
-class AFileShare : public tests::ObservedCluster {
+class AFileShare : public tests::ClusterWorld {
 protected:
     /// The name of the share after these calls, in this order.
     std::wstring ShareNameAfter(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> defaults) {
@@ -22,82 +21,69 @@ protected:
         return lines.substr(0, lines.find(L'\n'));
     }
 
-    FileShare share{L"Payroll", cluster};
+    FileShare share{L"Test", cluster};
 };
 
 TEST(AResourceType, HasTheDefaultsOfItsKind) {
-    FileShare share(L"", nullptr);
-    GenericApplication application(L"", nullptr);
-    GenericService service(L"", nullptr);
-    IISVirtualRoot root(L"", nullptr);
-    IPAddress address(L"", nullptr);
-    NetworkName name(L"", nullptr);
-    PhysicalDisk disk(L"", nullptr);
-    PrintSpooler spooler(L"", nullptr);
-    TimeService time(L"", nullptr);
     const struct {
-        ResourceType& type;
         const wchar_t* name;
         const wchar_t* defaults;
     } kinds[] = {
-        {share, L"File Share",
-         L"ShareName=REG_SZ:\nPath=REG_SZ:\nMaxUsers=REG_DWORD:4294967295\nPermissions=REG_DWORD:127\n"},
-        {application, L"Generic Application",
-         L"CommandLine=REG_SZ:c:\\bin\\noise.exe\nCurrentDirectory=REG_SZ:c:\\bin\\\n"},
-        {service, L"Generic Service", L"CommandLine=REG_SZ:c:\\bin\\noise.exe\nCurrentDiectory=REG_SZ:c:\\bin\\\n"},
-        {root, L"IIS Virtual Root",
+        {L"File Share", L"ShareName=REG_SZ:\nPath=REG_SZ:\nMaxUsers=REG_DWORD:4294967295\nPermissions=REG_DWORD:127\n"},
+        {L"Generic Application", L"CommandLine=REG_SZ:c:\\bin\\noise.exe\nCurrentDirectory=REG_SZ:c:\\bin\\\n"},
+        {L"Generic Service", L"CommandLine=REG_SZ:c:\\bin\\noise.exe\nCurrentDiectory=REG_SZ:c:\\bin\\\n"},
+        {L"IIS Virtual Root",
          L"SeparateMonitor=REG_DWORD:0\nDirectory=REG_SZ:G:\\HTML\nAlias=REG_SZ:/Home\nServiceName=REG_SZ:W3SVC\n"
          L"AccessMask=REG_DWORD:1\n"},
-        {address, L"IP Address", L""},
-        {name, L"Network Name", L"Name=REG_SZ:OstraNetwork\n"},
-        {disk, L"Physical Disk", L""},
-        {spooler, L"Print Spooler", L"JobCompletionTimeout=REG_DWORD:160000\nDefaultSpoolDirectory=REG_SZ:Spooler\n"},
-        {time, L"Time Service", L""},
+        {L"IP Address", L""},
+        {L"Network Name", L"Name=REG_SZ:OstraNetwork\n"},
+        {L"Physical Disk", L""},
+        {L"Print Spooler", L"JobCompletionTimeout=REG_DWORD:160000\nDefaultSpoolDirectory=REG_SZ:Spooler\n"},
+        {L"Time Service", L""},
     };
     tests::CapturedOutput output;
-    ClusterComponents types;
     for (const auto& kind : kinds) {
-        for (int i = 0; i < 2; ++i) EXPECT_EQ(kind.defaults, DefaultsOf(kind.type));
-        EXPECT_EQ(kind.name, kind.type.Name());
-        EXPECT_EQ(0, kind.type.UpdateRegistry(nullptr));
-        types.Add(&kind.type);
-        EXPECT_EQ(&kind.type, types.Find(kind.name));
+        const auto type = MakeResourceType(kind.name, nullptr, L"");
+        for (int i = 0; i < 2; ++i) EXPECT_EQ(kind.defaults, DefaultsOf(*type));
+        EXPECT_EQ(0, type->UpdateRegistry(nullptr));
+        ClusterComponents types;
+        types.Add(type.get());
+        EXPECT_EQ(type.get(), types.Find(type->Name()));
     }
-    EXPECT_EQ((StringArray{L"Description"}), share.AttributeNames());
-    EXPECT_EQ((StringArray{L"Address"}), address.AttributeNames());
+    EXPECT_EQ((StringArray{L"Description"}), FileShare(L"", nullptr).AttributeNames());
+    EXPECT_EQ((StringArray{L"Address"}), IPAddress(L"", nullptr).AttributeNames());
     EXPECT_EQ(L"", output.Take());
 
-    ResourceType plain(L"SQL Server", nullptr, L"Payroll");
-    EXPECT_EQ(L"", DefaultsOf(plain));
-    EXPECT_EQ(0, plain.UpdateRegistry(nullptr));
+    const auto plain = MakeResourceType(L"SQL Server", nullptr, L"Payroll");
+    EXPECT_EQ(L"", DefaultsOf(*plain));
+    EXPECT_EQ(0, plain->UpdateRegistry(nullptr));
     EXPECT_EQ(
         L"ResourceType::InitializeParameters( ). To be implemented by the derived class!\n"
         L"ResourceType::UpdateRegistry( ). To be implemented by the derived class!\n",
         output.Take());
     const StringMap attributes{{L"Address", L"10.0.0.1"}};
-    EXPECT_EQ(L"10.0.0.1", plain.GetAttribute(L"Address", &attributes));
-    EXPECT_EQ(L"", plain.GetAttribute(L"address", &attributes) + plain.GetAttribute(L"Address", nullptr));
-    EXPECT_EQ(0, plain.Discover());
+    EXPECT_EQ(L"10.0.0.1", plain->GetAttribute(L"Address", &attributes));
+    EXPECT_EQ(L"", plain->GetAttribute(L"address", &attributes) + plain->GetAttribute(L"Address", nullptr));
+    EXPECT_EQ(0, plain->Discover());
 }
 
 TEST(AResourceType, ExchangesItsDefaultsForTheCallersStrings) {
     const StringArray given{L"Path=REG_SZ:G:\\HTML", L"Description=REG_SZ:Files", L"SeparateMonitor=REG_DWORD:1",
                             L"no name", L"DefaultSpoolDirectory=REG_SZ:Q"};
-    const StringArray common{L"Description=REG_SZ:Files", L"SeparateMonitor=REG_DWORD:1"};
     StringArray others{L"Path=REG_SZ:G:\\HTML", L"no name", L"DefaultSpoolDirectory=REG_SZ:Q"};
-
     PrintSpooler spooler(L"", nullptr);
     spooler.InitializeParameters();
     spooler.UpdateParameters(&given);
-    EXPECT_EQ(common, spooler.Parameters(0));
+    EXPECT_EQ((StringArray{L"Description=REG_SZ:Files", L"SeparateMonitor=REG_DWORD:1"}), spooler.Parameters(0));
     EXPECT_EQ(others, spooler.Parameters(1));
     EXPECT_EQ((StringArray{L"DefaultSpoolDirectory=REG_SZ:Q"}), spooler.Parameters(2));
     spooler.UpdateParameters(&spooler.Parameters(1));  // its own list
     EXPECT_EQ(others, spooler.Parameters(1));
     EXPECT_EQ(StringArray(), spooler.Parameters(0));
+
     PhysicalDisk disk(L"", nullptr);
     disk.UpdateParameters(&given);
-    disk.InitializeParameters();
+    disk.InitializeParameters();  // leaves them
     EXPECT_EQ(others, disk.Parameters(1));
     disk.UpdateParameters(nullptr);
     EXPECT_EQ(StringArray(), disk.Parameters(1));
@@ -108,34 +94,29 @@ TEST(AResourceType, ExchangesItsDefaultsForTheCallersStrings) {
     EXPECT_EQ(others, root.Parameters(1));
 }
 
-TEST_F(AFileShare, IsNamedAfterItsResourceAndItsDrive) {
+TEST_F(AFileShare, IsNamedAfterItsResourceAndTheDriveOfItsDisk) {
     EXPECT_EQ(L"ShareName=REG_SZ:FileShare1", ShareNameAfter({{L"ShareName", L"File Share for X(1)"}}));
     EXPECT_EQ(L"ShareName=REG_SZ:FileShare2G",
               ShareNameAfter({{L"Path", L"G:\\"}, {L"ShareName", L"File Share for X(2)"}}));
     EXPECT_EQ(L"ShareName=REG_SZ:FileShare2G", ShareNameAfter({{L"ShareName", L"File Share for X"}, {L"Else", L"1"}}));
     ShareNameAfter({{L"HTMLPath", L"G:\\HTML"}});
     EXPECT_EQ(L"Path=REG_SZ:G:\\HTML", share.Parameters(1)[1]);
-}
 
-TEST_F(AFileShare, FindsItsDriveByTheSignatureOfAFreeOrAUsedDisk) {
     AddDisk(L"E:", 0x9A3F);
-    AddDisk(L"F:", 0xFFFFFF00);
-    AddDisk(L"H:", 0x2000);
-    PhysicalDisk type(L"Payroll", cluster);
-    const StringArray signature{L"Signature=REG_DWORD:8192"};
-    ASSERT_EQ(1, Resource(L"Disk H:", &type, cluster, L"Payroll", 0).Create(group, &signature, 0));
-
-    EXPECT_EQ(L"ShareName=REG_SZ:FileShare1E", ShareNameAfter({{L"Path", L"39487"}, {L"ShareName", L"(1)"}}));
-    EXPECT_EQ(L"ShareName=REG_SZ:FileShare1H", ShareNameAfter({{L"Path", L"8192"}, {L"ShareName", L"(1)"}}));
+    AddDisk(L"F:", 0xFFFFFF00, 4);
+    AddDisk(L"H:", 0x2000, 5);
+    PhysicalDisk type(L"Test", cluster);
+    Made(L"Disk H:", type, {L"Signature=REG_DWORD:8192"});
+    for (const auto& [signature, drive] : {std::pair{L"39487", L"E"}, {L"-256", L"F"}, {L"8192", L"H"}})
+        EXPECT_EQ(std::wstring(L"ShareName=REG_SZ:FileShare1") + drive,
+                  ShareNameAfter({{L"Path", signature}, {L"ShareName", L"(1)"}}));
     events.Take();
     for (const std::wstring unknown : {L"1234", L"9a3f", L"4294967040"}) {
         EXPECT_EQ(L"ShareName=REG_SZ:FileShare1H",
                   ShareNameAfter({{L"Path", unknown.c_str()}, {L"ShareName", L"(1)"}}));
-        EXPECT_EQ(
-            (StringArray{L"FileShare::SetDefault( ). Selected disk drive not found. Signature in DWORD:" + unknown}),
-            events.TakeTexts());
+        EXPECT_EQ(L"FileShare::SetDefault( ). Selected disk drive not found. Signature in DWORD:" + unknown,
+                  events.TakeTexts().back());
     }
-    EXPECT_EQ(L"ShareName=REG_SZ:FileShare1F", ShareNameAfter({{L"Path", L"-256"}, {L"ShareName", L"(1)"}}));
 }
 
 }  // namespace

@@ -167,7 +167,7 @@ TEST_F(ScheduledJobs, AreKeptInTheClusterDatabase) {
         L"Test,Move Alpha,10:00 x 5,x March 2030\nTest,Online \u00dcber \U0001F600,9:00 x 5,x March 2030\n");
     ScheduleTable loaded;
     ClusterKey root(L"Test");
-    ASSERT_NE(nullptr, root.GetHandle(L"Ostra", root.Root()));
+    ASSERT_EQ(0, ClusterRegCloseKey(root.GetHandle(L"Ostra", root.Root())));
     ClusterSchedulerKey(L"Test", L"Scheduler") << table;
     ClusterSchedulerKey(L"Test", L"Scheduler") >> loaded;
     EXPECT_EQ(table.PersistentData(), loaded.PersistentData());

@@ -13,3 +13,13 @@ std::unique_ptr<Object> MakeOrNull(Arguments&&... arguments) {
         return nullptr;
     }
 }
+
+/// The same for an object that several share.
+template <typename Object, typename... Arguments>
+std::shared_ptr<Object> MakeSharedOrNull(Arguments&&... arguments) {
+    try {
+        return std::make_shared<Object>(std::forward<Arguments>(arguments)...);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}

@@ -1,3 +1,0 @@
-#pragma once
-
-#include <ostra/foundation/display.h>
