@@ -209,6 +209,19 @@ void WalkKeys(KeyTree& tree, HKEY key, const std::wstring& path,
     Walk(tree, key, path, 0, visit);
 }
 
+DWORD DeleteSubkeys(KeyTree& tree, const std::wstring& path) {
+    HKEY key = nullptr;
+    if (const DWORD code = tree.Open(path, KEY_ALL_ACCESS, key)) return code;
+    DWORD code = error::Success;
+    for (const std::wstring& name : tree.Subkeys(key)) {
+        code = DeleteSubkeys(tree, path.empty() ? name : path + L"\\" + name);
+        if (!code) code = tree.DeleteKey(key, name);
+        if (code) break;
+    }
+    tree.Close(key);
+    return code;
+}
+
 std::string TypeName(DWORD type) {
     for (const auto& [number, name] : typeNames)
         if (number == type) return name;

@@ -47,6 +47,9 @@ std::unique_ptr<KeyTree> ClusterDatabase(Context& context);
 void WalkKeys(KeyTree& tree, HKEY key, const std::wstring& path,
               const std::function<void(const std::wstring& path, const KeyValue& value)>& visit);
 
+/// Deletes every key below the one at `path`. A failure leaves what has not been deleted so far.
+DWORD DeleteSubkeys(KeyTree& tree, const std::wstring& path);
+
 /// "REG_SZ" and so on; a type without a keyword shows as its number.
 std::string TypeName(DWORD type);
 /// The value as text: texts as they are, numbers in decimal, binary data as the text it holds or in hexadecimal.
