@@ -148,7 +148,7 @@ Json Row(const std::wstring& name) {
             {"text", ""}};
 }
 
-void CreateCluster(Context& context, const NewCluster& wish) {
+void InstallCluster(Context& context, const NewCluster& wish) {
     const Hardware hardware = HardwareOf(wish);
     const std::string& given = context.options.cluster;
     const std::wstring name = FromUtf8(given);
@@ -160,7 +160,11 @@ void CreateCluster(Context& context, const NewCluster& wish) {
         context.DeleteCluster(name);
         throw Refusal("Cluster " + given + " was not created: a node, network or disk was refused", code);
     }
-    context.PrintRecord(Row(name));
+}
+
+void CreateCluster(Context& context, const NewCluster& wish) {
+    InstallCluster(context, wish);
+    context.PrintRecord(Row(FromUtf8(context.options.cluster)));
 }
 
 void ListClusters(Context& context) {
@@ -241,6 +245,10 @@ void AddDelete(CLI::App& family, Run& run) {
 }
 
 }  // namespace
+
+void CreateDefaultCluster(Context& context) {
+    InstallCluster(context, {});
+}
 
 void AddClusterCommands(CLI::App& app, Run& run) {
     CLI::App* family = AddFamily(app, "cluster", "The clusters that this machine knows");

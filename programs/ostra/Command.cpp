@@ -46,6 +46,18 @@ private:
     platform::MessageBoxHandler* _before;
 };
 
+/// Lets go of the cluster before the sinks above go: objects have lines for their end, too.
+class ClusterEnd {
+public:
+    explicit ClusterEnd(Context& context) : _context(context) {}
+    ClusterEnd(const ClusterEnd&) = delete;
+    ClusterEnd& operator=(const ClusterEnd&) = delete;
+    ~ClusterEnd() { _context.ForgetCluster(); }
+
+private:
+    Context& _context;
+};
+
 void AddGlobalOptions(CLI::App& app, Context& context) {
     app.add_option("--cluster", context.options.cluster,
                    "The cluster to work on (default: OSTRA_CLUSTER, or the only one)")
@@ -56,15 +68,18 @@ void AddGlobalOptions(CLI::App& app, Context& context) {
 }
 
 void AddCommands(CLI::App& app, Run& run) {
+    AddSetupCommands(app, run);
     AddClusterCommands(app, run);
     AddStatusCommands(app, run);
     AddNodeCommands(app, run);
     AddGroupCommands(app, run);
+    AddTemplateCommands(app, run);
     AddResourceCommands(app, run);
     AddTypeCommands(app, run);
     AddDiskCommands(app, run);
     AddNetworkCommands(app, run);
     AddInterfaceCommands(app, run);
+    AddAddressCommands(app, run);
     AddPoolCommands(app, run);
     AddRegistryCommands(app, run);
     AddDebugCommands(app, run);
@@ -152,6 +167,7 @@ int RunOstra(const std::vector<std::string>& arguments, const Streams& streams) 
     Context context(streams);
     const TraceSink trace(context);
     const BoxesAsWarnings boxes(context);
+    const ClusterEnd end(context);
     Run run{context, {}};
     const bool isJson = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
 

@@ -37,6 +37,8 @@ void AddWait(CLI::App& command, Context& context);
 // The families, each in a source of its own.
 void AddClusterCommands(CLI::App& app, Run& run);
 void AddStatusCommands(CLI::App& app, Run& run);
+void AddSetupCommands(CLI::App& app, Run& run);
+void AddTemplateCommands(CLI::App& app, Run& run);
 void AddNodeCommands(CLI::App& app, Run& run);
 void AddGroupCommands(CLI::App& app, Run& run);
 void AddResourceCommands(CLI::App& app, Run& run);
@@ -44,6 +46,7 @@ void AddTypeCommands(CLI::App& app, Run& run);
 void AddDiskCommands(CLI::App& app, Run& run);
 void AddNetworkCommands(CLI::App& app, Run& run);
 void AddInterfaceCommands(CLI::App& app, Run& run);
+void AddAddressCommands(CLI::App& app, Run& run);
 void AddPoolCommands(CLI::App& app, Run& run);
 void AddRegistryCommands(CLI::App& app, Run& run);
 void AddDebugCommands(CLI::App& app, Run& run);
@@ -52,6 +55,9 @@ void AddChangeCommands(CLI::App& app, Run& run);
 void AddScheduleCommands(CLI::App& app, Run& run);
 void AddSimulateCommands(CLI::App& app, Run& run);
 void AddHelpCommands(CLI::App& app, Run& run);
+
+/// Makes the cluster that the context names, as `ostra cluster create` does when it is told no more than the name.
+void CreateDefaultCluster(Context& context);
 
 /// Runs `ostra` with these arguments (without the program's name) and returns its exit code. Never throws.
 int RunOstra(const std::vector<std::string>& arguments, const Streams& streams);

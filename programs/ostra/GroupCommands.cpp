@@ -5,6 +5,8 @@
 #include <platform/cluster/cluster_api.h>
 #include <platform/cluster/control_codes.h>
 #include <programs/ostra/Command.h>
+#include <programs/ostra/GroupState.h>
+#include <programs/ostra/TemplateGroup.h>
 #include <programs/support/Objects.h>
 
 namespace error = platform::error;
@@ -59,39 +61,23 @@ void CreateGroup(Context& context, const std::string& name, const std::vector<st
     context.PrintRecord(Summary(FindGroup(context, name)));
 }
 
-struct Wish {
-    const char* verb;
-    const char* done;
-    DWORD state;
-};
-
-// A group without resources keeps the state it was last asked for; one with a failed resource may stay short of it.
-void ReportGroup(Context& context, Group& group, const Wish& wish, DWORD cause) {
-    const std::string name = ToUtf8(group.Name());
-    if (context.WaitUntil([&] { return StateOf(group) == wish.state; })) return context.PrintRecord(Summary(group));
-    const std::string state = TextOf(Summary(group)["text"]);
-    if (StateOf(group) == ClusterGroupPending || cause == error::IoPending)
-        throw CommandError(ExitCode::NotSettled,
-                           "Group " + name + " has not settled: " + state +
-                               " Wait longer with --wait SECONDS, or look with: ostra group show \"" + name + "\"");
-    std::string text = "Group " + name + " is not " + wish.done + ": " + state;
-    if (cause) text += " " + CauseText(cause);
-    text += " See what its resources say with: ostra status";
-    throw CommandError(ExitCode::Refused, text);
+void ReportGroup(Context& context, Group& group, const GroupGoal& goal, DWORD cause) {
+    AwaitGroup(context, group, goal, cause);
+    context.PrintRecord(Summary(group));
 }
 
 void BringOnline(Context& context, const std::string& name) {
     Group& group = FindGroup(context, name);
     SetLastError(0);
     context.Cluster().BringGroupOnLine(group.Name());
-    ReportGroup(context, group, {"online", "online", ClusterGroupOnline}, GetLastError());
+    ReportGroup(context, group, {"online", ClusterGroupOnline}, GetLastError());
 }
 
 void TakeOffline(Context& context, const std::string& name) {
     Group& group = FindGroup(context, name);
     SetLastError(0);
     context.Cluster().BringGroupOffLine(group.Name());
-    ReportGroup(context, group, {"offline", "offline", ClusterGroupOffline}, GetLastError());
+    ReportGroup(context, group, {"offline", ClusterGroupOffline}, GetLastError());
 }
 
 void MoveGroup(Context& context, const std::string& name) {
@@ -157,16 +143,59 @@ void DeleteGroup(Context& context, const std::string& name) {
     ListGroups(context);
 }
 
+void AddTemplateOptions(CLI::App& command, const std::shared_ptr<TemplateGroupWish>& wish, CLI::Option* fromTemplate) {
+    const auto add = [&](const char* name, std::string& value, const char* description, const char* type) {
+        command.add_option(name, value, description)->type_name(type)->needs(fromTemplate);
+    };
+    command.add_option("--set", wish->answers, "What a prompt of the template asks for; see: ostra template show")
+        ->type_name("PROMPT=VALUE")
+        ->allow_extra_args(false)
+        ->needs(fromTemplate);
+    add("--disk", wish->disk, "A shared disk (default: the first that is available)", "DRIVE");
+    add("--network", wish->network, "The network of the address (default: the first for clients)", "NAME");
+    add("--address", wish->address, "The address (default: the next of the network's pool)", "ADDRESS");
+}
+
 void AddCreate(CLI::App& family, Run& run) {
-    const auto name = std::make_shared<std::string>();
     const auto owners = std::make_shared<std::vector<std::string>>();
-    CLI::App* command =
-        AddCommand(family, run, "create", "Creates a group without resources, offline",
-                   {"group create Files", "group create Files --owner N1 --owner N2 --dry-run"}, Effect::Changes,
-                   [name, owners](Context& context) { CreateGroup(context, *name, *owners); });
-    command->add_option("NAME", *name)->required();
-    command->add_option("--owner", *owners, "A preferred owner; the first one that is up gets the group")
-        ->type_name("NODE");
+    const auto wish = std::make_shared<TemplateGroupWish>();
+    CLI::App* command = AddCommand(
+        family, run, "create", "Creates a group: without resources, offline; or whole, from a template, online",
+        {"group create Files", "group create Files --owner N1 --owner N2 --dry-run",
+         "group create Sales --template \"File Share\" --set \"Share Name=sales\" --set \"Network Name=SALES\"",
+         "group create Queue --template \"Print Spooler\" --disk F: --address 10.0.1.30 --rollback"},
+        Effect::Changes, [wish, owners](Context& context) {
+            if (wish->templateName.empty()) return CreateGroup(context, wish->name, *owners);
+            CreateGroupFromTemplate(context, *wish);
+        });
+    command->add_option("NAME", wish->name)->required();
+    CLI::Option* owner =
+        command->add_option("--owner", *owners, "A preferred owner; the first one that is up gets the group")
+            ->type_name("NODE");
+    CLI::Option* fromTemplate =
+        command->add_option("--template", wish->templateName, "Make all resources that this template describes")
+            ->type_name("NAME")
+            ->excludes(owner);
+    AddTemplateOptions(*command, wish, fromTemplate);
+    command->add_flag("--rollback", wish->isRolledBack, "Keep nothing when the group cannot be made whole and online")
+        ->needs(fromTemplate);
+    command->add_flag("--yes", run.context.options.isConfirmed, "Ask for nothing that --set leaves out")
+        ->needs(fromTemplate);
+    AddWait(*command, run.context);
+}
+
+void AddChange(CLI::App& family, Run& run) {
+    const auto wish = std::make_shared<TemplateGroupWish>();
+    CLI::App* command = AddCommand(
+        family, run, "change",
+        "Changes a group by a template: keeps its resources, makes those that it lacks, and brings it online",
+        {"group change Sales --template \"File Share\" --set \"Share Name=orders\" --dry-run"}, Effect::Changes,
+        [wish](Context& context) { ChangeGroupFromTemplate(context, *wish); });
+    command->add_option("NAME", wish->name)->required();
+    CLI::Option* fromTemplate =
+        command->add_option("--template", wish->templateName, "The template")->type_name("NAME")->required();
+    AddTemplateOptions(*command, wish, fromTemplate);
+    AddWait(*command, run.context);
 }
 
 void AddRename(CLI::App& family, Run& run) {
@@ -203,6 +232,7 @@ void AddGroupCommands(CLI::App& app, Run& run) {
     AddNamedCommand(*family, run, "show", "NAME", "Shows a group with its owners, resources and properties",
                     {"group show Files"}, Effect::Reads, ShowGroup);
     AddCreate(*family, run);
+    AddChange(*family, run);
     AddWait(*AddNamedCommand(*family, run, "online", "NAME", "Brings a group online", {"group online Files --wait 30"},
                              Effect::Changes, BringOnline),
             run.context);

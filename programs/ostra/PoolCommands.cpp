@@ -1,19 +1,17 @@
 #include <ostra/network/IPStack.h>
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
-#include <ostra/network/TCPIPAddress.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/AddressPools.h>
 #include <programs/support/Ipv4.h>
 #include <programs/support/KeyTree.h>
 #include <programs/support/Objects.h>
 
 #include <algorithm>
-#include <set>
-#include <sstream>
 
 namespace error = platform::error;
 using platform::FromUtf8;
@@ -26,73 +24,8 @@ namespace {
 const std::vector<Column> columns{{"network", "NETWORK"},     {"start", "START"}, {"end", "END"},
                                   {"available", "AVAILABLE"}, {"used", "USED"},   {"initialized", "INITIALIZED"}};
 
-constexpr wchar_t poolsKey[] = L"Ostra\\ExpertWizard\\IPStack";
 constexpr DWORD largestUnit = 255;
 constexpr DWORD lowestClientRole = 2;
-
-/// A key of the cluster database, closed in the end; null when there is no such key.
-class PoolKey {
-public:
-    PoolKey(Context& context, const std::wstring& path) : _database(ClusterDatabase(context)) {
-        const DWORD code = _database->Open(path, KEY_READ | KEY_WRITE, _key);
-        if (code && code != error::FileNotFound) throw Refusal("The address pools cannot be read", code);
-    }
-    PoolKey(const PoolKey&) = delete;
-    PoolKey& operator=(const PoolKey&) = delete;
-    ~PoolKey() {
-        if (_key) _database->Close(_key);
-    }
-    bool HasValues() const { return _key && !_database->Values(_key).empty(); }
-    DWORD DeleteSubkey(const std::wstring& name) const {
-        return _key ? _database->DeleteKey(_key, name) : DWORD{error::FileNotFound};
-    }
-
-private:
-    std::unique_ptr<KeyTree> _database;
-    HKEY _key = nullptr;
-};
-
-// Opening a pool makes its key, so that only a key with values is a pool, and only such a pool is opened.
-bool HasPool(Context& context, const std::wstring& networkID) {
-    return PoolKey(context, poolsKey + (L"\\" + networkID)).HasValues();
-}
-
-std::unique_ptr<IPStack> LoadPool(Context& context, const Network& network) {
-    return std::make_unique<IPStack>(network.ID(), context.ClusterName(), network.SubnetMask(), 0);
-}
-
-std::string PoolOf(const Network& network) {
-    return "The pool of network " + ToUtf8(network.Name());
-}
-
-std::unique_ptr<IPStack> ExistingPool(Context& context, const Network& network) {
-    if (HasPool(context, network.ID())) return LoadPool(context, network);
-    const std::string name = ToUtf8(network.Name());
-    throw CommandError(
-        ExitCode::NoSuchObject,
-        "Network " + name + " has no address pool. Make one with: ostra pool create \"" + name + "\" START END");
-}
-
-// By number, where the pool itself goes by text.
-std::vector<std::string> Ordered(std::vector<std::string> addresses) {
-    std::stable_sort(addresses.begin(), addresses.end(), [](const std::string& one, const std::string& other) {
-        return ParseIpv4(one).value_or(0) < ParseIpv4(other).value_or(0);
-    });
-    return addresses;
-}
-
-std::vector<std::string> AvailableIn(IPStack& pool) {
-    std::istringstream lines(ToUtf8(pool.Persist()));
-    std::vector<std::string> addresses;
-    for (std::string line; std::getline(lines, line);) addresses.push_back(line);
-    return Ordered(std::move(addresses));
-}
-
-std::vector<std::string> Names(const StringMap& addresses) {
-    std::vector<std::string> names;
-    for (const auto& [address, same] : addresses) names.push_back(ToUtf8(address));
-    return Ordered(std::move(names));
-}
 
 // As it was loaded, everything that was taken may still come back.
 std::vector<std::string> UsedIn(const IPStack& loaded) {
@@ -132,68 +65,6 @@ void ShowPool(Context& context, const std::string& name) {
     record["mask"] = ToUtf8(network.SubnetMask());
     record["id"] = ToUtf8(network.ID());
     context.PrintRecord(record);
-}
-
-/// The addresses that the cluster's "IP Address" resources and the interfaces of its nodes hold, as they are when the
-/// object is made.
-class HeldAddresses {
-public:
-    explicit HeldAddresses(Context& context) {
-        context.Cluster().GetAllTCPIPAddresses(&_records, L"Network", L"Address", L"IP Address");
-        for (const CObject* record : _records) _addresses.insert(static_cast<const TCPIPAddress*>(record)->Address());
-        for (NetworkInterface* networkInterface : InterfacesOf(context))
-            _addresses.insert(FromUtf8(TextOf(programs::Summary(*networkInterface)["address"])));
-    }
-    HeldAddresses(const HeldAddresses&) = delete;
-    HeldAddresses& operator=(const HeldAddresses&) = delete;
-    ~HeldAddresses() {
-        for (const CObject* record : _records) delete record;
-    }
-    /// Those of the resources, with their networks' names.
-    const CArray<CObject*>& Records() const { return _records; }
-    const std::set<std::wstring>& Addresses() const { return _addresses; }
-
-private:
-    CArray<CObject*> _records;
-    std::set<std::wstring> _addresses;
-};
-
-// The library's pool does not tell whether its writes succeeded: what the database has now does.
-void RequireSaved(Context& context, const Network& network, const std::vector<std::string>& addresses, bool areUsed) {
-    const DWORD cause = GetLastError();
-    const std::unique_ptr<IPStack> pool = LoadPool(context, network);
-    const std::vector<std::string> lines = AvailableIn(*pool);
-    const std::set<std::string> available(lines.begin(), lines.end());
-    for (const std::string& address : addresses) {
-        const bool isAvailable = available.contains(address);
-        const bool isUsed = pool->WasUsed(FromUtf8(address)) != 0;
-        if (isUsed != areUsed || isAvailable == areUsed) throw Refusal(PoolOf(network) + " was not saved", cause);
-    }
-}
-
-// What the cluster holds already counts as taken, wherever the address came from.
-std::string TakeFrom(Context& context, const Network& network, const HeldAddresses& held) {
-    const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
-    if (!pool->IsInitialized())
-        throw CommandError(ExitCode::Refused, PoolOf(network) +
-                                                  " is not initialised. Make it again with: ostra pool create \"" +
-                                                  ToUtf8(network.Name()) + "\" START END --force");
-    std::wstring address;
-    do {
-        address = pool->GetIP(0);
-        if (address.empty())
-            throw CommandError(
-                ExitCode::Refused,
-                PoolOf(network) + " is exhausted. See what can come back with: ostra pool recycle --dry-run");
-        if (!ParseIpv4(ToUtf8(address)))
-            throw CommandError(ExitCode::Refused,
-                               PoolOf(network) + " is damaged: \"" + ToUtf8(address) + "\" is no address");
-        pool->RemoveUsedIP();
-    } while (held.Addresses().contains(address));
-    SetLastError(0);
-    pool->SaveCurrentState();
-    RequireSaved(context, network, {ToUtf8(address)}, true);
-    return ToUtf8(address);
 }
 
 void Take(Context& context, const std::string& name) {
@@ -270,13 +141,10 @@ void WritePool(Context& context, const Network& network, const Range& range) {
     IPStack(network.ID(), cluster, network.SubnetMask(), 1).CreateRegistryEntries();
     IPStack pool(network.ID(), cluster, network.SubnetMask(), FromUtf8(range.start), FromUtf8(range.end));
     pool.SetRangeAndMask(pool.StartingAddress(), pool.EndingAddress(), network.SubnetMask());
-    const std::vector<std::string> addresses = AvailableIn(pool);
-    RequireSaved(context, network, addresses, false);
+    RequireSaved(context, network, AvailableIn(pool), false);
     pool.SetInitialized(1);
-    const auto created = static_cast<std::size_t>(LoadPool(context, network)->GetNumberOfAddressesCreated());
     const Json written = Summary(context, network);
-    if (created != addresses.size() || written["start"] != range.start || written["end"] != range.end ||
-        written["initialized"] != true)
+    if (written["start"] != range.start || written["end"] != range.end || written["initialized"] != true)
         throw Refusal(PoolOf(network) + " was not saved", GetLastError());
 }
 

@@ -122,19 +122,6 @@ void Set(Context& context, const Arguments& arguments) {
     context.PrintList(columns, ReadValues(*tree, key.Get(), names, arguments.path));
 }
 
-DWORD DeleteTree(KeyTree& tree, const std::wstring& path) {
-    HKEY key = nullptr;
-    if (const DWORD code = tree.Open(path, KEY_ALL_ACCESS, key)) return code;
-    DWORD code = error::Success;
-    for (const std::wstring& name : tree.Subkeys(key)) {
-        code = DeleteTree(tree, path.empty() ? name : path + L"\\" + name);
-        if (!code) code = tree.DeleteKey(key, name);
-        if (code) break;
-    }
-    tree.Close(key);
-    return code;
-}
-
 void DeleteKey(Context& context, const Arguments& arguments) {
     const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
     const std::wstring path = PathOf(arguments);
@@ -144,7 +131,7 @@ void DeleteKey(Context& context, const Arguments& arguments) {
     Arguments above = arguments;
     above.path = last == std::wstring::npos ? "" : ToUtf8(path.substr(0, last));
     const OpenKey parent(*tree, above, KEY_ALL_ACCESS);
-    DWORD code = arguments.isRecursive ? DeleteTree(*tree, path) : DWORD{error::Success};
+    DWORD code = arguments.isRecursive ? DeleteSubkeys(*tree, path) : DWORD{error::Success};
     if (!code) code = tree->DeleteKey(parent.Get(), last == std::wstring::npos ? path : path.substr(last + 1));
     if (code) {
         const bool hasSubkeys = code == error::KeyHasChildren || code == error::AccessDenied;

@@ -2,10 +2,14 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <iostream>
 
 int main(int argc, char** argv) {
     using namespace programs;
+    // Both show as the failure of the write, which says more than a death.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     const Streams streams{std::cin,
                           std::cout,
                           std::cerr,

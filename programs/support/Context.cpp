@@ -78,7 +78,8 @@ platform::ClusterService& Context::Service() {
     else if (code == error::FileNotFound)
         text = "There is no cluster named \"" + options.cluster + "\". Known clusters: " + known;
     else
-        text = "Cluster " + options.cluster + " cannot be reached: " + CauseText(code) + " Known clusters: " + known;
+        text = (options.cluster.empty() ? "The cluster" : "Cluster " + options.cluster) +
+               " cannot be reached: " + CauseText(code) + " Known clusters: " + known;
     throw CommandError(ExitCode::Unreachable, text);
 }
 

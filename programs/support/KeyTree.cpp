@@ -172,17 +172,22 @@ std::string Hexadecimal(const std::vector<BYTE>& data) {
 
 }  // namespace
 
+// A key that cannot be read to its end is no shorter list, but a failure.
 StringArray KeyTree::Subkeys(HKEY key) {
     StringArray names;
     std::wstring name;
-    for (DWORD index = 0; SubkeyAt(key, index, name) == error::Success; ++index) names.push_back(name);
+    DWORD code = error::Success;
+    for (DWORD index = 0; (code = SubkeyAt(key, index, name)) == error::Success; ++index) names.push_back(name);
+    if (code != error::NoMoreItems) throw Refusal("The subkeys cannot be read", code);
     return names;
 }
 
 std::vector<KeyValue> KeyTree::Values(HKEY key) {
     std::vector<KeyValue> values;
     KeyValue value;
-    for (DWORD index = 0; ValueAt(key, index, value) == error::Success; ++index) values.push_back(value);
+    DWORD code = error::Success;
+    for (DWORD index = 0; (code = ValueAt(key, index, value)) == error::Success; ++index) values.push_back(value);
+    if (code != error::NoMoreItems) throw Refusal("The values cannot be read", code);
     return values;
 }
 
@@ -202,6 +207,19 @@ std::unique_ptr<KeyTree> ClusterDatabase(Context& context) {
 void WalkKeys(KeyTree& tree, HKEY key, const std::wstring& path,
               const std::function<void(const std::wstring&, const KeyValue&)>& visit) {
     Walk(tree, key, path, 0, visit);
+}
+
+DWORD DeleteSubkeys(KeyTree& tree, const std::wstring& path) {
+    HKEY key = nullptr;
+    if (const DWORD code = tree.Open(path, KEY_ALL_ACCESS, key)) return code;
+    DWORD code = error::Success;
+    for (const std::wstring& name : tree.Subkeys(key)) {
+        code = DeleteSubkeys(tree, path.empty() ? name : path + L"\\" + name);
+        if (!code) code = tree.DeleteKey(key, name);
+        if (code) break;
+    }
+    tree.Close(key);
+    return code;
 }
 
 std::string TypeName(DWORD type) {

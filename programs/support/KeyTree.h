@@ -32,6 +32,7 @@ public:
     virtual DWORD DeleteValue(HKEY key, const std::wstring& name) = 0;
     virtual DWORD DeleteKey(HKEY parent, const std::wstring& name) = 0;
 
+    /// All of them; ends the command when one cannot be read.
     StringArray Subkeys(HKEY key);
     std::vector<KeyValue> Values(HKEY key);
 };
@@ -45,6 +46,9 @@ std::unique_ptr<KeyTree> ClusterDatabase(Context& context);
 /// without values; keys in order, at most 64 deep.
 void WalkKeys(KeyTree& tree, HKEY key, const std::wstring& path,
               const std::function<void(const std::wstring& path, const KeyValue& value)>& visit);
+
+/// Deletes every key below the one at `path`. A failure leaves what has not been deleted so far.
+DWORD DeleteSubkeys(KeyTree& tree, const std::wstring& path);
 
 /// "REG_SZ" and so on; a type without a keyword shows as its number.
 std::string TypeName(DWORD type);

@@ -120,7 +120,7 @@ TEST_F(OstraProgram, AnswersEachMistakeWithItsExitCodeAndWords) {
         {{"node", "list", "--cluster", "elsewhere"}, 6, "Known clusters: demo"},
         {{"node", "dance"}, 2, "list, show, pause"},
         {{"group", "online"}, 2, "NAME"},
-        {{}, 2, "one of these commands: cluster"},
+        {{}, 2, "one of these commands: setup, cluster"},
     };
     for (const Refused& row : table) {
         std::string line = "ostra";

@@ -1,0 +1,78 @@
+#include <ostra/wizard/WizardRegistry.h>
+#include <platform/base/last_error.h>
+#include <platform/base/text.h>
+#include <platform/cluster/ClusterDirectory.h>
+#include <programs/ostra/Command.h>
+#include <programs/support/Objects.h>
+#include <programs/support/Rehearsal.h>
+#include <programs/support/Templates.h>
+
+#include <algorithm>
+
+using platform::ToUtf8;
+
+namespace programs {
+
+namespace {
+
+constexpr const char* firstCluster = "main";
+
+std::size_t CountOfChanges(const Snapshot& before, const Snapshot& after) {
+    return static_cast<std::size_t>(std::count_if(after.begin(), after.end(), [&](const auto& entry) {
+        const auto former = before.find(entry.first);
+        return former == before.end() || former->second != entry.second;
+    }));
+}
+
+// The last value of each template, and of the whole tree.
+bool IsWhole(const Snapshot& registry) {
+    const ExpertWizard wizard;
+    const bool hasFormats = std::all_of(wizard.Pages().begin(), wizard.Pages().end(), [](const auto& page) {
+        return std::none_of(page->Controls().begin(), page->Controls().end(),
+                            [](const auto& control) { return control->DataFormat().empty(); });
+    });
+    return wizard.Valid() && hasFormats &&
+           registry.contains(R"(registry HKEY_LOCAL_MACHINE\SOFTWARE\Norvane\Ostra\Scheduler / Persistence)");
+}
+
+// The writer of the tree does not tell whether it succeeded: what the registry has now does.
+std::size_t WriteTree() {
+    const Snapshot before = TakeRegistrySnapshot();
+    SetLastError(0);
+    WizardRegistry(L"").Create();
+    const DWORD cause = GetLastError();
+    const Snapshot after = TakeRegistrySnapshot();
+    if (!IsWhole(after)) throw Refusal("The templates were not written", cause);
+    return CountOfChanges(before, after);
+}
+
+void Setup(Context& context) {
+    const std::size_t changes = WriteTree();
+    const bool isFirst = platform::ClusterDirectory::Names().empty();
+    if (isFirst) {
+        if (context.options.cluster.empty()) context.options.cluster = firstCluster;
+        CreateDefaultCluster(context);
+    }
+    const ExpertWizard wizard;
+    StringArray templates;
+    for (const auto& page : wizard.Pages()) templates.push_back(page->Name());
+    context.PrintRecord({{"registryEntriesWritten", changes},
+                         {"templates", ToJson(templates)},
+                         {"clusters", ToJson(platform::ClusterDirectory::Names())},
+                         {"clusterCreated", isFirst}});
+    if (!changes && !isFirst) return context.Say("Everything was there already; nothing has changed.");
+    context.Say("Next, make a pool of addresses and a group:");
+    context.Say("  ostra pool create Client 10.0.1.11 10.0.1.50");
+    context.Say("  ostra group create Sales --template \"File Share\"");
+}
+
+}  // namespace
+
+void AddSetupCommands(CLI::App& app, Run& run) {
+    AddCommand(app, run, "setup",
+               "Writes the default group templates, over changed ones too, and creates a first cluster when there is "
+               "none",
+               {"setup", "setup --dry-run", "setup --cluster east"}, Effect::Changes, Setup);
+}
+
+}  // namespace programs

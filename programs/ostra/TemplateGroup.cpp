@@ -1,0 +1,281 @@
+#include <programs/ostra/TemplateGroup.h>
+
+#include <ostra/wizard/ExpertGroup.h>
+#include <ostra/wizard/ResourceDependency.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
+#include <platform/base/text.h>
+#include <platform/cluster/cluster_api.h>
+#include <platform/cluster/control_codes.h>
+#include <programs/ostra/GroupState.h>
+#include <programs/ostra/TemplateGroupHardware.h>
+#include <programs/support/Objects.h>
+#include <programs/support/Templates.h>
+
+#include <algorithm>
+
+namespace error = platform::error;
+using platform::FromUtf8;
+using platform::ToUtf8;
+
+namespace programs {
+
+namespace {
+
+constexpr GroupGoal online{"online", ClusterGroupOnline};
+
+bool Contains(const StringArray& names, const std::wstring& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+std::string Listed(const StringArray& names) {
+    return names.empty() ? "nothing" : TextOf(ToJson(names));
+}
+
+/// The parameter lists of a template's kinds, in their order.
+class ParameterLists {
+public:
+    ParameterLists(const StringArray& kinds, const TemplateGroupAnswers& answers) : _lists(kinds.size()) {
+        for (std::size_t i = 0; i < kinds.size(); ++i)
+            for (const Setting& setting : answers.Of(kinds[i])) _lists[i].push_back(setting.text);
+    }
+    std::vector<StringArray*> Pointers() {
+        std::vector<StringArray*> pointers;
+        for (StringArray& list : _lists) pointers.push_back(&list);
+        return pointers;
+    }
+
+private:
+    std::vector<StringArray> _lists;
+};
+
+/// What the cluster has of a group's resources, by their kinds. Resources that the template made come first.
+class Inventory {
+public:
+    Inventory(Context& context, const Group& group, const std::wstring& templateName)
+        : _names(MembersOf(group.Handle(), CLUSTER_GROUP_ENUM_CONTAINS)) {
+        const std::wstring mark = L" of " + templateName + L"(";
+        std::stable_partition(_names.begin(), _names.end(),
+                              [&](const std::wstring& name) { return name.find(mark) != std::wstring::npos; });
+        for (const std::wstring& name : _names) {
+            _resources.push_back(
+                std::make_unique<Resource>(name, context.Cluster().ClusterHandle(), context.ClusterName(), 1));
+            _resources.back()->Discover(1);
+        }
+    }
+    const StringArray& Names() const { return _names; }
+    Resource* Find(const std::wstring& kind) const {
+        for (const auto& resource : _resources)
+            if (resource->Type() == kind) return resource.get();
+        return nullptr;
+    }
+
+    /// The kinds' resources in the kinds' order.
+    StringArray Made(const StringArray& kinds) const {
+        StringArray made;
+        for (const std::wstring& kind : kinds)
+            if (Resource* resource = Find(kind)) made.push_back(resource->Name());
+        return made;
+    }
+
+    /// What is missing of the group that the template describes; empty when nothing is. The library reports each
+    /// failure where nobody reads it, and goes on: what the cluster has now tells. Dependencies are those of resources
+    /// that are not among the `former` ones, on each other.
+    std::string Shortcoming(const StringArray& kinds, const TemplateGroupAnswers& answers,
+                            const StringArray& former) const {
+        std::vector<Resource*> made;
+        for (const std::wstring& kind : kinds) {
+            Resource* resource = Find(kind);
+            if (!resource) return "it has no " + ToUtf8(kind);
+            for (const Setting& setting : answers.Of(kind))
+                if (!IsStored(setting, *resource->PrivateAttributes()) &&
+                    !IsStored(setting, *resource->CommonAttributes()))
+                    return ToUtf8(resource->Name() + L" did not take " + setting.text);
+            if (Contains(former, resource->Name())) continue;
+            const StringArray needed = MembersOf(resource->Handle(), CLUSTER_RESOURCE_ENUM_DEPENDS);
+            const ResourceDependency dependency(kind);
+            for (Resource* other : made)
+                if (dependency.IsDependent(other->Type()) && !Contains(needed, other->Name()))
+                    return ToUtf8(resource->Name() + L" does not depend on " + other->Name());
+            made.push_back(resource);
+        }
+        return {};
+    }
+
+private:
+    StringArray _names;
+    std::vector<std::unique_ptr<Resource>> _resources;
+};
+
+/// One template, the answers to it, and what the cluster gives to what is left open.
+class TemplateGroup {
+public:
+    TemplateGroup(Context& context, const TemplateGroupWish& wish)
+        : _context(context),
+          _wish(wish),
+          _name(FromUtf8(wish.name)),
+          _page(FindTemplate(_wizard, wish.templateName)),
+          _kinds(KindsOf(_page)),
+          _answers(_page) {
+        if (_kinds.empty())
+            throw CommandError(ExitCode::Refused, "Template " + ToUtf8(_page.Name()) +
+                                                      " names no resources, so no group can be made from it");
+        for (const std::string& answer : wish.answers) _answers.Answer(answer);
+        _answers.AnswerByOption(diskField, wish.disk, "--disk");
+        _answers.AnswerByOption(networkField, wish.network, "--network");
+        _answers.AnswerByOption(addressField, wish.address, "--address");
+    }
+
+    void Create() {
+        if (_wish.answers.empty() && _context.Channels().isInteractive && !_context.options.isConfirmed)
+            _answers.Ask(_context);
+        std::string problem;
+        _context.Transact("Group " + _wish.name + " was not created", [&] { problem = CreateWithin(); });
+        if (!problem.empty())
+            throw CommandError(ExitCode::Refused,
+                               problem +
+                                   " Delete that with \"ostra resource delete\" and \"ostra group delete\"; "
+                                   "with --rollback nothing would have stayed.");
+        Report();
+    }
+
+    void Change() {
+        _context.Transact("Group " + _wish.name + " was not changed", [&] { ChangeWithin(); });
+        Report();
+    }
+
+private:
+    // The answer is what a group that stays is short of.
+    std::string CreateWithin() {
+        RequireNewName();
+        ChooseDisk(_context, _answers, _hardware);
+        ChooseAddress(_context, _answers, {}, _hardware);
+        Group& group = CreateGroup();
+        const Inventory inventory(_context, group, _page.Name());
+        const std::string shortcoming = inventory.Shortcoming(_kinds, _answers, {});
+        if (shortcoming.empty() && (!_wish.isRolledBack || IsOnItsWay(group))) {
+            TakeAddress(_context, _hardware);
+            return {};
+        }
+        std::string text = "Group " + _wish.name + " was not created ";
+        text += shortcoming.empty() ? "because it does not come online: " : "whole, " + shortcoming + ": ";
+        text += CauseText(Cause()) + " Made were: " + Listed(inventory.Made(_kinds)) + ".";
+        if (!_hardware.address.empty()) text += " The address " + _hardware.address + " is still in its pool.";
+        if (_wish.isRolledBack) throw CommandError(ExitCodeOf(Cause()), text + " All of it was taken back.");
+        return text;
+    }
+
+    void RequireNewName() const {
+        for (const Group* group : GroupsOf(_context))
+            if (platform::EqualIgnoringCase(group->Name(), _name))
+                throw CommandError(ExitCode::AlreadyExists, "There is a group named \"" + ToUtf8(group->Name()) +
+                                                                "\" already. Change it with: ostra group change \"" +
+                                                                ToUtf8(group->Name()) + "\" --template \"" +
+                                                                ToUtf8(_page.Name()) + "\"");
+    }
+
+    Group& CreateGroup() {
+        OstraDLL::Cluster& cluster = _context.Cluster();
+        ParameterLists lists(_kinds, _answers);
+        SetLastError(0);
+        ExpertGroup* group = cluster.CreateGroup(_name, _page.Name(), lists.Pointers(), nullptr);
+        _cause = GetLastError();
+        if (group && cluster.GroupsPtr()->Find(_name) == group) return *group;
+        delete group;  // a refused group is handed out too, and is then ours
+        throw Refusal("Group " + _wish.name + " was not created", _cause);
+    }
+
+    // A failure whose cause was not told is still one.
+    DWORD Cause() const { return _cause ? _cause : DWORD{error::GeneralFailure}; }
+
+    bool IsOnItsWay(const Group& group) const {
+        const DWORD state = GetClusterGroupState(group.Handle(), nullptr, nullptr);
+        return state == ClusterGroupOnline || state == ClusterGroupPending || _cause == error::IoPending;
+    }
+
+    void ChangeWithin() {
+        Group& group = FindGroup(_context, _wish.name);
+        if (!group.Open()) throw Refusal("Group " + _wish.name, GetLastError());
+        const Inventory before(_context, group, _page.Name());
+        ChooseFor(before);
+        for (const std::wstring& kind : _kinds)
+            if (Resource* resource = before.Find(kind)) Write(*resource, _answers.Of(kind));
+        ParameterLists lists(_kinds, _answers);
+        const StringArray existing = before.Names();
+        SetLastError(0);
+        const std::unique_ptr<ExpertGroup> changed(
+            _context.Cluster().ChangeGroup(group.Name(), _page.Name(), lists.Pointers(), &existing, nullptr));
+        _cause = GetLastError();
+        const std::string shortcoming =
+            Inventory(_context, group, _page.Name()).Shortcoming(_kinds, _answers, existing);
+        if (!changed || !shortcoming.empty())
+            throw CommandError(ExitCodeOf(Cause()), "Group " + _wish.name + " was not changed, nothing of it: " +
+                                                        shortcoming + ": " + CauseText(Cause()));
+        TakeAddress(_context, _hardware);
+    }
+
+    // What the group has stays as it is unless somebody says otherwise; what it lacks is chosen as for a new group.
+    void ChooseFor(const Inventory& inventory) {
+        const auto isOpen = [&](const TemplateField& field) {
+            return !inventory.Find(field.owner) || _answers.Find(field).has_value();
+        };
+        if (isOpen(diskField)) ChooseDisk(_context, _answers, _hardware);
+        if (!isOpen(networkField) && !isOpen(addressField)) return;
+        std::wstring present;
+        if (Resource* address = inventory.Find(addressField.owner)) {
+            present = address->GetPrivateAttribute(addressField.parameter);
+            const std::wstring network = address->GetPrivateAttribute(networkField.parameter);
+            if (!network.empty() && !_answers.Find(networkField)) _answers.Replace(networkField, network);
+            if (!_answers.Find(addressField) && _answers.Find(networkField) == network)
+                _answers.Replace(addressField, present);
+        }
+        ChooseAddress(_context, _answers, present, _hardware);
+    }
+
+    // The library's change path leaves the parameters of resources that exist as they are.
+    static void Write(Resource& resource, const std::vector<Setting>& settings) {
+        StringArray common;
+        StringArray parameters;
+        for (const Setting& setting : settings)
+            (resource.CommonAttributes()->contains(setting.name) ? common : parameters).push_back(setting.text);
+        if (!common.empty()) resource.SetAttributes(&common, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
+        if (!parameters.empty()) resource.SetAttributes(&parameters, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
+    }
+
+    void Report() {
+        _context.ForgetCluster();
+        Group& group = FindGroup(_context, _wish.name);
+        AwaitGroup(_context, group, online, _cause);
+        Json record = Summary(group);
+        record["template"] = ToUtf8(_page.Name());
+        for (const auto& [name, text] : {std::pair{"disk", _hardware.drive}, std::pair{"network", _hardware.network},
+                                         std::pair{"address", _hardware.address}})
+            if (!text.empty()) record[name] = text;
+        record["resources"] = ToJson(Inventory(_context, group, _page.Name()).Made(_kinds));
+        _context.PrintRecord(record);
+    }
+
+    Context& _context;
+    const TemplateGroupWish& _wish;
+    const std::wstring _name;
+    const ExpertWizard _wizard;
+    const ExpertWizardGUIPage& _page;  // of _wizard
+    const StringArray _kinds;
+    TemplateGroupAnswers _answers;
+    GroupHardware _hardware;
+    DWORD _cause = 0;
+};
+
+}  // namespace
+
+void CreateGroupFromTemplate(Context& context, const TemplateGroupWish& wish) {
+    context.ForgetCluster();  // what the transaction decides on is read within it
+    TemplateGroup(context, wish).Create();
+}
+
+void ChangeGroupFromTemplate(Context& context, const TemplateGroupWish& wish) {
+    context.ForgetCluster();
+    TemplateGroup(context, wish).Change();
+}
+
+}  // namespace programs
