@@ -5,7 +5,9 @@
 #include <platform/store/Database.h>
 #include <platform/system/hosts.h>
 #include <sys/stat.h>
+#include <time.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -30,7 +32,12 @@ public:
             return error::Success;
         }
         struct stat status {};
-        if (mode == OpenMode::MustExist && ::stat(path.c_str(), &status) != 0) return error::FileNotFound;
+        if (mode == OpenMode::MustExist && ::stat(path.c_str(), &status) != 0) {
+            _missingPath = path;
+            _missingSince = CoarseTick();
+            return error::FileNotFound;
+        }
+        _missingPath.clear();
         std::erase_if(_files, [](const auto& entry) { return entry.second->database->IsStale(); });
         if (mode == OpenMode::CreateIfMissing && place.isLocal && EnsureStateDirectory().empty()) {
             return error::AccessDenied;
@@ -38,6 +45,14 @@ public:
         const DWORD code = File::Open(path, mode, file);
         if (code == error::Success) _files.emplace(path, file);
         return code;
+    }
+
+    /// Whether this machine's file was looked for in vain within the present tick of the coarse clock, and not made
+    /// since by this process. Costs no look at the file system.
+    bool WasMissingJustNow() {
+        const std::string path = StateDirectory() + _fileName;
+        const std::scoped_lock lock(_mutex);
+        return path == _missingPath && _missingSince == CoarseTick();
     }
 
     /// The file was found to be no longer in its place.
@@ -65,8 +80,17 @@ public:
     }
 
 private:
+    // Read without a system call; it moves on every few milliseconds.
+    static std::int64_t CoarseTick() {
+        timespec now{};
+        ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+        return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    }
+
     const std::string _fileName;
     std::mutex _mutex;
+    std::string _missingPath;
+    std::int64_t _missingSince = 0;
     std::map<std::string, std::shared_ptr<File>> _files;
 };
 

@@ -289,6 +289,7 @@ DWORD ReadRegistryVersion(RegistryVersion& version) {
         return code;
     };
     if (const auto copy = RehearsedCopy()) return read(copy);
+    if (Registries().WasMissingJustNow()) return error::FileNotFound;
     return Registries().With({}, OpenMode::MustExist, read);
 }
 

@@ -247,7 +247,7 @@ std::string ValueText(const KeyValue& value) {
     }
     // Persistent texts are binary by custom: shown as the text when the bytes are just that.
     const std::wstring text = platform::FromUtf16(value.data);
-    if (!text.empty() && platform::ToUtf16(text) == value.data) return platform::ToUtf8(text);
+    if (platform::ToUtf16(text) == value.data) return platform::ToUtf8(text);
     return Hexadecimal(value.data);
 }
 

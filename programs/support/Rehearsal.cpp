@@ -238,6 +238,14 @@ Json Differences(const Snapshot& before, const Snapshot& after) {
     return changes;
 }
 
+// One line of a long value is enough for people; the JSON form has all of it.
+std::string Excerpt(const Json& value) {
+    constexpr std::size_t longest = 100;
+    const std::string text = OneLine(TextOf(value));
+    if (text.size() <= longest) return "\"" + text + "\"";
+    return "\"" + platform::ToUtf8(platform::FromUtf8(text).substr(0, longest)) + "...\"";
+}
+
 void PrintDifferences(Context& context, const Json& changes) {
     if (context.options.isJson) return context.PrintJson({{"dryRun", true}, {"changes", changes}});
     TextWriter writer = context.Text();
@@ -252,9 +260,9 @@ void PrintDifferences(Context& context, const Json& changes) {
                      : isGone ? Tone::Bad
                               : Tone::Warning);
         writer.Write(TextOf(change["what"]) + ": ");
-        if (!isNew) writer.Write("\"" + TextOf(change["before"]) + "\"");
+        if (!isNew) writer.Write(Excerpt(change["before"]));
         if (!isNew && !isGone) writer.Write(" -> ");
-        if (!isGone) writer.Write("\"" + TextOf(change["after"]) + "\"");
+        if (!isGone) writer.Write(Excerpt(change["after"]));
         writer.Line();
     }
 }
