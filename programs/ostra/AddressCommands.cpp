@@ -14,7 +14,9 @@ void ListAddresses(Context& context) {
     Json rows = Json::array();
     for (const CObject* object : held.Records()) {
         const auto* record = static_cast<const TCPIPAddress*>(object);
-        rows.push_back({{"address", ToUtf8(record->Address())}, {"network", ToUtf8(record->AdapterName())}});
+        rows.push_back({{"name", ToUtf8(record->Address())},
+                        {"address", ToUtf8(record->Address())},
+                        {"network", ToUtf8(record->AdapterName())}});
     }
     if (rows.empty()) context.Say("No resource of type \"IP Address\" holds an address.");
     if (!rows.empty() || context.options.isJson)

@@ -51,7 +51,10 @@ Json Summary(Context& context, const Network& network) {
 void ListPools(Context& context) {
     Json rows = Json::array();
     for (const Network* network : NetworksOf(context))
-        if (HasPool(context, network->ID())) rows.push_back(Summary(context, *network));
+        if (HasPool(context, network->ID())) {
+            rows.push_back({{"name", ToUtf8(network->Name())}});  // a pool goes by its network's name
+            rows.back().update(Summary(context, *network));
+        }
     if (rows.empty()) context.Say("There is no address pool. Make one with: ostra pool create NETWORK START END");
     if (!rows.empty() || context.options.isJson) context.PrintList(columns, rows);
 }

@@ -38,11 +38,9 @@ std::string StateOf(const ScheduledJob& job) {
 }
 
 Json Row(const ScheduledJob& job, std::size_t number) {
-    return {{"number", number},
-            {"due", JobTimeText(job.time)},
-            {"cluster", ToUtf8(job.cluster)},
-            {"command", ToUtf8(job.Word())},
-            {"group", ToUtf8(job.Group())},
+    return {{"name", ToUtf8(job.command)},   {"number", number},
+            {"due", JobTimeText(job.time)},  {"cluster", ToUtf8(job.cluster)},
+            {"command", ToUtf8(job.Word())}, {"group", ToUtf8(job.Group())},
             {"state", StateOf(job)}};
 }
 
