@@ -122,9 +122,10 @@ TEST_F(Schedule, IsChangedAndShownByCommands) {
     Do({"schedule", "add", "--in", "1h", "Move", "B"});
     const Json jobs = Read({"schedule", "list"});
     ASSERT_EQ(2u, jobs.size());
-    EXPECT_EQ(Json::parse(R"({"number": 1, "due": "2023-11-14 23:14", "cluster": "demo", "command": "Move",
+    EXPECT_EQ(
+        Json::parse(R"({"name": "Move B", "number": 1, "due": "2023-11-14 23:14", "cluster": "demo", "command": "Move",
                               "group": "B", "state": "waiting"})"),
-              jobs[0])
+        jobs[0])
         << "not before the hour is over";
     EXPECT_EQ("A", jobs[1]["group"]);
 
