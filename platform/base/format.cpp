@@ -17,7 +17,7 @@ constexpr int numberLimit = 100'000'000;  // of what a format may say; ten times
 
 enum class Size { Plain, Byte, Half, Long, LongLong, Wide };
 
-/// One conversion specification, its widths already taken from the arguments.
+/// One conversion of a format, its widths already taken from the arguments.
 struct Conversion {
     std::string flags;
     int width = 0;
