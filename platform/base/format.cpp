@@ -211,9 +211,11 @@ private:
 
     template <typename Value>
     void WriteNumber(const Conversion& conversion, const char* size, char type, Value value) {
-        std::string format = "%" + conversion.flags + std::to_string(conversion.width);
-        if (conversion.width == 0) format.pop_back();  // a width of 0 would read as a flag
-        if (conversion.precision) format += "." + std::to_string(std::min(*conversion.precision, widthLimit));
+        std::string format = "%";
+        format += conversion.flags;
+        if (conversion.width != 0) format += std::to_string(conversion.width);  // a width of 0 would read as a flag
+        if (conversion.precision)
+            format.append(".").append(std::to_string(std::min(*conversion.precision, widthLimit)));
         format.append(size).push_back(type);
         std::array<char, widthLimit + 32> buffer;
         const int length = std::snprintf(buffer.data(), buffer.size(), format.c_str(), value);

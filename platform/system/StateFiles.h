@@ -20,7 +20,7 @@ namespace platform {
 template <typename File>
 class StateFiles {
 public:
-    explicit StateFiles(std::string fileName) : _fileName("/" + std::move(fileName)) {}
+    explicit StateFiles(const std::string& fileName) : _fileName(std::string("/").append(fileName)) {}
 
     /// FileNotFound without the file, when it must exist; that costs one look at the file system.
     DWORD Find(const HostPlace& place, OpenMode mode, std::shared_ptr<File>& file) {
