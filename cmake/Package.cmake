@@ -8,5 +8,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/OstraConfigVersion.cmake CO
 install(FILES ${CMAKE_BINARY_DIR}/OstraConfig.cmake ${CMAKE_BINARY_DIR}/OstraConfigVersion.cmake
   DESTINATION ${OSTRA_CMAKE_DIR} COMPONENT development)
 
+# Relative, so that the package works below any --prefix.
+file(RELATIVE_PATH OSTRA_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/ostra.pc.in ${CMAKE_BINARY_DIR}/ostra.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/ostra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
