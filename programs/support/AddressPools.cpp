@@ -92,13 +92,24 @@ std::vector<std::string> Names(const StringMap& addresses) {
 }
 
 HeldAddresses::HeldAddresses(Context& context) {
-    context.Cluster().GetAllTCPIPAddresses(&_records, L"Network", L"Address", L"IP Address");
+    OstraDLL::Cluster& cluster = context.Cluster();
+    // The scan tells nothing of a resource that it could not read, and what that one holds must not be handed out.
+    SetLastError(0);
+    cluster.GetAllTCPIPAddresses(&_records, L"Network", L"Address", L"IP Address");
+    if (const DWORD code = GetLastError()) {
+        DeleteRecords();
+        throw Refusal("The addresses that resources hold cannot be read", code);
+    }
     for (const CObject* record : _records) _addresses.insert(static_cast<const TCPIPAddress*>(record)->Address());
     for (NetworkInterface* networkInterface : InterfacesOf(context))
         _addresses.insert(FromUtf8(TextOf(Summary(*networkInterface)["address"])));
 }
 
 HeldAddresses::~HeldAddresses() {
+    DeleteRecords();
+}
+
+void HeldAddresses::DeleteRecords() {
     for (const CObject* record : _records) delete record;
 }
 

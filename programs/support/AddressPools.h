@@ -59,6 +59,8 @@ public:
     const std::set<std::wstring>& Addresses() const { return _addresses; }
 
 private:
+    void DeleteRecords();
+
     CArray<CObject*> _records;
     std::set<std::wstring> _addresses;
 };

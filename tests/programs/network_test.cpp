@@ -253,6 +253,22 @@ TEST_F(AnOstraPool, StaysAsItWasWhenAWriteFails) {
     }
 }
 
+TEST_F(AnOstraPool, TakesNothingBackWhileTheAddressesInUseCannotBeRead) {
+    GivenPool();
+    Do({"group", "create", "Files"});
+    GivenResource("Address", Take(), "Client");
+    int refusals = 0;
+    for (int call = 1; call <= 40; ++call) {
+        {
+            FailingCluster failing(L"demo");
+            failing->FailCall(Operation::Control, call, platform::error::AccessDenied);
+            if (Ostra({"pool", "recycle"}).code != 0) ++refusals;
+        }
+        ASSERT_EQ(1U, Pool()["used"].size()) << "after failure " << call;
+    }
+    EXPECT_LT(0, refusals) << "none of the failures met the scan";
+}
+
 TEST_F(AnOstraPool, IsRehearsedWithoutAWrite) {
     GivenPool();
     Take();
