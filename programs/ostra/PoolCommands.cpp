@@ -70,14 +70,17 @@ void ShowPool(Context& context, const std::string& name) {
     context.PrintRecord(record);
 }
 
+// What is held is read within the transaction too: a resource made meanwhile would be missed otherwise.
 void Take(Context& context, const std::string& name) {
-    const Network& network = FindNetwork(context, name);
-    const HeldAddresses held(context);
+    std::string network;
     std::string address;
-    context.Transact("No address was taken from the pool of network " + name,
-                     [&] { address = TakeFrom(context, network, held); });
+    context.Transact("No address was taken from the pool of network " + name, [&] {
+        const Network& found = FindNetwork(context, name);
+        network = ToUtf8(found.Name());
+        address = TakeFrom(context, found, HeldAddresses(context));
+    });
     if (!context.options.isJson) return context.Say(address);
-    context.PrintJson({{"network", ToUtf8(network.Name())}, {"address", address}});
+    context.PrintJson({{"network", network}, {"address", address}});
 }
 
 /// The ends of a pool as the command line gave them.
