@@ -3,6 +3,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/last_error.h>
+#include <platform/base/little_endian.h>
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/system/registry.h>
@@ -239,9 +240,7 @@ std::string ValueText(const KeyValue& value) {
             return joined;
         }
         case REG_DWORD:
-            if (value.data.size() >= 4)
-                return std::to_string(value.data[0] | value.data[1] << 8 | value.data[2] << 16 |
-                                      static_cast<DWORD>(value.data[3]) << 24);
+            if (value.data.size() >= 4) return std::to_string(platform::NumberAt(value.data.data()));
             break;
         default: break;
     }
@@ -273,7 +272,8 @@ KeyValue ParseKeyValue(const std::string& text) {
         if (!isNumber)
             throw CommandError(ExitCode::Usage, "\"" + text.substr(colon + 1) + "\" is no number from 0 to 4294967295");
         const auto number = static_cast<DWORD>(std::stoull(content));
-        for (unsigned shift = 0; shift < 32; shift += 8) value.data.push_back(static_cast<BYTE>(number >> shift));
+        value.data.resize(4);
+        platform::PutNumber(value.data.data(), number);
     } else {
         value.data = platform::ToUtf16(content);
     }
