@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr wchar_t caption[] = L"Norvane Ostra";
 constexpr std::size_t readBuffer = 10'000;
 
 /// Why a text cannot be one message; empty when it can.
@@ -113,7 +112,7 @@ std::optional<std::wstring> Pipe::Read(DWORD size) {
 }
 
 void Pipe::ShowFailure(const std::wstring& text) const {
-    MessageBoxW(nullptr, text.c_str(), caption, MB_DEFAULT_DESKTOP_ONLY);
+    MessageBoxW(nullptr, text.c_str(), productTitle, MB_DEFAULT_DESKTOP_ONLY);
 }
 
 std::wstring Pipe::LastErrorText() const {

@@ -84,7 +84,7 @@ void ShowWhenInvalid(HCLUSTER cluster) {
     std::array<wchar_t, clusterNameRoom> name{};
     DWORD size = clusterNameRoom;
     if (GetClusterInformation(cluster, name.data(), &size, nullptr) == platform::error::Success) return;
-    MessageBoxW(nullptr, L" Invalid cluster handle", L"Norvane Ostra", MB_DEFAULT_DESKTOP_ONLY);
+    MessageBoxW(nullptr, L" Invalid cluster handle", productTitle, MB_DEFAULT_DESKTOP_ONLY);
 }
 
 std::wstring CurrentTimeText() {

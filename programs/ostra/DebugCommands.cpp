@@ -3,9 +3,11 @@
 #include <platform/base/text.h>
 #include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Ipv4.h>
 #include <programs/support/KeyTree.h>
 
-#include <charconv>
+#include <limits>
+#include <optional>
 
 namespace programs {
 
@@ -35,15 +37,13 @@ void ShowMask(Context& context) {
 
 void SetMask(Context& context, const std::string& text) {
     const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    const char* begin = text.data() + (isHexadecimal ? 2 : 0);
-    const char* end = text.data() + text.size();
-    DWORD mask = 0;
-    const auto [stop, problem] = std::from_chars(begin, end, mask, isHexadecimal ? 16 : 10);
-    if (begin == end || problem != std::errc() || stop != end)
+    const std::optional<DWORD> mask = ParseNumber(std::string_view(text).substr(isHexadecimal ? 2 : 0),
+                                                  std::numeric_limits<DWORD>::max(), isHexadecimal ? 16 : 10);
+    if (!mask)
         throw CommandError(ExitCode::Usage,
                            "\"" + text + "\" is no mask: give a number such as 2 or 0x2; bit 1 is the library");
     const std::unique_ptr<KeyTree> registry = LocalRegistry();
-    const KeyValue value = ParseKeyValue("DebugMask=REG_DWORD:" + std::to_string(mask));
+    const KeyValue value = ParseKeyValue("DebugMask=REG_DWORD:" + std::to_string(*mask));
     HKEY key = nullptr;
     DWORD code = registry->Create(debugKey, key);
     if (!code) {

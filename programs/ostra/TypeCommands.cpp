@@ -1,32 +1,14 @@
 #include <ostra/cluster/PredefinedResourceTypes.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <platform/base/text.h>
-#include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Objects.h>
-
-#include <array>
 
 using platform::ToUtf8;
 
 namespace programs {
 
 namespace {
-
-StringArray TypeNames(Context& context) {
-    StringArray names;
-    const HCLUSENUM types = ClusterOpenEnum(context.Cluster().ClusterHandle(), CLUSTER_ENUM_RESTYPE);
-    if (!types) return names;
-    std::array<wchar_t, 1024> name{};
-    for (DWORD index = 0;; ++index) {
-        DWORD type = 0;
-        auto size = static_cast<DWORD>(name.size());
-        if (ClusterEnum(types, index, &type, name.data(), &size)) break;
-        names.emplace_back(name.data());
-    }
-    ClusterCloseEnum(types);
-    return names;
-}
 
 Json ResourcesOfType(Context& context, const std::wstring& type) {
     Json names = Json::array();
@@ -38,13 +20,13 @@ Json ResourcesOfType(Context& context, const std::wstring& type) {
 
 void ListTypes(Context& context) {
     Json rows = Json::array();
-    for (const std::wstring& type : TypeNames(context))
+    for (const std::wstring& type : ResourceTypesOf(context))
         rows.push_back({{"name", ToUtf8(type)}, {"resources", ResourcesOfType(context, type).size()}});
     context.PrintList({{"name", "NAME"}, {"resources", "RESOURCES"}}, rows);
 }
 
 void ShowType(Context& context, const std::string& name) {
-    for (const std::wstring& type : TypeNames(context)) {
+    for (const std::wstring& type : ResourceTypesOf(context)) {
         if (!platform::EqualIgnoringCase(type, platform::FromUtf8(name))) continue;
         const auto object = MakeResourceType(type, context.Cluster().ClusterHandle(), context.Cluster().Name());
         object->InitializeParameters();

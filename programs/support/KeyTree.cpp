@@ -7,6 +7,7 @@
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/system/registry.h>
+#include <programs/support/Settings.h>
 
 #include <array>
 #include <utility>
@@ -251,31 +252,20 @@ std::string ValueText(const KeyValue& value) {
 }
 
 KeyValue ParseKeyValue(const std::string& text) {
-    const std::size_t equals = text.find('=');
-    const std::size_t colon = equals == std::string::npos ? equals : text.find(':', equals);
-    if (colon == std::string::npos)
-        throw CommandError(ExitCode::Usage,
-                           "\"" + text + "\" is no value: write NAME=TYPE:VALUE, as in Depth=REG_DWORD:3");
+    const TypedText parts = ParseTypedText(text, "is no value: write NAME=TYPE:VALUE, as in Depth=REG_DWORD:3");
     KeyValue value;
-    value.name = platform::FromUtf8(text.substr(0, equals));
-    const std::string type = text.substr(equals + 1, colon - equals - 1);
-    const std::wstring content = platform::FromUtf8(text.substr(colon + 1));
+    value.name = platform::FromUtf8(parts.name);
     for (const auto& [number, name] : typeNames)
-        if (type == name) value.type = number;
+        if (parts.type == name) value.type = number;
     if (value.type == REG_NONE)
-        throw CommandError(ExitCode::Usage, "\"" + type +
+        throw CommandError(ExitCode::Usage, "\"" + parts.type +
                                                 "\" is no type of value: use REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ, "
                                                 "REG_BINARY or REG_DWORD");
     if (value.type == REG_DWORD) {
-        const bool isNumber = !content.empty() && content.find_first_not_of(L"0123456789") == std::wstring::npos &&
-                              content.size() <= 10 && std::stoull(content) <= 0xFFFFFFFF;
-        if (!isNumber)
-            throw CommandError(ExitCode::Usage, "\"" + text.substr(colon + 1) + "\" is no number from 0 to 4294967295");
-        const auto number = static_cast<DWORD>(std::stoull(content));
         value.data.resize(4);
-        platform::PutNumber(value.data.data(), number);
+        platform::PutNumber(value.data.data(), RequireNumber(parts.value));
     } else {
-        value.data = platform::ToUtf16(content);
+        value.data = platform::ToUtf16(platform::FromUtf8(parts.value));
     }
     return value;
 }

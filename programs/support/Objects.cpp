@@ -185,6 +185,11 @@ DWORD StateOf(NetworkInterface& networkInterface) {
     return GetClusterNetInterfaceState(networkInterface.Handle());
 }
 
+StringArray ResourceTypesOf(Context& context) {
+    const HCLUSTER cluster = context.Cluster().ClusterHandle();
+    return Names(ClusterOpenEnum(cluster, CLUSTER_ENUM_RESTYPE), ClusterEnum, ClusterCloseEnum);
+}
+
 StringArray MembersOf(HGROUP group, DWORD types) {
     return Names(ClusterGroupOpenEnum(group, types), ClusterGroupEnum, ClusterGroupCloseEnum);
 }

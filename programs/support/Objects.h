@@ -41,7 +41,8 @@ DWORD StateOf(Resource& resource);
 DWORD StateOf(Network& network);
 DWORD StateOf(NetworkInterface& networkInterface);
 
-/// The names that belong to an object: see the CLUSTER_..._ENUM_ bits.
+/// The names of the resource types, and those that belong to an object: see the CLUSTER_..._ENUM_ bits.
+StringArray ResourceTypesOf(Context& context);
 StringArray MembersOf(HGROUP group, DWORD types);
 StringArray MembersOf(HRESOURCE resource, DWORD types);
 

@@ -2,6 +2,10 @@
 
 #include <platform/base/text.h>
 #include <programs/support/ExitCode.h>
+#include <programs/support/Ipv4.h>
+
+#include <limits>
+#include <optional>
 
 using platform::FromUtf8;
 
@@ -10,24 +14,28 @@ namespace programs {
 namespace {
 
 Setting ParseSetting(const std::string& text) {
-    const std::size_t equals = text.find('=');
-    const std::size_t colon = equals == std::string::npos ? equals : text.find(':', equals);
-    if (colon == std::string::npos || equals == 0)
-        throw CommandError(ExitCode::Usage,
-                           "\"" + text + "\" is no setting: write NAME=TYPE:VALUE, as in Address=REG_SZ:10.0.1.20");
-    const std::string type = text.substr(equals + 1, colon - equals - 1);
-    const std::string value = text.substr(colon + 1);
-    if (type != "REG_SZ" && type != "REG_DWORD")
-        throw CommandError(ExitCode::Usage, "\"" + type + "\" is no type of property: use REG_SZ or REG_DWORD");
-    const bool isNumber = !value.empty() && value.size() <= 10 &&
-                          value.find_first_not_of("0123456789") == std::string::npos &&
-                          std::stoull(value) <= 0xFFFFFFFF;
-    if (type == "REG_DWORD" && !isNumber)
-        throw CommandError(ExitCode::Usage, "\"" + value + "\" is no number from 0 to 4294967295");
-    return {FromUtf8(text.substr(0, equals)), FromUtf8(type), FromUtf8(value), FromUtf8(text)};
+    const TypedText parts =
+        ParseTypedText(text, "is no setting: write NAME=TYPE:VALUE, as in Address=REG_SZ:10.0.1.20");
+    if (parts.type != "REG_SZ" && parts.type != "REG_DWORD")
+        throw CommandError(ExitCode::Usage, "\"" + parts.type + "\" is no type of property: use REG_SZ or REG_DWORD");
+    if (parts.name.empty()) throw CommandError(ExitCode::Usage, "\"" + text + "\" has no name before its \"=\"");
+    if (parts.type == "REG_DWORD") RequireNumber(parts.value);
+    return {FromUtf8(parts.name), FromUtf8(parts.type), FromUtf8(parts.value), FromUtf8(text)};
 }
 
 }  // namespace
+
+TypedText ParseTypedText(const std::string& text, const std::string& refusal) {
+    const std::size_t equals = text.find('=');
+    const std::size_t colon = equals == std::string::npos ? equals : text.find(':', equals);
+    if (colon == std::string::npos) throw CommandError(ExitCode::Usage, "\"" + text + "\" " + refusal);
+    return {text.substr(0, equals), text.substr(equals + 1, colon - equals - 1), text.substr(colon + 1)};
+}
+
+DWORD RequireNumber(const std::string& text) {
+    if (const std::optional<DWORD> number = ParseNumber(text, std::numeric_limits<DWORD>::max())) return *number;
+    throw CommandError(ExitCode::Usage, "\"" + text + "\" is no number from 0 to 4294967295");
+}
 
 std::vector<Setting> ParseSettings(const std::vector<std::string>& texts) {
     std::vector<Setting> settings;

@@ -7,6 +7,19 @@
 
 namespace programs {
 
+/// A NAME=TYPE:VALUE of the command line, taken apart at the first "=" and at the first ":" after it.
+struct TypedText {
+    std::string name;
+    std::string type;
+    std::string value;
+};
+
+/// Ends the command when the text has no such form; `refusal` says what it should be.
+TypedText ParseTypedText(const std::string& text, const std::string& refusal);
+
+/// A whole text as a number of 32 bits; ends the command when it is none.
+DWORD RequireNumber(const std::string& text);
+
 /// One property as the command line gives it: NAME=TYPE:VALUE. Property lists carry texts (REG_SZ) and numbers
 /// (REG_DWORD), and nothing else.
 struct Setting {
