@@ -176,10 +176,14 @@ DWORD Database::State::OpenFile(OpenMode mode) {
         return Fail(error::FileNotFound, L"There is no database \"%1\".", path);
     }
     if (const DWORD code = lock.Open(path)) return code;
-    DWORD code = isNew ? CreateFile() : CheckReplacement();
+    // Until it is remembered, a file may still be in the making, with locks of SQLite's that no patience outlasts.
+    const bool isKnown = !isNew && lock.RemembersFile();
+    DWORD code = isKnown ? error::Success : lock.Take(options.lockTimeout);
+    if (code == error::Success && !isKnown) code = isNew ? CreateFile() : CheckReplacement();
     if (code == error::Success && !connection) code = Connect();
     if (code == error::Success) code = CheckSchema();
     if (code == error::Success) code = EnableLog();
+    if (code == error::Success && !isKnown) lock.RememberFile();
     lock.Release();
     if (code == error::Success) sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     return code;
@@ -227,24 +231,19 @@ DWORD Database::State::CheckHeader(bool& isNew) const {
     return CheckIdentity(schema, ReadBigEndian(header + 68), ReadBigEndian(header + 60), path);
 }
 
-DWORD Database::State::CheckReplacement() {
-    if (lock.RemembersFile()) return error::Success;
-    if (const DWORD code = lock.Take(options.lockTimeout)) return code;
+DWORD Database::State::CheckReplacement() const {
     struct stat log {};
-    if (lock.IsBesideAnotherFile() && ::stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0) {
-        return Fail(
-            error::FileInvalid,
-            L"\"%1\" was replaced while the write-ahead log of the file before it stayed. When all programs have "
-            L"ended and the new file is complete, remove the files of that name which end in -wal and -shm.",
-            path);
+    if (!lock.IsBesideAnotherFile() || ::stat((path + "-wal").c_str(), &log) != 0 || log.st_size == 0) {
+        return error::Success;
     }
-    lock.RememberFile();
-    return error::Success;
+    return Fail(error::FileInvalid,
+                L"\"%1\" was replaced while the write-ahead log of the file before it stayed. When all programs have "
+                L"ended and the new file is complete, remove the files of that name which end in -wal and -shm.",
+                path);
 }
 
 // Another process may be at the same: whoever gets the lock first makes the file, and the others find it.
 DWORD Database::State::CreateFile() {
-    if (const DWORD code = lock.Take(options.lockTimeout)) return code;
     const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (descriptor >= 0) {
         ::close(descriptor);  // nobody else has it open yet: all others wait for the lock
@@ -253,7 +252,6 @@ DWORD Database::State::CreateFile() {
     }
     bool isNew = false;
     if (const DWORD code = CheckFile(isNew)) return code;
-    lock.RememberFile();
     if (!isNew) return error::Success;
     if (const DWORD code = Connect()) return code;
     return CreateTables();

@@ -72,7 +72,7 @@ struct Database::State {
     void Close();
     DWORD CheckFile(bool& isNew) const;
     DWORD CheckHeader(bool& isNew) const;
-    DWORD CheckReplacement();
+    DWORD CheckReplacement() const;
     DWORD CreateFile();
     DWORD Connect();
     DWORD Configure();

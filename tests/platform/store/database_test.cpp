@@ -257,6 +257,25 @@ TEST_F(ADatabase, TakesTheWritesOfEightProcessesAtOnce) {
     EXPECT_EQ(200, Count(*Open({}, OpenMode::MustExist)));
 }
 
+TEST_F(ADatabase, IsNotOpenedBeforeItIsMade) {
+    Process maker([&](Process& self) {
+        beforeSync = [&] {
+            self.Signal();
+            return self.Await() ? SQLITE_OK : SQLITE_IOERR;
+        };
+        return Open({.vfs = BentLayer()}).release() ? 0 : 1;
+    });
+    int steps = 0;
+    for (; maker.Await(); ++steps) {
+        EXPECT_FALSE(Open({.lockTimeout = 0}));
+        EXPECT_EQ(error::Timeout, code) << "only our own lock is waited for fairly, step " << steps;
+        maker.Signal();
+    }
+    EXPECT_GT(steps, 1);
+    EXPECT_EQ(0, maker.Finish());
+    EXPECT_TRUE(Open({.lockTimeout = 0}, OpenMode::MustExist));
+}
+
 TEST_F(ADatabase, IsRefusedInAForkedProcess) {
     auto database = Open();
     ASSERT_EQ(error::Success, Write(*database, "before"));
