@@ -67,7 +67,6 @@ TEST_F(AGroup, DiscoversPastItemsThatCannotBeReadAndKeepsWhatItKnows) {
     EXPECT_EQ((StringArray{L"Alpha 1"}), KeysOf(group.ResourcesPtr()));
     ::Resource* known = group.GetResource(L"Alpha 1");
     failing->Heal();
-    failing->FailItem(Operation::EnumerateMembers, 0, platform::error::GeneralFailure);
     for (::Group* object : {&group, &closed}) object->Discover(0);
     EXPECT_EQ((StringArray{L"Alpha 1", L"Alpha 2"}), KeysOf(group.ResourcesPtr()));
     EXPECT_EQ(known, group.GetResource(L"Alpha 1"));
@@ -95,7 +94,9 @@ TEST_F(AGroup, OwnsTheResourcesItStoresAndHandsOutTheOthers) {
     EXPECT_EQ(nullptr, group.ChangeResource(L"Omega", nullptr, nullptr, 0, 0, 0));
     const std::unique_ptr<::Resource> callers(group.CreateResource(L"Alpha 4", &type, nullptr, 0, 0, 0, 0));
     const std::unique_ptr<::Resource> refused(group.CreateResource(L"Alpha 3", &type, nullptr, 1, 1, 1, 0));
-    EXPECT_TRUE(callers->Handle());
+    failing->Fail(Operation::OnlineResource, platform::error::AccessDenied);
+    const std::unique_ptr<::Resource> offline(group.CreateResource(L"Alpha 5", &type, nullptr, 0, 1, 1, 0));
+    EXPECT_TRUE(callers->Handle() && offline->Handle());
     EXPECT_FALSE(refused->Handle());
     EXPECT_EQ((StringArray{L"Alpha 3"}), KeysOf(group.ResourcesPtr()));
 }

@@ -36,6 +36,10 @@ TEST_F(ANode, DiscoversWhatCanBeReadAndFollowsNotifications) {
     EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(node.GroupsPtr()));
     node.Update(L"Gamma 1", CLUSTER_CHANGE_RESOURCE_DELETED);
     EXPECT_EQ((StringArray{L"Gamma 2"}), KeysOf(node.ResourcesPtr()));
+    Expect(Administration().DeleteResource(Resource(L"Gamma 2")), L"Gamma 2");
+    node.Discover();  // the object stays with the group that another one replaced
+    node.Update(L"Gamma 2", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(nullptr, node.ResourcesPtr()->Find(L"Gamma 2"));
     ClusterComponent* resource = node.Update(L"New", CLUSTER_CHANGE_RESOURCE_ADDED);
     EXPECT_EQ(resource, dynamic_cast<::Group*>(node.GroupsPtr()->Find(L"Gamma"))->ResourcesPtr()->Find(L"New"));
 

@@ -1,7 +1,6 @@
 #include <ostra/cluster/PredefinedResourceTypes.h>
 #include <ostra/cluster/Resource.h>
-#include <platform/base/text.h>
-#include <platform/system/registry.h>
+#include <ostra/registry/Registry.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
 #include <algorithm>
@@ -98,20 +97,16 @@ TEST_F(AResource, ReadsAndWritesPropertiesUnderItsOwnCodesOnly) {
 }
 
 TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHolds) {
-    for (const wchar_t* kind : {L"Network Name", L"Physical Disk"}) {
-        HKEY key = nullptr;
-        const std::wstring path = L"SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\File Share\\";
-        ASSERT_EQ(0, RegCreateKeyExW(HKEY_LOCAL_MACHINE, (path + kind).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                     &key, nullptr));
-        RegCloseKey(key);
-    }
+    const std::wstring templates = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\";
+    for (const wchar_t* kind : {L"File Share\\Network Name\\", L"File Share\\Physical Disk\\"})
+        EXPECT_TRUE(Registry(templates + kind, L"").Open(nullptr, 0));
     AddDisk(L"E:", 1);
     NetworkName nameType(L"Test", nullptr);
     PhysicalDisk diskType(L"Test", nullptr);
     FileShare shareType(L"Test", nullptr);
     std::vector<std::unique_ptr<::Resource>> made;
     ClusterComponents candidates;
-    for (const wchar_t* name : {L"Name for Sales", L"Name for Sales2", L"Name for Stock"})
+    for (const wchar_t* name : {L"Name for Sales", L"Name, Sales2", L"Name for Stock"})
         made.push_back(Made(name, nameType));
     made.push_back(Made(L"Disk E:", diskType, {L"Signature=REG_DWORD:1"}));
     made.push_back(Made(L"Noise for Sales", application));
@@ -120,7 +115,7 @@ TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHolds) {
 
     const auto share = Made(L"Disk for Sales", shareType);  // "for" at 5: the tail is "Sales"
     share->SetDependencies(&candidates, 0);
-    EXPECT_EQ((StringArray{L"Name for Sales", L"Name for Sales2"}), DependenciesOf(*share));
+    EXPECT_EQ((StringArray{L"Name for Sales", L"Name, Sales2"}), DependenciesOf(*share));
     const auto withDisks = Made(L"Host for Stock", shareType);
     failing->FailCall(Operation::AddDependency, 1, 5003);
     withDisks->SetDependencies(&candidates, 1);  // goes on after a refusal
@@ -189,9 +184,9 @@ TEST_F(AResource, AsksForItsDriveOnceAndOnlyWhenItIsADisk) {
     const auto disk = Made(L"Disk", diskType, {L"Signature=REG_DWORD:39487"});
     for (int i = 0; i < 2; ++i) EXPECT_EQ(L"E:", disk->GetDriveLetter());
     EXPECT_EQ(L"", Made(L"Quiet", application)->GetDriveLetter());
+    const std::wstring question = std::to_wstring(CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO);
     const StringArray calls = failing->Log();
-    EXPECT_EQ(1, std::count(calls.begin(), calls.end(),
-                            L"Control Disk " + std::to_wstring(CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO)));
+    EXPECT_EQ(1, std::ranges::count_if(calls, [&](const auto& call) { return call.ends_with(question); }));
 }
 
 }  // namespace

@@ -160,11 +160,6 @@ TEST(AnErrorRecord, KnowsTheMessagesOfCodesBelow6000AndKeepsTheLastText) {
     EXPECT_EQ(L"", made.GetErrorString(2102)) << "of the network's table, not loaded";
     made = OstraError();
     EXPECT_FALSE(made.GetErrorString(2102).empty()) << "the table is shared and outlives the record that loaded it";
-
-    TarnStatus status(3, L"");
-    EXPECT_EQ(L"status unknown", status.StatusString());
-    status.Set(4, L"");
-    EXPECT_EQ(L"", status.StatusString());
 }
 
 TEST(AnErrorList, KnowsItsLastRecordAndFindsTheFirstOfACode) {

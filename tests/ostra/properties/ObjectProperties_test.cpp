@@ -176,7 +176,8 @@ TEST_F(APropertySet, OfADiskHoldsItsSixDescriptionsAndOfATypeThoseOfEachAvailabl
     const StringMap disk = {{L"Signature", L"a1b2c3d"}, {L"SCSI Address", L"10"},    {L"Disk Number", L"11"},
                             {L"Partition", L"G:"},      {L"Volumne Lable", L"DATA"}, {L"Serial Number", L"eadbeef"}};
     AppendDisk(service->answer, 0x0A1B2C3D, L"G:");
-    platform::AppendValueEntry(service->answer, 0x00090001, Bytes{1, 2, 3});  // an entry of no interest
+    platform::AppendValueEntry(service->answer, CLUSPROP_SYNTAX_PARTITION_INFO, Bytes(1047, 1));  // too short
+    platform::AppendValueEntry(service->answer, 0x00090001, Bytes{1, 2, 3});                      // of no interest
     const Bytes one = service->answer;
     StringMap part;
     for (std::size_t size = 0; size <= one.size(); ++size) {

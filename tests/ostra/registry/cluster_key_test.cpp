@@ -38,14 +38,6 @@ protected:
         }
         return texts;
     }
-    /// A value of the group.
-    std::pair<DWORD, Bytes> Stored(const std::wstring& name) {
-        DWORD type = 0, size = 1000;
-        Bytes data(size);
-        EXPECT_EQ(0U, ClusterRegQueryValue(key->Handle(), name.c_str(), &type, data.data(), &size));
-        data.resize(size);
-        return {type, data};
-    }
     /// Nothing lasting can be made below a key that a restart of the cluster removes.
     static bool IsLasting(HKEY parent) {
         HKEY made = nullptr;
@@ -63,32 +55,32 @@ protected:
 };
 
 TEST_F(AClusterDatabase, StoresParameterStringsUnderTheirTypeAsUtf16WithANull) {
-    const struct {
-        const wchar_t *parameter, *name;
-        DWORD type;
-        Bytes data;
-    } rows[] = {
-        {L"CommandLine=REG_SZ:c:\\b=1", L"CommandLine", REG_SZ, ToUtf16(L"c:\\b=1")},
-        {L"A=REG_SZ:\U0001F600", L"A", REG_SZ, {0x3D, 0xD8, 0x00, 0xDE, 0, 0}},
-        {L"A=REG_SZ:", L"A", REG_SZ, {0, 0}},
-        {L"A=REG_EXPAND_SZ:x", L"A", REG_EXPAND_SZ, {'x', 0, 0, 0}},
-        {L"A=REG_MULTI_SZ:x", L"A", REG_MULTI_SZ, {'x', 0, 0, 0}},
-        {L"A=REG_BINARY:x", L"A", REG_BINARY, {'x', 0, 0, 0}},
-        {L"MaxUsers=REG_DWORD:4294967295", L"MaxUsers", REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}},
-        {L"A=REG_DWORD: -2x", L"A", REG_DWORD, {0xFE, 0xFF, 0xFF, 0xFF}},
+    const std::tuple<const wchar_t*, DWORD, Bytes> rows[] = {
+        {L"A=REG_SZ:c:\\b=1", REG_SZ, ToUtf16(L"c:\\b=1")},
+        {L"A=REG_SZ:\U0001F600", REG_SZ, {0x3D, 0xD8, 0x00, 0xDE, 0, 0}},
+        {L"A=REG_SZ:", REG_SZ, {0, 0}},
+        {L"A=REG_EXPAND_SZ:x", REG_EXPAND_SZ, {'x', 0, 0, 0}},
+        {L"A=REG_MULTI_SZ:x", REG_MULTI_SZ, {'x', 0, 0, 0}},
+        {L"A=REG_BINARY:x", REG_BINARY, {'x', 0, 0, 0}},
+        {L"A=REG_DWORD:4294967295", REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}},
+        {L"A=REG_DWORD: -2x", REG_DWORD, {0xFE, 0xFF, 0xFF, 0xFF}},
     };
-    for (const auto& row : rows) {
-        const StringArray parameters = {row.parameter};
-        EXPECT_EQ(1, key->SetParameters(&parameters, key->Handle())) << ToUtf8(row.parameter);
-        EXPECT_EQ(std::pair(row.type, row.data), Stored(row.name)) << ToUtf8(row.parameter);
+    for (const auto& [parameter, type, data] : rows) {
+        const StringArray parameters = {parameter};
+        EXPECT_EQ(1, key->SetParameters(&parameters, key->Handle())) << ToUtf8(parameter);
+        DWORD storedType = 0, size = 100;
+        Bytes stored(size);
+        EXPECT_EQ(0U, ClusterRegQueryValue(key->Handle(), L"A", &storedType, stored.data(), &size));
+        stored.resize(size);
+        EXPECT_EQ(std::pair(type, data), std::pair(storedType, stored)) << ToUtf8(parameter);
     }
     EXPECT_EQ(StringArray{}, events.TakeTexts());
-    const std::wstring report = L"ClusterKey::WriteMode( ). Invalid write mode ";
     const StringArray odd = {L"B=reg_sz:1", L"C=2", L"REG_SZ:3"};
     EXPECT_EQ(1, key->SetParameters(&odd, L"Root"));
     EXPECT_EQ(L"123", key->GetValue(L"B") + key->GetValue(L"C") + key->GetValue(L""));
-    EXPECT_EQ((StringArray{report + L"reg_sz", report}), events.TakeTexts());
-
+    EXPECT_EQ((StringArray{L"ClusterKey::WriteMode( ). Invalid write mode reg_sz",
+                           L"ClusterKey::WriteMode( ). Invalid write mode "}),
+              events.TakeTexts());
     const StringArray parameters = {L"Text=REG_SZ:t", L"Number=REG_DWORD:160000"};
     EXPECT_EQ(1, key->SetParameters(&parameters, L"Printers"));
     EXPECT_EQ(160000, key->GetValueAsInt(L"Number", key->Handle()));
