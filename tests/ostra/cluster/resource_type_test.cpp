@@ -42,9 +42,7 @@ TEST(AResourceType, HasTheDefaultsOfItsKind) {
     for (const auto& [name, defaults] : kinds) {
         const auto type = MakeResourceType(name, nullptr, L"");
         for (int i = 0; i < 2; ++i) EXPECT_EQ(defaults, DefaultsOf(*type));
-        ClusterComponents types;
-        types.Add(type.get());
-        EXPECT_EQ(type.get(), types.Find(name));
+        EXPECT_EQ(name, static_cast<const ClusterComponent&>(*type).Name()) << "by which collections find it";
     }
     EXPECT_EQ(L"", output.Take());
     EXPECT_EQ(L"", DefaultsOf(*MakeResourceType(L"SQL Server", nullptr, L"Payroll")));

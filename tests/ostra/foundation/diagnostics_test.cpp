@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <ostra/foundation/ClusterComponent.h>
+#include <ostra/registry/Registry.h>
 #include <platform/base/format.h>
-#include <platform/system/registry.h>
 #include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/FakeClock.h>
@@ -24,11 +24,9 @@ protected:
     TheDebugLog() { ::setenv("TZ", "UTC0", 1); }
 
     static void SetMask(const std::vector<BYTE>& data, DWORD type = REG_DWORD) {
-        HKEY key = nullptr;
-        ASSERT_EQ(0, RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Norvane\\Ostra\\OstraDebug", 0, nullptr, 0,
-                                     KEY_ALL_ACCESS, nullptr, &key, nullptr));
+        Registry registry(L"HKEY_LOCAL_MACHINE\\Software\\Norvane\\Ostra\\OstraDebug\\", L"");
+        const HKEY key = registry.Open(nullptr, 0);
         EXPECT_EQ(0, RegSetValueExW(key, L"DebugMask", 0, type, data.data(), static_cast<DWORD>(data.size())));
-        RegCloseKey(key);
     }
     std::string Log(const std::string& name) const {
         std::ifstream file(home.Path() / "log" / name, std::ios::binary);
