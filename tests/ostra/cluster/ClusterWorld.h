@@ -14,17 +14,11 @@
 
 namespace tests {
 
-/// A cluster whose objects can be said to be in any state, and which notes the properties written, in order.
+/// A cluster whose objects can be said to be in any state.
 class ObservedService : public platform::ForwardingClusterService {
 public:
     using ForwardingClusterService::ForwardingClusterService;
 
-    struct Write {
-        DWORD code;
-        StringArray names;
-        bool operator==(const Write&) const = default;
-    };
-    std::vector<Write> writes;
     std::optional<DWORD> state;
 
     DWORD NodeState(ObjectId node, DWORD& answer) override {
@@ -41,15 +35,6 @@ public:
     }
     DWORD NetworkInterfaceState(ObjectId networkInterface, DWORD& answer) override {
         return Bend(ForwardingClusterService::NetworkInterfaceState(networkInterface, answer), answer);
-    }
-    DWORD Control(ObjectId object, std::optional<ObjectId> host, DWORD code, std::span<const BYTE> input,
-                  std::vector<BYTE>& output) override {
-        std::vector<platform::PropertyValue> properties;
-        if (!input.empty() && platform::DecodePropertyList(input, properties)) {
-            writes.push_back({code, {}});
-            for (const platform::PropertyValue& property : properties) writes.back().names.push_back(property.name);
-        }
-        return ForwardingClusterService::Control(object, host, code, input, output);
     }
 
 private:

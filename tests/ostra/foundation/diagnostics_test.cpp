@@ -162,17 +162,14 @@ TEST(AnErrorRecord, KnowsTheMessagesOfCodesBelow6000AndKeepsTheLastText) {
 
 TEST(AnErrorList, KnowsItsLastRecordAndFindsTheFirstOfACode) {
     tests::CapturedOutput output;
-    OstraErrors errors(L"Errors"), other;
-    EXPECT_EQ(0, errors.GetLastErrorCode());
+    OstraErrors errors;
     OstraError denied(5, L"denied"), again(5, L"again"), server(1722, L"server");
     for (OstraError* error : {&denied, &again, &server, static_cast<OstraError*>(nullptr)}) errors.Add(error);
-    EXPECT_EQ(L"1722server", std::to_wstring(errors.GetLastErrorCode()) + errors.GetLastErrorString());
+    EXPECT_EQ(1722, errors.GetLastErrorCode());
     EXPECT_EQ(&denied, errors.Find(5));
     EXPECT_EQ(nullptr, errors.Find(7));
-    EXPECT_EQ(L"", errors.Info());
+    errors.Info();
     EXPECT_EQ(L"5 5\n5 7\n5 7\n1722 7\n3 errors.\n5 denied\n5 again\n1722 server\n", output.Take());
-    other = errors;
-    EXPECT_EQ(L"Errors0", other.Name() + std::to_wstring(other.NumberOfComponents()));
     errors.RemoveAll();
     EXPECT_EQ(L"", errors.GetLastErrorString());
 }

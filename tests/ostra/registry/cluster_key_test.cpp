@@ -184,7 +184,8 @@ TEST_F(AClusterDatabase, ReportsThePlacesThatItDoesNotHaveAndMakesNone) {
         EXPECT_EQ(0, ClusterSchedulerKey(L"Test", L"Scheduler").Valid());
         EXPECT_EQ(0, ClusterResourceKey(share.Get(), cluster.Get()).Valid());
         const StringArray texts = TakeBoxes();
-        EXPECT_EQ(StringArray(texts.begin(), texts.begin() + 2), events.TakeTexts());
+        ASSERT_EQ(3U, texts.size());
+        EXPECT_EQ((StringArray{texts[0], texts[1]}), events.TakeTexts());
         const std::wstring classes[] = {L"ClusterNetworksKey", L"ClusterSchedulerKey", L"ClusterResourceKey"};
         for (std::size_t at = 0; at < 3; ++at)
             EXPECT_TRUE(texts.at(at).starts_with(classes[at] + L"::" + classes[at] +
