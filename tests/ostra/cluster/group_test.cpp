@@ -24,7 +24,7 @@ TEST_F(AGroup, IsCreatedWithItsOwnAndTheGivenParametersInItsKeyAndStaysOffline) 
     group.InitializeParameters();
     EXPECT_EQ(1, group.SetParameters(nullptr));
 
-    ::Group again(L"Delta", cluster, L"Test", 1, 0);
+    ::Group again(L"Delta", cluster, L"Test", 1, 1);
     EXPECT_EQ(0, again.Create(nullptr, 1));
     EXPECT_EQ(platform::error::ObjectAlreadyExists, GetLastError());
     EXPECT_FALSE(again.Handle());

@@ -47,9 +47,11 @@ TEST_F(AResource, GetsItsKindsDefaultsAndThenTheCallersParameters) {
                                                  found.GetPrivateAttribute(L"CurrentDirectory") + L" " +
                                                  found.GetPrivateAttribute(L"RunInBackground"));
 
-    ::Resource second(L"quiet", &application, cluster, L"Test", 0), typeless(L"Typeless", cluster, L"Test", 0);
-    for (::Resource* refused : {&second, &typeless}) EXPECT_EQ(0, refused->Create(alpha, nullptr, 1));
-    EXPECT_EQ(nullptr, second.Handle());
+    ::Resource second(L"quiet", &application, cluster, L"Test", 0), typeless(L"Quiet", cluster, L"Test", 1);
+    for (::Resource* refused : {&second, &typeless}) {
+        EXPECT_EQ(0, refused->Create(alpha, nullptr, 1));
+        EXPECT_EQ(nullptr, refused->Handle());
+    }
     EXPECT_EQ(0, failing->Calls(Operation::OnlineResource));
 }
 

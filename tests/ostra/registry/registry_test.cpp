@@ -173,7 +173,9 @@ TEST_F(ARegistry, AddsKeysBelowPathsAndHandlesAndListsTheFirstThousand) {
     const std::wstring longest(255, L'z');
     const Key byPath(registry.AddKey(L"", longest, L"V", L"1", REG_SZ));
     const Key byHandle(registry.AddKey(byPath.Get(), L"Handle", L"", L"1", REG_SZ));
-    EXPECT_EQ(L"1", registry.GetValue(L"V", byPath.Get()) + registry.GetValue(L"", byHandle.Get()));
+    const Key below(registry.AddKey(longest, L"Path", L"", L"1", REG_SZ));
+    EXPECT_EQ(L"1", registry.GetValue(L"V", byPath.Get()));
+    EXPECT_EQ(L"", registry.GetValue(L"", byHandle.Get()) + registry.GetValue(L"", below.Get()));
     EXPECT_TRUE(Exists(L"SOFTWARE\\Norvane\\" + longest + L"\\Handle"));
     EXPECT_EQ(nullptr, registry.AddKey(L"None", L"Path", L"V", L"1", REG_SZ));
     EXPECT_EQ(nullptr, registry.AddKey(nullptr, L"Path", L"V", L"1", REG_SZ));
