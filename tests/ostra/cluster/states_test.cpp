@@ -29,7 +29,7 @@ TEST_F(AState, IsToldByTextAndByCodeButForNodes) {
     };
     for (const auto& [object, texts] : rows) {
         for (const auto& [state, text] : texts) {
-            observed->state = state;
+            failing->state = state;
             EXPECT_EQ(text, object->StatusString(0));
             EXPECT_EQ(object == &node ? 0 : state, object->StatusCode(0));
             EXPECT_EQ(std::pair(state == 2, state == 3),
@@ -40,10 +40,10 @@ TEST_F(AState, IsToldByTextAndByCodeButForNodes) {
 }
 
 TEST_F(AState, StaysWhenTheClusterCannotSayWhichItIs) {
-    observed->state = 2;
+    failing->state = 2;
     for (const int known : {node.Status(0), group.Status(0), resource.Status(0)}) EXPECT_EQ(1, known);
     for (const DWORD state : {5u, 131u, ClusterStateUnknown}) {
-        observed->state = state;
+        failing->state = state;
         EXPECT_EQ(0, node.Status(0));
         EXPECT_EQ(0, resource.Status(0));
         EXPECT_EQ(state == ClusterStateUnknown, group.Status(0));
