@@ -36,12 +36,12 @@ using Enumeration = std::unique_ptr<platform::ClusterEnumeration>;
     X(CreateResource,                                                                                                  \
       (ObjectId group, const std::wstring& name, const std::wstring& type, DWORD flags, ObjectId& created),            \
       (group, name, type, flags, created))                                                                             \
-    X(NodeState, (ObjectId node, DWORD & state), (node, state))                                                        \
-    X(GroupState, (ObjectId group, DWORD & state, std::wstring & owner), (group, state, owner))                        \
-    X(ResourceState, (ObjectId resource, DWORD & state, std::wstring & owner, std::wstring & group),                   \
-      (resource, state, owner, group))                                                                                 \
-    X(NetworkState, (ObjectId network, DWORD & state), (network, state))                                               \
-    X(NetworkInterfaceState, (ObjectId networkInterface, DWORD & state), (networkInterface, state))                    \
+    X(NodeState, (ObjectId node, DWORD & answer), (node, answer))                                                      \
+    X(GroupState, (ObjectId group, DWORD & answer, std::wstring & owner), (group, answer, owner))                      \
+    X(ResourceState, (ObjectId resource, DWORD & answer, std::wstring & owner, std::wstring & group),                  \
+      (resource, answer, owner, group))                                                                                \
+    X(NetworkState, (ObjectId network, DWORD & answer), (network, answer))                                             \
+    X(NetworkInterfaceState, (ObjectId networkInterface, DWORD & answer), (networkInterface, answer))                  \
     X(OnlineGroup, (ObjectId group, std::optional<ObjectId> node), (group, node))                                      \
     X(OfflineGroup, (ObjectId group), (group))                                                                         \
     X(MoveGroup, (ObjectId group, std::optional<ObjectId> node), (group, node))                                        \
@@ -101,6 +101,9 @@ public:
         _bends.clear();
         _failingItems.clear();
     }
+
+    /// What every state that could be read is said to be.
+    std::optional<DWORD> state;
 
     int Calls(Operation operation) const {
         return static_cast<int>(
@@ -189,17 +192,21 @@ private:
         if (bending && !bending->isCarriedOut) return bending->code;
         const DWORD code = (Target().*run)(given...);
         if (code != platform::error::Success) return code;
-        (BendItems(operation, given), ...);
+        (BendAnswer(operation, given), ...);
         return bending ? bending->code : code;
     }
 
-    void BendItems(Operation operation, Enumeration& list) {
+    void BendAnswer(Operation operation, Enumeration& list) {
         const auto failing = _failingItems.find(operation);
         if (failing != _failingItems.end())
             list = std::make_unique<FailingEnumeration>(std::move(list), failing->second);
     }
+    void BendAnswer(Operation operation, DWORD& answer) {
+        const bool isState = operation >= Operation::NodeState && operation <= Operation::NetworkInterfaceState;
+        if (isState && state) answer = *state;
+    }
     template <typename Other>
-    void BendItems(Operation, const Other&) {}
+    void BendAnswer(Operation, const Other&) {}
 
     std::map<Operation, Bending> _bends;
     std::map<Operation, Items> _failingItems;

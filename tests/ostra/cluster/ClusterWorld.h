@@ -1,63 +1,16 @@
 #pragma once
 
 #include <ostra/cluster/Resource.h>
-#include <platform/cluster/ForwardingClusterService.h>
 #include <platform/framework/CMapStringToOb.h>
 #include <tests/support/CapturedEvents.h>
 #include <tests/support/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace tests {
-
-/// A cluster whose objects can be said to be in any state, and which notes the properties written, in order.
-class ObservedService : public platform::ForwardingClusterService {
-public:
-    using ForwardingClusterService::ForwardingClusterService;
-
-    struct Write {
-        DWORD code;
-        StringArray names;
-        bool operator==(const Write&) const = default;
-    };
-    std::vector<Write> writes;
-    std::optional<DWORD> state;
-
-    DWORD NodeState(ObjectId node, DWORD& answer) override {
-        return Bend(ForwardingClusterService::NodeState(node, answer), answer);
-    }
-    DWORD GroupState(ObjectId group, DWORD& answer, std::wstring& owner) override {
-        return Bend(ForwardingClusterService::GroupState(group, answer, owner), answer);
-    }
-    DWORD ResourceState(ObjectId resource, DWORD& answer, std::wstring& node, std::wstring& group) override {
-        return Bend(ForwardingClusterService::ResourceState(resource, answer, node, group), answer);
-    }
-    DWORD NetworkState(ObjectId network, DWORD& answer) override {
-        return Bend(ForwardingClusterService::NetworkState(network, answer), answer);
-    }
-    DWORD NetworkInterfaceState(ObjectId networkInterface, DWORD& answer) override {
-        return Bend(ForwardingClusterService::NetworkInterfaceState(networkInterface, answer), answer);
-    }
-    DWORD Control(ObjectId object, std::optional<ObjectId> host, DWORD code, std::span<const BYTE> input,
-                  std::vector<BYTE>& output) override {
-        std::vector<platform::PropertyValue> properties;
-        if (!input.empty() && platform::DecodePropertyList(input, properties)) {
-            writes.push_back({code, {}});
-            for (const platform::PropertyValue& property : properties) writes.back().names.push_back(property.name);
-        }
-        return ForwardingClusterService::Control(object, host, code, input, output);
-    }
-
-private:
-    DWORD Bend(DWORD code, DWORD& answer) const {
-        answer = state.value_or(answer);
-        return code;
-    }
-};
 
 /// The cluster Test, observed. A test leaves no handle open.
 class ObservedCluster : public EmbeddedClusterTest {
@@ -88,8 +41,8 @@ protected:
     }
 
     CapturedEvents events;
-    std::shared_ptr<ObservedService> observed = std::make_shared<ObservedService>(service);
-    FailingCluster failing{L"Test", observed};
+    FailingCluster failing{L"Test"};
+    const std::shared_ptr<FailingClusterService>& observed = failing.Service();
     HCLUSTER cluster = nullptr;
     long keptForGood = 0;
 

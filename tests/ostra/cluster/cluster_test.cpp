@@ -21,22 +21,16 @@ protected:
 };
 
 TEST_F(ACluster, ConnectsWithoutDiscoveringAndDiscoversEachNodesView) {
-    Cluster model(L"Test", 0, 7);
+    Cluster model(L"Test", 0, 2), nowhere(L"Nowhere", 0, 0);
     EXPECT_EQ(L"", model.GetClusterName());
     EXPECT_EQ(1, model.Open(0));
     EXPECT_EQ(L"Test", model.GetClusterName());
     EXPECT_EQ(StringArray(), KeysOf(model.NodesPtr()));
-
     EXPECT_EQ(3u, model.Discover());
     EXPECT_EQ((StringArray{L"N1", L"N2"}), KeysOf(model.NodesPtr()));
     EXPECT_EQ((StringArray{L"Alpha", L"Beta", L"Gamma"}), KeysOf(model.GroupsPtr()));
     EXPECT_NE(GroupOf(model, L"N1", L"Beta"), model.GroupsPtr()->Find(L"Beta"));
     EXPECT_EQ(GroupOf(model, L"N2", L"Beta"), model.GroupsPtr()->Find(L"Beta"));
-    EXPECT_EQ(6, model.AddResources(model.GroupsPtr()));
-    EXPECT_EQ(3, model.AddGroups(nullptr));
-    EXPECT_EQ(7u, model.NumberOfNodes());
-
-    Cluster nowhere(L"Nowhere", 0, 0);
     EXPECT_EQ(0, nowhere.Open(1));
     EXPECT_EQ((StringArray{L"1 Cluster::Open( ). Failure opening cluster:Nowhere"}), NewReports());
     EXPECT_EQ(0u, nowhere.GetAllNodes());
@@ -46,12 +40,10 @@ TEST_F(ACluster, FollowsNotificationsInEveryCollection) {
     Cluster model(L"Test", 0, 2);
     EXPECT_EQ(nullptr, model.Update(L"Delta", CLUSTER_CHANGE_GROUP_ADDED));
     model.Open(1);
-    ::Node* last = model.FindNode(L"N2");
-    EXPECT_EQ(last, model.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED));
+    EXPECT_EQ(model.FindNode(L"N2"), model.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED));
     EXPECT_EQ((StringArray{L"Alpha 2"}), KeysOf(GroupOf(model, L"N1", L"Alpha")->ResourcesPtr()));
     EXPECT_EQ(1, model.DisksJustChanged());
     EXPECT_EQ(0, model.DisksJustChanged());
-
     model.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);  // with a resource of which no notification came
     EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(model.GroupsPtr()));
     const StringArray left{L"Beta 1", L"Beta 2", L"Gamma 1", L"Gamma 2"};
@@ -63,11 +55,6 @@ TEST_F(ACluster, FollowsNotificationsInEveryCollection) {
     model.Update(L"Gamma 1", CLUSTER_CHANGE_RESOURCE_ADDED);
     EXPECT_EQ(GroupOf(model, L"N2", L"Gamma")->GetResource(L"Gamma 1"), model.ResourcesPtr()->Find(L"Gamma 1"));
     EXPECT_EQ(1, model.DisksJustChanged());
-
-    EXPECT_EQ(nullptr, model.Update(L"Public", CLUSTER_CHANGE_NETWORK_PROPERTY));
-    EXPECT_EQ(1, model.AdaptersJustChanged());
-    model.Update(L"Public", CLUSTER_CHANGE_NETWORK_STATE);
-    EXPECT_EQ(0, model.AdaptersJustChanged());
 }
 
 TEST_F(ACluster, NamesNoDeadObjectWhateverItIsTold) {
@@ -79,7 +66,10 @@ TEST_F(ACluster, NamesNoDeadObjectWhateverItIsTold) {
     Cluster model(L"Test", 0, 2);
     model.Open(1);
     std::unique_ptr<::Group> copy;
-    const auto step = [&](const std::wstring& name, const DWORD change) {
+    for (int i = 0; i < 400; ++i) {
+        if (model.NodesPtr()->NumberOfComponents() == 0) model.Discover();
+        const std::wstring name = pick(names);
+        const DWORD change = pick(changes);
         ::Node* node = model.FindNode(pick(std::array{L"N1", L"N2"}));
         auto* group = dynamic_cast<::Group*>(node->GroupsPtr()->Find(name));
         switch (random() % 12) {
@@ -93,17 +83,13 @@ TEST_F(ACluster, NamesNoDeadObjectWhateverItIsTold) {
             case 7: model.UpdateResources(name, change); break;
             default: model.Update(name, change); break;
         }
-    };
-    for (int i = 0; i < 400; ++i) {
-        if (model.NodesPtr()->NumberOfComponents() == 0) model.Discover();
-        step(pick(names), pick(changes));
         std::vector<ClusterComponents*> indexes{model.GroupsPtr(), model.ResourcesPtr(), model.NodesPtr()};
         for (std::size_t at = 0; at < indexes.size(); ++at) {
             for (const auto& [key, member] : *indexes[at]) {
                 EXPECT_EQ(key, dynamic_cast<ClusterComponent*>(member)->Name());
-                if (auto* node = dynamic_cast<::Node*>(member))
-                    indexes.insert(indexes.end(), {node->GroupsPtr(), node->ResourcesPtr()});
-                if (auto* group = dynamic_cast<::Group*>(member)) indexes.push_back(group->ResourcesPtr());
+                if (auto* below = dynamic_cast<::Node*>(member))
+                    indexes.insert(indexes.end(), {below->GroupsPtr(), below->ResourcesPtr()});
+                if (auto* below = dynamic_cast<::Group*>(member)) indexes.push_back(below->ResourcesPtr());
             }
         }
     }
@@ -112,9 +98,9 @@ TEST_F(ACluster, NamesNoDeadObjectWhateverItIsTold) {
 TEST_F(ACluster, FollowsResourcesWithoutTheirGroups) {
     Cluster model(L"Test", 0, 2);
     model.Open(1);
-    ClusterComponent* before = model.ResourcesPtr()->Find(L"Alpha 1");
+    const ClusterComponent* before = model.ResourcesPtr()->Find(L"Alpha 1");
     model.UpdateResources(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_ADDED);
-    ClusterComponent* held = model.ResourcesPtr()->Find(L"Alpha 1");
+    const ClusterComponent* held = model.ResourcesPtr()->Find(L"Alpha 1");
     EXPECT_NE(before, held);
     model.UpdateResources(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED);
     EXPECT_EQ(L"Alpha 1", held->Name());
@@ -123,7 +109,6 @@ TEST_F(ACluster, FollowsResourcesWithoutTheirGroups) {
         model.UpdateResources(L"Gamma 2", change);  // a disk
         EXPECT_EQ(1, model.DisksJustChanged());
     }
-    EXPECT_EQ(StringArray(), NewReports());
     model.UpdateResources(L"Gamma 2", CLUSTER_CHANGE_RESOURCE_DELETED);
     EXPECT_EQ(0, model.DisksJustChanged());
     EXPECT_EQ((StringArray{L"1 Cluster::UpdateResource( ). Failure searching for Resource.Gamma 2"}), NewReports());
@@ -145,14 +130,12 @@ TEST_F(ACluster, KeepsObjectsUsableThatARediscoveryReplaced) {
 TEST_F(ACluster, SharesWhatItHasWithItsCopies) {
     auto original = std::make_unique<Cluster>(OpenCluster(L"Test"), 0, 2);
     original->Discover();
-    Cluster copy(*original);
-    Cluster assigned(L"Test", 0, 2);
+    Cluster copy(*original), assigned(L"Test", 0, 2);
     assigned.Open(0);
     assigned = *original;
     const std::unique_ptr<::Group> found(original->FindGroup(L"Beta"));
     original.reset();
-    EXPECT_EQ(L"Test", copy.GetClusterName());
-    EXPECT_EQ(L"Test", assigned.GetClusterName());
+    EXPECT_EQ(L"TestTest", copy.GetClusterName() + assigned.GetClusterName());
     copy.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);
     EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(copy.GroupsPtr()));
     EXPECT_EQ(1, found->BringOffLine());
@@ -161,55 +144,49 @@ TEST_F(ACluster, SharesWhatItHasWithItsCopies) {
 TEST_F(ACluster, WatchesOneGroupForTheWholeProcess) {
     Cluster model(L"Test", 0, 2);
     model.Open(0);
+    printed.Take();
     EXPECT_EQ(0, model.Monitor(L"Omega", 0));
-    EXPECT_EQ(1, model.Monitor(L"Alpha", 0));
-    EXPECT_NE(std::wstring::npos, printed.Take().find(L"Cluster::Monitor( ). Group Alpha created.\n"));
-    EXPECT_EQ(1, model.Monitor(L"Omega", 0));
-    EXPECT_EQ(L"", printed.Take());
+    for (const wchar_t* group : {L"Alpha", L"Beta"}) EXPECT_EQ(1, model.Monitor(group, 0));
+    EXPECT_EQ(L"Cluster::Monitor( ). Group Alpha created.\n", printed.Take());
     keptForGood = 1;
 }
 
 TEST_F(ACluster, ReadsDisksAndTypesAnew) {
     AddDisk(L"E:", 0x9a3f);
     Cluster model(L"Test", 1, 2);
-    ASSERT_TRUE(model.DefaultClusterDisk());
     EXPECT_EQ(L"E:", model.DefaultClusterDisk()->Partition());
     AddDisk(L"D:", 0x11, 4);
     const NTClusterDisks* anew = model.GetClusterDisks();
     EXPECT_EQ(anew, model.ClusterDisks());
     EXPECT_EQ(L"D:", model.DefaultClusterDisk()->Partition());
     model.Open(0);
-    const DWORD types = model.GetAllResourceTypes();
-    EXPECT_EQ(types, KeysOf(model.ResourceTypesPtr()).size());
+    model.GetAllResourceTypes();
     EXPECT_TRUE(model.ResourceTypesPtr()->Find(L"Physical Disk"));
 }
 
 TEST_F(ACluster, CreatesGroupsWithTheirPreferredOwnersInOrder) {
     Cluster model(L"Test", 0, 2);
     model.Open(1);
-    const StringArray both{L"Site=REG_SZ:North", L"PreferredOwners=REG_SZ:N2#N9#N1"};
-    const StringArray none{L"Site=REG_SZ:N1#"};
+    const StringArray both{L"Site=REG_SZ:North", L"PreferredOwners=REG_SZ:N2#N9#N1"}, none{L"Site=REG_SZ:N1#"};
     ::Group* created = model.CreateGroup(L"Delta", &both);
     EXPECT_EQ(created, model.GroupsPtr()->Find(L"Delta"));
     EXPECT_EQ(0, model.SetPreferredOwners(created, &none));
     EXPECT_EQ((StringArray{L"N2", L"N1"}), Members(Group(L"Delta"), CLUSTER_GROUP_ENUM_NODES));
-    failing->Fail(Operation::SetGroupOwners, platform::error::AccessDenied);
-    failing->Fail(Operation::CreateGroup, platform::error::AccessDenied);
+    GenericService type(L"Test", created->ClusterHandle());
+    const ::Resource* resource = model.CreateResource(L"Delta", L"Delta 1", &type, nullptr);
+    EXPECT_EQ(resource, model.ResourcesPtr()->Find(L"Delta 1"));
+    EXPECT_EQ(nullptr, model.CreateResource(L"Omega", L"Omega 1", &type, nullptr));
+    model.Update(L"Delta", CLUSTER_CHANGE_GROUP_DELETED);
+    EXPECT_EQ(nullptr, model.GroupsPtr()->Find(created->Name()));
+
+    for (const Operation refused : {Operation::SetGroupOwners, Operation::CreateGroup})
+        failing->Fail(refused, platform::error::AccessDenied);
     NewReports();
     EXPECT_EQ(0, model.SetPreferredOwners(created, &both));
     EXPECT_EQ((StringArray{L"1 Group::SetPreferredOwners( ). Failure calling wolfpack API::SetClusterNodeList( )."}),
               NewReports());
-    const std::unique_ptr<::Group> refused(model.CreateGroup(L"Epsilon", nullptr));
-    EXPECT_EQ(L"Epsilon", refused->Name());
+    EXPECT_TRUE(std::unique_ptr<::Group>(model.CreateGroup(L"Epsilon", nullptr)));
     EXPECT_EQ(nullptr, model.GroupsPtr()->Find(L"Epsilon"));
-    failing->Heal();
-
-    GenericService type(L"Test", created->ClusterHandle());
-    ::Resource* resource = model.CreateResource(L"Delta", L"Delta 1", &type, nullptr);
-    EXPECT_EQ(resource, model.ResourcesPtr()->Find(L"Delta 1"));
-    EXPECT_EQ(nullptr, model.CreateResource(L"Omega", L"Omega 1", &type, nullptr));
-    model.Update(L"Delta", CLUSTER_CHANGE_GROUP_DELETED);
-    EXPECT_EQ(L"Delta", created->Name());
 }
 
 TEST_F(ACluster, ActsOnTheGroupsItKnowsByTheirExactNames) {
@@ -217,36 +194,28 @@ TEST_F(ACluster, ActsOnTheGroupsItKnowsByTheirExactNames) {
     model.Open(1);
     EXPECT_EQ(1, model.BringGroupOffLine(L"Alpha"));
     EXPECT_EQ(1, model.BringResourceOnLine(L"Alpha", L"Alpha 1"));
-    EXPECT_EQ(1, model.BringResourceOffLine(L"Alpha", L"Alpha 1"));
-    EXPECT_EQ(1, model.MoveGroup(L"Alpha"));
-    EXPECT_EQ(L"N2", OwnerOf(L"Alpha"));
     EXPECT_EQ(1, model.RenameGroup(L"Beta", L"Delta"));
     EXPECT_EQ(0, model.BringGroupOnLine(L"Beta"));  // known by that name, which the cluster has no more
-    NewReports();
 
-    EXPECT_EQ(0, model.BringGroupOnLine(L"alpha"));
-    EXPECT_EQ(0, model.BringGroupOffLine(L"alpha"));
-    EXPECT_EQ(0, model.BringResourceOnLine(L"alpha", L"Alpha 1"));
-    EXPECT_EQ(0, model.BringResourceOffLine(L"alpha", L"Alpha 1"));
+    NewReports();
+    printed.Take();
+    for (const int result : {model.BringGroupOnLine(L"alpha"), model.BringGroupOffLine(L"alpha"),
+                             model.BringResourceOnLine(L"alpha", L"x"), model.BringResourceOffLine(L"alpha", L"x"),
+                             model.MoveGroup(L"alpha"), model.RenameGroup(L"alpha", L"Psi")})
+        EXPECT_EQ(0, result);
+    EXPECT_FALSE(model.GetResource(L"alpha", L"x") || model.FindNode(L"N9") || model.FindGroup(L"Omega"));
     EXPECT_EQ((StringArray{L"1 Cluster::BringGroupOnLine( groupName ). Invalid group name alpha",
                            L"1 Cluster::BringGroupOffLine( groupName ). Invalid group name alpha",
                            L"1 Cluster::BringResourceOnLine( groupName ). Invalid group name alpha",
                            L"1 Cluster::BringResourceOffLine( groupName ). Invalid group name alpha"}),
               NewReports());
-    printed.Take();
-    EXPECT_EQ(0, model.MoveGroup(L"Omega"));
-    EXPECT_EQ(0, model.RenameGroup(L"Omega", L"Psi"));
-    EXPECT_EQ(nullptr, model.GetResource(L"Omega", L"x"));
-    EXPECT_EQ(nullptr, model.FindNode(L"N9"));
-    EXPECT_EQ(nullptr, model.FindGroup(L"Omega"));
     EXPECT_EQ(
-        L"Cluster::MoveGroup( groupName ). Invalid group name Omega\n"
+        L"Cluster::MoveGroup( groupName ). Invalid group name alpha\n"
         L"Cluster::RenameGroup( oldName ). Invalid group name \n"
-        L"Cluster::GetResource( groupName ). Invalid group name Omega\n"
+        L"Cluster::GetResource( groupName ). Invalid group name alpha\n"
         L"Cluster::FindNode( ). Failure finding node N9\n",
         printed.Take());
-    EXPECT_EQ(0, model.ErrorCode());
-    EXPECT_EQ(L"Invalid group name: ", model.ErrorString());
+    EXPECT_EQ(L"0Invalid group name: ", std::to_wstring(model.ErrorCode()) + model.ErrorString());
 }
 
 }  // namespace

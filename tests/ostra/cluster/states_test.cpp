@@ -12,69 +12,57 @@ protected:
 };
 
 TEST_F(AState, IsToldByTextAndByCodeButForNodes) {
-    const struct {
-        ClusterComponent& object;
-        DWORD state;
-        const wchar_t* text;
-    } rows[] = {
-        {node, 0, L"Node is up."},
-        {node, 1, L"Node is down."},
-        {node, 2, L"Node is paused."},
-        {node, 3, L"Node is joining."},
-        {group, 0, L"Group on line."},
-        {group, 1, L"Group off line."},
-        {group, 2, L"Group failed."},
-        {group, 3, L"Group partial on line."},
-        {resource, 0, L"Resource is inherited."},
-        {resource, 1, L"Resource is initializing."},
-        {resource, 2, L"Resource is online."},
-        {resource, 3, L"Resource is offline."},
-        {resource, 4, L"Resource failed."},
-        {resource, 128, L"Resource is pending."},
-        {resource, 129, L"Resource is online pending."},
-        {resource, 130, L"Resource is offline pending."},
+    using Texts = std::map<DWORD, const wchar_t*>;
+    const std::pair<ClusterComponent*, Texts> rows[] = {
+        {&node, {{0, L"Node is up."}, {1, L"Node is down."}, {2, L"Node is paused."}, {3, L"Node is joining."}}},
+        {&group,
+         {{0, L"Group on line."}, {1, L"Group off line."}, {2, L"Group failed."}, {3, L"Group partial on line."}}},
+        {&resource,
+         {{0, L"Resource is inherited."},
+          {1, L"Resource is initializing."},
+          {2, L"Resource is online."},
+          {3, L"Resource is offline."},
+          {4, L"Resource failed."},
+          {128, L"Resource is pending."},
+          {129, L"Resource is online pending."},
+          {130, L"Resource is offline pending."}}},
     };
-    for (const auto& row : rows) {
-        observed->state = row.state;
-        EXPECT_EQ(1, row.object.Status(0)) << platform::ToUtf8(row.text);
-        EXPECT_EQ(row.text, row.object.StatusString(0));
-        EXPECT_EQ(&row.object == &node ? 0 : row.state, row.object.StatusCode(0));
-        EXPECT_EQ(row.state == 2, resource.IsOnline() != 0);
-        EXPECT_EQ(row.state == 3, resource.IsOffline() != 0);
+    for (const auto& [object, texts] : rows) {
+        for (const auto& [state, text] : texts) {
+            failing->state = state;
+            EXPECT_EQ(text, object->StatusString(0));
+            EXPECT_EQ(object == &node ? 0 : state, object->StatusCode(0));
+            EXPECT_EQ(std::pair(state == 2, state == 3),
+                      std::pair(resource.IsOnline() != 0, resource.IsOffline() != 0));
+        }
     }
-    EXPECT_EQ(L"N1", group.CurrentOwnerName());
-    EXPECT_EQ(L"Alpha", resource.ParentName());
+    EXPECT_EQ(L"N1 Alpha", group.CurrentOwnerName() + L" " + resource.ParentName());
 }
 
 TEST_F(AState, StaysWhenTheClusterCannotSayWhichItIs) {
-    observed->state = 2;
-    for (ClusterComponent* object : std::initializer_list<ClusterComponent*>{&node, &group, &resource})
-        EXPECT_EQ(1, object->Status(0));
+    failing->state = 2;
+    for (const int known : {node.Status(0), group.Status(0), resource.Status(0)}) EXPECT_EQ(1, known);
     for (const DWORD state : {5u, 131u, ClusterStateUnknown}) {
-        observed->state = state;
+        failing->state = state;
         EXPECT_EQ(0, node.Status(0));
         EXPECT_EQ(0, resource.Status(0));
         EXPECT_EQ(state == ClusterStateUnknown, group.Status(0));
-        const StringArray reports = events.TakeTexts();
-        ASSERT_EQ(2u, reports.size());
-        EXPECT_TRUE(
-            reports[0].starts_with(L"Node::Info( int ). Unknown node state afater calling GetClusterNodeState( )"));
-        EXPECT_TRUE(reports[1].starts_with(
-            L"Resource::Info( int ). Unknown resource state after calling GetClusterResourceState( )."));
+        const StringArray reports = NewReports();
+        EXPECT_TRUE(reports.at(0).starts_with(L"1 Node::Info( int ). Unknown node state afater calling GetCl"));
+        EXPECT_TRUE(reports.at(1).starts_with(L"1 Resource::Info( int ). Unknown resource state after calling GetC"));
     }
     EXPECT_EQ(L"Node is paused.", node.StatusString(0));
     EXPECT_EQ(L"Group failed.", group.StatusString(0));
-    EXPECT_EQ(L"N1", group.CurrentOwnerName());
     EXPECT_EQ(L"Resource is online.", resource.StatusString(0));
     NewReports();
 
     ::Group missing(L"Omega", cluster, L"Test", 1, 0);
-    EXPECT_EQ(0, missing.Status(0));
-    EXPECT_EQ(0, missing.GetErrorCode());
-    EXPECT_EQ(L"Group::Status( void ). Failure opening group ", missing.GetErrorString());
-    EXPECT_EQ(0, ::Node(L"N9", cluster, L"Test", 0).Status(0));
-    EXPECT_EQ(0, ::Node(L"N1", nullptr, L"Test", 0).Status(0));
-    EXPECT_EQ(0, ::Resource(L"Nobody", cluster, L"Test", 0).Status(0));
+    for (const int known :
+         {missing.Status(0), ::Node(L"N9", cluster, L"Test", 0).Status(0), ::Node(L"N1", nullptr, L"Test", 0).Status(0),
+          ::Resource(L"Nobody", cluster, L"Test", 0).Status(0)})
+        EXPECT_EQ(0, known);
+    EXPECT_EQ(L"0Group::Status( void ). Failure opening group ",
+              std::to_wstring(missing.GetErrorCode()) + missing.GetErrorString());
     EXPECT_EQ((StringArray{L"1 Group::Open( ). Failure opening group.Omega", L"1 Node::Open( ). Failure opening node.",
                            L"1 Node::Open( ). Invalid cluster handle."}),
               NewReports());

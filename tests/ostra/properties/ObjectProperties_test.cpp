@@ -30,8 +30,7 @@ struct ScriptedService : platform::ForwardingClusterService {
                   std::span<const BYTE> input, std::vector<BYTE>& output) override {
         ++calls;
         EXPECT_FALSE(host);
-        lastCode = code;
-        lastKind = object.kind;
+        asked = {object.kind, code};
         sentSize = input.size();
         output = answer;
         return status;
@@ -40,13 +39,12 @@ struct ScriptedService : platform::ForwardingClusterService {
     Bytes answer;
     DWORD status = 0;
     int calls = 0;
-    DWORD lastCode = 0;
-    ObjectKind lastKind = {};
+    std::pair<ObjectKind, DWORD> asked;
     std::size_t sentSize = 0;
 };
 
-constexpr ObjectKind kinds[] = {ObjectKind::Node,         ObjectKind::Group,   ObjectKind::Resource,
-                                ObjectKind::ResourceType, ObjectKind::Network, ObjectKind::NetworkInterface};
+constexpr auto kinds = {ObjectKind::Node,         ObjectKind::Group,   ObjectKind::Resource,
+                        ObjectKind::ResourceType, ObjectKind::Network, ObjectKind::NetworkInterface};
 
 class APropertySet : public testing::Test {
 protected:
@@ -78,6 +76,9 @@ protected:
         return texts.size() == 1 ? texts[0] : std::to_wstring(texts.size()) + L" reports";
     }
     static DWORD CodeFor(ObjectKind kind, DWORD code) { return static_cast<DWORD>(kind) << 24 | code; }
+    static DWORD ForeignCode(ObjectKind kind) {
+        return CodeFor(kind == ObjectKind::Node ? ObjectKind::Group : ObjectKind::Node, 0x59);
+    }
 
     tests::TemporaryHome home;
     tests::CapturedOutput output;
@@ -92,43 +93,28 @@ protected:
     SharedHandle<HNETINTERFACE, CloseClusterNetInterface> card{OpenClusterNetInterface(cluster.Get(), L"I")};
 };
 
-TEST_F(APropertySet, SendsItsListWithTheCodeGivenAndNoHostNodeAndNothingWithoutAList) {
+TEST_F(APropertySet, SendsItsListAndNothingWithoutAListAndOnlyNetworksRefuseCodesOfAnotherKind) {
     const StringArray parameters = {L"Permissions=REG_DWORD:127"}, none, unsupported = {L"A=REG_BINARY:1"};
     const StringArray tooLong = {L"A=REG_SZ:x", L"B=REG_SZ:" + std::wstring(65000, L'x')};
     for (const ObjectKind kind : kinds) {
         SCOPED_TRACE(static_cast<int>(kind));
         const DWORD code = CodeFor(kind, CLUSCTL_SET_PRIVATE_PROPERTIES);
-        service->status = 0;
         EXPECT_EQ(1, Set(kind, &parameters, code));
-        EXPECT_EQ(code, service->lastCode);
-        EXPECT_EQ(kind, service->lastKind);
+        EXPECT_EQ(std::pair(kind, code), service->asked);
         EXPECT_EQ(kind == ObjectKind::ResourceType ? 56U : 52U, service->sentSize);
         EXPECT_TRUE(events.Take().empty());
-        service->status = platform::error::AccessDenied;
-        EXPECT_EQ(0, Set(kind, &parameters, code));
-        EXPECT_TRUE(TakeReport().ends_with(L"Control( ). Access is denied.\r\n"));
         service->calls = 0;
         for (const StringArray* list : {static_cast<const StringArray*>(nullptr), &none, &unsupported, &tooLong})
             EXPECT_EQ(0, Set(kind, list, code));
-        EXPECT_EQ(0, service->calls);
         events.Take();
-    }
-}
-
-TEST_F(APropertySet, RefusesCodesOfAnotherKindWhenReadingAndOnlyNetworksAlsoWhenWriting) {
-    const StringArray parameters = {L"A=REG_DWORD:1"};
-    for (const ObjectKind kind : kinds) {
-        SCOPED_TRACE(static_cast<int>(kind));
-        const bool checksSets = kind == ObjectKind::Network || kind == ObjectKind::NetworkInterface;
-        const DWORD foreign = CodeFor(kind == ObjectKind::Node ? ObjectKind::Group : ObjectKind::Node, 0x59);
-        service->calls = 0;
-        StringMap map = {{L"kept", L"1"}};
-        EXPECT_EQ(0U, Get(kind, map, foreign));
-        EXPECT_EQ(1U, map.size());
-        EXPECT_NE(std::wstring::npos, TakeReport().find(L"Properties::Get( ). Invalid control code."));
-        EXPECT_EQ(checksSets ? 0 : 1, Set(kind, &parameters, foreign));
-        EXPECT_EQ(checksSets ? 1U : 0U, events.Take().size());
-        EXPECT_EQ(checksSets ? 0 : 1, service->calls);
+        const int isSent = kind == ObjectKind::Network || kind == ObjectKind::NetworkInterface ? 0 : 1;
+        EXPECT_EQ(isSent, Set(kind, &parameters, ForeignCode(kind)));
+        EXPECT_EQ(1 - isSent, static_cast<int>(events.Take().size()));
+        EXPECT_EQ(isSent, service->calls);
+        service->status = platform::error::AccessDenied;
+        EXPECT_EQ(0, Set(kind, &parameters, code));
+        EXPECT_TRUE(TakeReport().ends_with(L"Control( ). Access is denied.\r\n"));
+        service->status = 0;
     }
 }
 
@@ -149,28 +135,29 @@ TEST_F(APropertySet, ReadsEveryPropertyIntoTheCallersMapWhichAFailedReadLeavesAl
         EXPECT_EQ(0U, Get(kind, map, code));
         EXPECT_TRUE(TakeReport().ends_with(L" Access is denied.\r\n"));
         service->status = 0;
-        service->answer.resize(Properties::BufferSize + 1);
         service->calls = 0;
+        EXPECT_EQ(0U, Get(kind, map, ForeignCode(kind)));
+        EXPECT_NE(std::wstring::npos, TakeReport().find(L"Properties::Get( ). Invalid control code."));
+        service->answer.resize(Properties::BufferSize + 1);
         EXPECT_EQ(0U, Get(kind, map, code));
         EXPECT_EQ(21, service->calls) << "an answer that does not fit is asked for again";
         EXPECT_EQ(before, map);
     }
 }
 
-TEST_F(APropertySet, TracesTheCallsOnGroupsAndTheWritesOnResources) {
+TEST_F(APropertySet, TracesTheReadsOfGroupsAndTheWritesOnResources) {
     const StringArray parameters = {L"A=REG_DWORD:1"};
     service->status = platform::error::AccessDenied;
     StringMap map;
     Get(ObjectKind::Group, map, CodeFor(ObjectKind::Group, CLUSCTL_GET_COMMON_PROPERTIES));
+    Set(ObjectKind::Resource, &parameters, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
+    EXPECT_EQ(0, ClusterProperties(cluster.Get()).Set(&parameters, 0));
     EXPECT_EQ(
         L"GroupProperties::Get( ). On entry. controlCode:50331737 valid:1\n"
-        L"GroupProperties::Get( ). status:5 Access is denied.\r\n\n",
+        L"GroupProperties::Get( ). status:5 Access is denied.\r\n\n"
+        L"ResourceProperties::Set( ) callingClusterResourceControl...status: 5 Access is denied.\r\n\n"
+        L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n",
         output.Take());
-    Set(ObjectKind::Resource, &parameters, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
-    EXPECT_EQ(L"ResourceProperties::Set( ) callingClusterResourceControl...status: 5 Access is denied.\r\n\n",
-              output.Take());
-    EXPECT_EQ(0, ClusterProperties(cluster.Get()).Set(&parameters, 0));
-    EXPECT_EQ(L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n", output.Take());
 }
 
 /// The value entries of one disk, without the end mark.
@@ -185,30 +172,26 @@ void AppendDisk(Bytes& list, DWORD signature, const std::wstring& device) {
     platform::AppendValueEntry(list, CLUSPROP_SYNTAX_PARTITION_INFO, partition);
 }
 
-TEST_F(APropertySet, OfADiskResourceHoldsTheSixDescriptionsOfItsDisk) {
+TEST_F(APropertySet, OfADiskHoldsItsSixDescriptionsAndOfATypeThoseOfEachAvailableDisk) {
     const StringMap disk = {{L"Signature", L"a1b2c3d"}, {L"SCSI Address", L"10"},    {L"Disk Number", L"11"},
                             {L"Partition", L"G:"},      {L"Volumne Lable", L"DATA"}, {L"Serial Number", L"eadbeef"}};
     AppendDisk(service->answer, 0x0A1B2C3D, L"G:");
-    platform::AppendValueEntry(service->answer, 0x00090001, Bytes{1, 2, 3});  // an entry of no interest
-    const Bytes withoutMark = service->answer;
-    service->answer.insert(service->answer.end(), 12, BYTE{0});
-    StringMap map;
-    EXPECT_EQ(6U, Get(ObjectKind::Resource, map, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO));
-    EXPECT_EQ(disk, map);
-
-    for (std::size_t size = 0; size < withoutMark.size(); size += 3) {
-        service->answer.assign(withoutMark.begin(), withoutMark.begin() + static_cast<std::ptrdiff_t>(size));
-        StringMap part;
-        EXPECT_LE(Get(ObjectKind::Resource, part, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO), 6U);
+    platform::AppendValueEntry(service->answer, CLUSPROP_SYNTAX_PARTITION_INFO, Bytes(1047, 1));  // too short
+    platform::AppendValueEntry(service->answer, 0x00090001, Bytes{1, 2, 3});                      // of no interest
+    const Bytes one = service->answer;
+    StringMap part;
+    for (std::size_t size = 0; size <= one.size(); ++size) {
+        service->answer.assign(one.begin(), one.begin() + static_cast<std::ptrdiff_t>(size));
+        part.clear();
+        const DWORD count = Get(ObjectKind::Resource, part, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO);
+        EXPECT_EQ(part.size(), count);
         for (const auto& [name, value] : part) EXPECT_EQ(disk.at(name), value) << size;
     }
-}
+    EXPECT_EQ(disk, part);
 
-TEST_F(APropertySet, OfAResourceTypeHoldsSixDescriptionsForEachAvailableDisk) {
-    AppendDisk(service->answer, 0x0A1B2C3D, L"G:");
     AppendDisk(service->answer, 0x2, L"H:");
     platform::AppendValueEntry(service->answer, CLUSPROP_SYNTAX_DISK_SIGNATURE, 3);
-    service->answer.insert(service->answer.end(), 4, BYTE{0});
+    service->answer.resize(service->answer.size() + 12);
     StringArray descriptions = {L"kept"};
     ResourceTypeProperties properties(cluster.Get());
     constexpr DWORD code = CLUSCTL_RESOURCE_TYPE_STORAGE_GET_AVAILABLE_DISKS;
