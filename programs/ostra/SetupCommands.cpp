@@ -1,11 +1,12 @@
 #include <ostra/wizard/WizardRegistry.h>
-#include <platform/base/last_error.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
+#include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Objects.h>
 #include <programs/support/Rehearsal.h>
 #include <programs/support/Templates.h>
+#include <programs/support/Transaction.h>
 
 #include <algorithm>
 
@@ -24,26 +25,17 @@ std::size_t CountOfChanges(const Snapshot& before, const Snapshot& after) {
     }));
 }
 
-// The last value of each template, and of the whole tree.
-bool IsWhole(const Snapshot& registry) {
-    const ExpertWizard wizard;
-    const bool hasFormats = std::all_of(wizard.Pages().begin(), wizard.Pages().end(), [](const auto& page) {
-        return std::none_of(page->Controls().begin(), page->Controls().end(),
-                            [](const auto& control) { return control->DataFormat().empty(); });
-    });
-    return wizard.Valid() && hasFormats &&
-           registry.contains(R"(registry HKEY_LOCAL_MACHINE\SOFTWARE\Norvane\Ostra\Scheduler / Persistence)");
-}
-
-// The writer of the tree does not tell whether it succeeded: what the registry has now does.
 std::size_t WriteTree() {
-    const Snapshot before = TakeRegistrySnapshot();
-    SetLastError(0);
-    WizardRegistry(L"").Create();
-    const DWORD cause = GetLastError();
-    const Snapshot after = TakeRegistrySnapshot();
-    if (!IsWhole(after)) throw Refusal("The templates were not written", cause);
-    return CountOfChanges(before, after);
+    std::size_t changes = 0;
+    RunTransaction("The templates were not written", platform::TransactRegistry, [&] {
+        const Snapshot before = TakeRegistrySnapshot();
+        WizardRegistry writer(L"");
+        writer.Create();
+        if (writer.Failures())
+            throw CommandError(ExitCode::Refused, "The templates were not written. The reason is in: ostra events");
+        changes = CountOfChanges(before, TakeRegistrySnapshot());
+    });
+    return changes;
 }
 
 void Setup(Context& context) {
