@@ -22,9 +22,11 @@ bool IsThere(const std::wstring& path) {
 
 ResourceDependency::ResourceDependency(const std::wstring& resourceKind) : CObList(blockSize) {
     const std::wstring path = dependenciesPath + resourceKind;
-    if (!IsThere(path)) return;  // the registry would report what most kinds rightly lack
-    Registry registry(L"HKEY_LOCAL_MACHINE\\" + path + L"\\", L"");
-    if (registry.Open(nullptr, 1)) _dependentResources = registry.SubKeys();
+    platform::ViewRegistry([&] {
+        if (!IsThere(path)) return;  // the registry would report what most kinds rightly lack
+        Registry registry(L"HKEY_LOCAL_MACHINE\\" + path + L"\\", L"");
+        if (registry.Open(nullptr, 1)) _dependentResources = registry.SubKeys();
+    });
 }
 
 ResourceDependency::ResourceDependency(int) : CObList(blockSize) {}

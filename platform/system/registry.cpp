@@ -311,6 +311,16 @@ DWORD TransactRegistry(const std::function<DWORD()>& steps) {
     return code ? code : result;
 }
 
+void ViewRegistry(const std::function<void()>& steps) {
+    const DWORD code = OnLocal(OpenMode::MustExist, [&](const std::shared_ptr<RegistryFile>& file) {
+        ReadTransaction transaction(*file->database);
+        if (const DWORD refusal = transaction.Begin()) return refusal;
+        steps();
+        return DWORD{error::Success};
+    });
+    if (code) steps();
+}
+
 DWORD BeginRegistryRehearsal() {
     Rehearsal& rehearsal = TheRehearsal();
     const std::scoped_lock lock(rehearsal.mutex);

@@ -82,6 +82,10 @@ PLATFORM_API DWORD ReadRegistryVersion(RegistryVersion& version);
 /// registry that there is not yet is made. Other codes are those of a change.
 PLATFORM_API DWORD TransactRegistry(const std::function<DWORD()>& steps);
 
+/// Runs `steps`, whose reads of the local registry all see one state of it, whatever others write meanwhile. They must
+/// not write, and keep it short. When there is no registry, or it cannot be read, they find that out by themselves.
+PLATFORM_API void ViewRegistry(const std::function<void()>& steps);
+
 /// From now on this process reads and writes a copy of the local registry in memory, which EndRegistryRehearsal throws
 /// away. Keys opened before stay keys of the real one, and the other way round. Answers a code; 0 also when a rehearsal
 /// is under way already.

@@ -33,8 +33,8 @@ protected:
     std::wstring NextIndex(const std::wstring& group) {
         Forget();
         Change(group, L"One", {}, nullptr);
-        const StringArray names = NamesMade();
-        return names.empty() ? L"none" : names[0].substr(names[0].rfind(L'('));
+        const std::wstring name = NamesMade().at(0);
+        return name.substr(name.rfind(L'('));
     }
 };
 
@@ -81,7 +81,6 @@ TEST_F(AnExpertGroup, TakesKindsFromItsTemplateWhateverTheyAre) {
     lists.strings[0] = {L"Instance=REG_SZ:Main"};
     EXPECT_EQ(1, Create(L"Data", L"Database", lists));
     EXPECT_EQ((StringArray{L"generic service* {Instance=Main}", L"Time Service* {}"}), Made(L"Data of Database(1)"));
-    EXPECT_TRUE(IsOnline(L"Data"));
 }
 
 TEST_F(AnExpertGroup, LeavesWhatWasMadeWhenAStepOfItsCreationIsRefused) {
@@ -125,7 +124,6 @@ TEST_F(AnExpertGroup, GivesItsShareTheDriveOfTheFirstListAndTheDirectoryOfTheFif
          {L"Alias=REG_SZ:/x", L"Directory=REG_SZ:E:\\Web:2", L"Directory=REG_SZ:E:\\Other"},
          L"FileShare1E",
          L"E:\\Web:2"},
-        {{L"Signature=REG_DWORD:4026531841"}, {}, L"FileShare1", L""},
         {{L"Signature=REG_DWORD:39487", L"Signature="}, {}, L"FileShare1", L""},
     };
     int number = 0;
@@ -208,7 +206,6 @@ TEST_F(AnExpertGroup, SharesItsResourcesWithTheGroupItWasMadeFrom) {
         ExpertGroup created(L"Sales", L"File Share", cluster, L"Test");
         EXPECT_EQ(1, created.Create(ForFileShare(L"10.1.1.20", L"39487").Pointers(), nullptr, 1));
         ExpertGroup changed(created);
-        EXPECT_EQ(L"", changed.Type());
         changed.GetWizardGUI(L"Print Spooler");
         EXPECT_EQ(1, changed.Change({}, nullptr, nullptr, 1));
         EXPECT_EQ(8, created.ResourcesPtr()->NumberOfComponents());

