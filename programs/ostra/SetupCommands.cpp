@@ -31,20 +31,29 @@ std::size_t WriteTree() {
         const Snapshot before = TakeRegistrySnapshot();
         WizardRegistry writer(L"");
         writer.Create();
-        if (writer.Failures())
-            throw CommandError(ExitCode::Refused, "The templates were not written. The reason is in: ostra events");
+        if (const int failures = writer.Failures())
+            throw CommandError(ExitCode::Refused, "The templates were not written: the registry refused " +
+                                                      std::to_string(failures) + " entries. See: ostra events");
         changes = CountOfChanges(before, TakeRegistrySnapshot());
     });
     return changes;
 }
 
+bool CreateFirstCluster(Context& context) {
+    if (!platform::ClusterDirectory::Names().empty()) return false;
+    if (context.options.cluster.empty()) context.options.cluster = firstCluster;
+    try {
+        CreateDefaultCluster(context);
+    } catch (const CommandError& problem) {
+        if (problem.Code() != ExitCode::AlreadyExists) throw;
+        return false;  // somebody else's setup was faster
+    }
+    return true;
+}
+
 void Setup(Context& context) {
     const std::size_t changes = WriteTree();
-    const bool isFirst = platform::ClusterDirectory::Names().empty();
-    if (isFirst) {
-        if (context.options.cluster.empty()) context.options.cluster = firstCluster;
-        CreateDefaultCluster(context);
-    }
+    const bool isFirst = CreateFirstCluster(context);
     const ExpertWizard wizard;
     StringArray templates;
     for (const auto& page : wizard.Pages()) templates.push_back(page->Name());
