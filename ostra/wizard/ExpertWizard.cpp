@@ -16,15 +16,19 @@ ExpertWizard::ExpertWizard(const std::wstring& path)
         DisplayFailure(_error, L"ExpertWizard::ExpertWizard( ). Failure constructing Registry.");
         return;
     }
-    if (_registry->Open(nullptr, 1)) Initialize();
+    platform::ViewRegistry([this] {
+        if (_registry->Open(nullptr, 1)) Initialize();
+    });
 }
 
 ExpertWizard::~ExpertWizard() = default;
 
 int ExpertWizard::Initialize() {
     _valid = 0;
-    _numberOfGroups = _registry ? _registry->GetChildren(nullptr) : 0;
-    if (_numberOfGroups > 0 && GetGUIPages() > 0) _valid = 1;
+    platform::ViewRegistry([this] {
+        _numberOfGroups = _registry ? _registry->GetChildren(nullptr) : 0;
+        if (_numberOfGroups > 0 && GetGUIPages() > 0) _valid = 1;
+    });
     return _valid;
 }
 

@@ -11,7 +11,8 @@
 
 class Registry;
 
-/// All group templates of the local registry, one page each, read once, at construction. Owns its pages.
+/// All group templates of the local registry, one page each, read once, at construction, as they stood at one moment.
+/// Owns its pages.
 class OSTRA_API ExpertWizard {
 public:
     /// Reads the templates below the key at `path`, which ends with a backslash. Without that key there are no pages.

@@ -64,11 +64,12 @@ ExpertWizardGUIPage::~ExpertWizardGUIPage() = default;
 int ExpertWizardGUIPage::GetComponents() {
     const std::wstring path = _path + L"\\Components\\";
     Registry registry(path, L"");
-    if (!registry.Open(nullptr, 1)) {
+    const HKEY key = registry.Open(nullptr, 1);
+    if (!key) {
         DisplayFailure(_error, L"ExpertwizardGUIPage::GetComponents( ). Failure opening registry path " + path);
         return 0;
     }
-    const std::wstring names = registry.GetValue(L"Names");
+    const std::wstring names = registry.GetValue(L"Names", key);  // without a report when a template has none
     int count = 0;
     for (std::size_t begin = 0, end = 0; end != std::wstring::npos; begin = end + 1, ++count) {
         end = names.find(L',', begin);
@@ -122,14 +123,15 @@ void ExpertWizardGUIPage::Info() const {
 
 void ExpertWizardGUIPage::ReadControl(const std::wstring& path) {
     Registry registry(path, L"");
-    if (!registry.Open(nullptr, 1)) {
+    const HKEY key = registry.Open(nullptr, 1);
+    if (!key) {
         DisplayFailure(_error, L"ExpertwizardGUIPage::ExpertwizardGUIPage( ). Failure opening registry path " + path);
         return;
     }
-    const std::wstring prompt = registry.GetValue(L"Prompt");
-    const std::wstring registryName = registry.GetValue(L"Registry Name");
-    const std::wstring dataFormat = registry.GetValue(L"Data Format");
-    const std::wstring owner = registry.GetValue(L"Owner");
+    const std::wstring prompt = registry.GetValue(L"Prompt", key);
+    const std::wstring registryName = registry.GetValue(L"Registry Name", key);
+    const std::wstring dataFormat = registry.GetValue(L"Data Format", key);
+    const std::wstring owner = registry.GetValue(L"Owner", key);
     _controls.push_back(
         std::make_unique<ExpertWizardGUIControl>(prompt, owner, registryName, dataFormat, L"", L"CEditCtrl"));
 }

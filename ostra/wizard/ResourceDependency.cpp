@@ -3,19 +3,30 @@
 #include <ostra/registry/Registry.h>
 #include <platform/base/format.h>
 #include <platform/base/output.h>
+#include <platform/base/registry_types.h>
 
 #include <algorithm>
 
 namespace {
 
 constexpr int blockSize = 10;
-constexpr wchar_t dependenciesPath[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\";
+constexpr wchar_t dependenciesPath[] = L"SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\";
+
+bool IsThere(const std::wstring& path) {
+    HKEY opened = nullptr;
+    RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened);
+    return platform::SharedHandle<HKEY, RegCloseKey>(opened).Get() != nullptr;
+}
 
 }  // namespace
 
 ResourceDependency::ResourceDependency(const std::wstring& resourceKind) : CObList(blockSize) {
-    Registry registry(dependenciesPath + resourceKind + L"\\", L"");
-    if (registry.Open(nullptr, 1)) _dependentResources = registry.SubKeys();
+    const std::wstring path = dependenciesPath + resourceKind;
+    platform::ViewRegistry([&] {
+        if (!IsThere(path)) return;  // the registry would report what most kinds rightly lack
+        Registry registry(L"HKEY_LOCAL_MACHINE\\" + path + L"\\", L"");
+        if (registry.Open(nullptr, 1)) _dependentResources = registry.SubKeys();
+    });
 }
 
 ResourceDependency::ResourceDependency(int) : CObList(blockSize) {}

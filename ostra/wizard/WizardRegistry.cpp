@@ -1,7 +1,6 @@
 #include <ostra/wizard/WizardRegistry.h>
 
 #include <platform/base/output.h>
-#include <platform/base/registry_types.h>
 
 #include <map>
 #include <string_view>
@@ -69,6 +68,7 @@ WizardRegistry::WizardRegistry(const std::wstring&)
     : Registry(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\", L"") {}
 
 void WizardRegistry::Create() {
+    _failures = 0;
     Registry company(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\", L"");
     _productKey = MakeKey(company.Open(nullptr, 0), L"Ostra");
     platform::WriteOutputLine(L"Adding root key.....");
@@ -86,7 +86,7 @@ void WizardRegistry::Create() {
     if (const Key stack = MakeKey(_expertWizardKey.Get(), L"IPStack")) BuildIPStack(stack.Get());
     if (const Key kindsKey = MakeKey(_expertWizardKey.Get(), L"Dependencies")) BuildDependencies(kindsKey.Get());
     if (const Key scheduler = MakeKey(_productKey.Get(), L"Scheduler"))
-        AddValue(scheduler.Get(), L"Persistence", L"0", REG_SZ);
+        WriteValue(scheduler.Get(), L"Persistence", L"0");
 }
 
 void WizardRegistry::BuildFileShareRegistry() {
@@ -123,11 +123,11 @@ void WizardRegistry::BuildPrintSpoolerRegistry() {
 void WizardRegistry::BuildIPStack(HKEY stackKey) {
     for (const SampleNetwork& network : sampleNetworks) {
         const Key key = MakeKey(stackKey, network.name);
-        AddValue(key.Get(), L"Initialized", L"No", REG_SZ);
-        AddValue(key.Get(), L"IP Range", network.range, REG_SZ);
-        AddValue(key.Get(), L"IP Used", L"", REG_BINARY);
-        AddValue(key.Get(), L"Persistence", L"", REG_BINARY);
-        AddValue(key.Get(), L"Subnet Mask", network.subnetMask, REG_SZ);
+        WriteValue(key.Get(), L"Initialized", L"No");
+        WriteValue(key.Get(), L"IP Range", network.range);
+        WriteValue(key.Get(), L"IP Used", L"", REG_BINARY);
+        WriteValue(key.Get(), L"Persistence", L"", REG_BINARY);
+        WriteValue(key.Get(), L"Subnet Mask", network.subnetMask);
     }
 }
 
@@ -143,14 +143,14 @@ void WizardRegistry::BuildTemplate(const Template& description) {
     const Key key = MakeKey(_groupsKey.Get(), description.name);
     const Key page = MakeKey(key.Get(), L"GUI");
     const Key components = MakeKey(key.Get(), L"Components");
-    if (description.kinds) AddValue(components.Get(), L"Names", description.kinds, REG_SZ);
+    if (description.kinds) WriteValue(components.Get(), L"Names", description.kinds);
 
     std::vector<Key> controls;
     for (std::size_t number = 1; number <= description.controls.size(); ++number)
         controls.push_back(MakeKey(page.Get(), std::to_wstring(number)));
     const auto writeAll = [&](const wchar_t* valueName, auto&& textOf) {
         for (std::size_t index = 0; index < controls.size(); ++index)
-            AddValue(controls[index].Get(), valueName, textOf(description.controls[index]), REG_SZ);
+            WriteValue(controls[index].Get(), valueName, textOf(description.controls[index]));
     };
     writeAll(L"Prompt", [](const ControlTemplate& control) { return control.prompt; });
     writeAll(L"Value", [](const ControlTemplate&) { return L""; });
@@ -160,5 +160,11 @@ void WizardRegistry::BuildTemplate(const Template& description) {
 }
 
 WizardRegistry::Key WizardRegistry::MakeKey(HKEY parent, const std::wstring& name) {
-    return Key(AddKey(parent, name, L"", L"", REG_SZ));
+    Key made(AddKey(parent, name, L"", L"", REG_SZ));
+    if (!made) ++_failures;
+    return made;
+}
+
+void WizardRegistry::WriteValue(HKEY key, const std::wstring& name, const std::wstring& data, DWORD type) {
+    if (!AddValue(key, name, data, type)) ++_failures;
 }

@@ -2,6 +2,7 @@
 
 #include <ostra/export.h>
 #include <ostra/registry/Registry.h>
+#include <platform/base/registry_types.h>
 
 #include <string>
 
@@ -14,8 +15,11 @@ public:
     explicit WizardRegistry(const std::wstring& unused);
 
     /// Writes the whole tree, with progress lines on standard output. What cannot be made is left out, and nothing is
-    /// rolled back.
+    /// rolled back; `Failures` tells whether there was any.
     void Create();
+
+    /// How many keys and values the last Create could not make; 0 when the tree is whole.
+    int Failures() const { return _failures; }
 
 private:
     using Key = platform::SharedHandle<HKEY, RegCloseKey>;
@@ -31,8 +35,11 @@ private:
     void BuildTemplate(const Template& description);
     /// Creates or opens a subkey; nothing when it cannot be.
     Key MakeKey(HKEY parent, const std::wstring& name);
+    void WriteValue(HKEY key, const std::wstring& name, const std::wstring& data, DWORD type = REG_SZ);
 
     Key _productKey;
     Key _expertWizardKey;
     Key _groupsKey;
+
+    int _failures = 0;
 };

@@ -78,6 +78,13 @@ std::shared_ptr<RegistryFile> RehearsedCopy() {
     return rehearsal.copy;
 }
 
+/// Runs an operation on the local registry.
+template <typename Operation>
+DWORD OnLocal(OpenMode mode, const Operation& operation) {
+    if (const auto copy = RehearsedCopy()) return operation(copy);
+    return Registries().With({}, mode, operation);
+}
+
 Key RootKey(HKEY key) {
     static const auto make = [](const wchar_t* name) {
         return std::make_shared<const OpenKey>(OpenKey{{}, name, nullptr, KeyStore::top, KEY_ALL_ACCESS});
@@ -113,8 +120,7 @@ DWORD On(HKEY handle, DWORD right, OpenMode mode, const Operation& operation) {
         return operation(*open, Start{file, open->key, open->root});
     };
     if (open->file) return run(open->file);
-    if (const auto copy = open->place.isLocal ? RehearsedCopy() : nullptr) return run(copy);
-    return Registries().With(open->place, mode, run);
+    return open->place.isLocal ? OnLocal(mode, run) : Registries().With(open->place, mode, run);
 }
 
 /// Puts bytes where the caller wants them, by the rule that all reading functions share.
@@ -291,6 +297,28 @@ DWORD ReadRegistryVersion(RegistryVersion& version) {
     if (const auto copy = RehearsedCopy()) return read(copy);
     if (Registries().WasMissingJustNow()) return error::FileNotFound;
     return Registries().With({}, OpenMode::MustExist, read);
+}
+
+DWORD TransactRegistry(const std::function<DWORD()>& steps) {
+    DWORD result = error::Success;
+    const DWORD code = OnLocal(OpenMode::CreateIfMissing, [&](const std::shared_ptr<RegistryFile>& file) {
+        WriteTransaction transaction(*file->database);
+        if (const DWORD refusal = transaction.Begin()) return refusal;
+        result = steps();
+        if (result == error::Success) result = transaction.Commit();
+        return DWORD{error::Success};  // the steps have run: they must not be repeated on another file
+    });
+    return code ? code : result;
+}
+
+void ViewRegistry(const std::function<void()>& steps) {
+    const DWORD code = OnLocal(OpenMode::MustExist, [&](const std::shared_ptr<RegistryFile>& file) {
+        ReadTransaction transaction(*file->database);
+        if (const DWORD refusal = transaction.Begin()) return refusal;
+        steps();
+        return DWORD{error::Success};
+    });
+    if (code) steps();
 }
 
 DWORD BeginRegistryRehearsal() {

@@ -5,6 +5,7 @@
 #include <platform/base/types.h>
 
 #include <cstdint>
+#include <functional>
 
 // The registry: a tree of keys and typed values of each host, lasting in `registry.db` of its state directory. Names
 // compare without regard to case and enumerate in that order; texts are UTF-16LE bytes. Every function answers a code,
@@ -74,6 +75,16 @@ struct RegistryVersion {
 /// Costs no system call as a rule. A registry file put in the place of another may show some milliseconds late. 2 while
 /// there is no registry; `version` is set on success only.
 PLATFORM_API DWORD ReadRegistryVersion(RegistryVersion& version);
+
+/// Runs `steps` as one transaction of the local registry: whatever this thread does with it meanwhile, others see all
+/// of it or nothing, and a code other than 0 from `steps`, which is then the result, undoes it. Other writers wait, so
+/// that `steps` must not block on anything else. `steps` may call this too; an inner one undoes only its own. A
+/// registry that there is not yet is made. Other codes are those of a change.
+PLATFORM_API DWORD TransactRegistry(const std::function<DWORD()>& steps);
+
+/// Runs `steps`, whose reads of the local registry all see one state of it, whatever others write meanwhile. They must
+/// not write, and keep it short. When there is no registry, or it cannot be read, they find that out by themselves.
+PLATFORM_API void ViewRegistry(const std::function<void()>& steps);
 
 /// From now on this process reads and writes a copy of the local registry in memory, which EndRegistryRehearsal throws
 /// away. Keys opened before stay keys of the real one, and the other way round. Answers a code; 0 also when a rehearsal

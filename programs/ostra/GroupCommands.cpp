@@ -175,6 +175,7 @@ void AddCreate(CLI::App& family, Run& run) {
     CLI::Option* fromTemplate =
         command->add_option("--template", wish->templateName, "Make all resources that this template describes")
             ->type_name("NAME")
+            ->check([](const std::string& name) { return name.empty() ? "Name a template" : ""; })
             ->excludes(owner);
     AddTemplateOptions(*command, wish, fromTemplate);
     command->add_flag("--rollback", wish->isRolledBack, "Keep nothing when the group cannot be made whole and online")

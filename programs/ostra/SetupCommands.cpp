@@ -1,11 +1,12 @@
 #include <ostra/wizard/WizardRegistry.h>
-#include <platform/base/last_error.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
+#include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Objects.h>
 #include <programs/support/Rehearsal.h>
 #include <programs/support/Templates.h>
+#include <programs/support/Transaction.h>
 
 #include <algorithm>
 
@@ -24,35 +25,35 @@ std::size_t CountOfChanges(const Snapshot& before, const Snapshot& after) {
     }));
 }
 
-// The last value of each template, and of the whole tree.
-bool IsWhole(const Snapshot& registry) {
-    const ExpertWizard wizard;
-    const bool hasFormats = std::all_of(wizard.Pages().begin(), wizard.Pages().end(), [](const auto& page) {
-        return std::none_of(page->Controls().begin(), page->Controls().end(),
-                            [](const auto& control) { return control->DataFormat().empty(); });
+std::size_t WriteTree() {
+    std::size_t changes = 0;
+    RunTransaction("The templates were not written", platform::TransactRegistry, [&] {
+        const Snapshot before = TakeRegistrySnapshot();
+        WizardRegistry writer(L"");
+        writer.Create();
+        if (const int failures = writer.Failures())
+            throw CommandError(ExitCode::Refused, "The templates were not written: the registry refused " +
+                                                      std::to_string(failures) + " entries. See: ostra events");
+        changes = CountOfChanges(before, TakeRegistrySnapshot());
     });
-    return wizard.Valid() && hasFormats &&
-           registry.contains(R"(registry HKEY_LOCAL_MACHINE\SOFTWARE\Norvane\Ostra\Scheduler / Persistence)");
+    return changes;
 }
 
-// The writer of the tree does not tell whether it succeeded: what the registry has now does.
-std::size_t WriteTree() {
-    const Snapshot before = TakeRegistrySnapshot();
-    SetLastError(0);
-    WizardRegistry(L"").Create();
-    const DWORD cause = GetLastError();
-    const Snapshot after = TakeRegistrySnapshot();
-    if (!IsWhole(after)) throw Refusal("The templates were not written", cause);
-    return CountOfChanges(before, after);
+bool CreateFirstCluster(Context& context) {
+    if (!platform::ClusterDirectory::Names().empty()) return false;
+    if (context.options.cluster.empty()) context.options.cluster = firstCluster;
+    try {
+        CreateDefaultCluster(context);
+    } catch (const CommandError& problem) {
+        if (problem.Code() != ExitCode::AlreadyExists) throw;
+        return false;  // somebody else's setup was faster
+    }
+    return true;
 }
 
 void Setup(Context& context) {
     const std::size_t changes = WriteTree();
-    const bool isFirst = platform::ClusterDirectory::Names().empty();
-    if (isFirst) {
-        if (context.options.cluster.empty()) context.options.cluster = firstCluster;
-        CreateDefaultCluster(context);
-    }
+    const bool isFirst = CreateFirstCluster(context);
     const ExpertWizard wizard;
     StringArray templates;
     for (const auto& page : wizard.Pages()) templates.push_back(page->Name());

@@ -1,10 +1,12 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
+#include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
 #include <programs/ostra/TemplateFile.h>
 #include <programs/support/KeyTree.h>
 #include <programs/support/Templates.h>
+#include <programs/support/Transaction.h>
 
 #include <fstream>
 
@@ -74,7 +76,8 @@ Json ReadDocument(Context& context, const std::string& name) {
 class WrittenKey {
 public:
     WrittenKey(KeyTree& registry, const std::wstring& path) : _registry(registry) {
-        if (const DWORD code = registry.Create(path, _key)) throw Refusal("Key \"" + ToUtf8(path) + "\"", code);
+        if (const DWORD code = registry.Create(path, _key))
+            throw Refusal("The template was not written: key \"" + ToUtf8(path) + "\"", code);
     }
     WrittenKey(const WrittenKey&) = delete;
     WrittenKey& operator=(const WrittenKey&) = delete;
@@ -82,7 +85,7 @@ public:
 
     void Set(const std::wstring& name, const std::wstring& text) {
         if (const DWORD code = _registry.Set(_key, {name, REG_SZ, platform::ToUtf16(text)}))
-            throw Refusal("Value \"" + ToUtf8(name) + "\"", code);
+            throw Refusal("The template was not written: value \"" + ToUtf8(name) + "\"", code);
     }
 
 private:
@@ -134,31 +137,29 @@ bool IsTaken(const std::wstring& name) {
 void ImportTemplate(Context& context, const std::string& fileName, bool isForced) {
     const TemplateFile file = CheckTemplate(context, ReadDocument(context, fileName));
     const std::string name = ToUtf8(file.name);
-    const std::unique_ptr<KeyTree> registry = LocalRegistry();
-    if (IsTaken(file.name)) {
-        if (!isForced)
-            throw CommandError(ExitCode::AlreadyExists, "There is a template named \"" + name +
-                                                            "\" already. Replace it with --force, or export it first "
-                                                            "with: ostra template export \"" +
-                                                            name + "\"");
-        if (const DWORD code = RemoveTemplate(*registry, file.name))
-            throw Refusal("Template " + name + " was not replaced", code);
-    }
-    try {
+    RunTransaction("Template " + name + " was not written", platform::TransactRegistry, [&] {
+        const std::unique_ptr<KeyTree> registry = LocalRegistry();
+        if (IsTaken(file.name)) {
+            if (!isForced)
+                throw CommandError(ExitCode::AlreadyExists, "There is a template named \"" + name +
+                                                                "\" already. Replace it with --force, or export it "
+                                                                "first with: ostra template export \"" +
+                                                                name + "\"");
+            if (const DWORD code = RemoveTemplate(*registry, file.name))
+                throw Refusal("Template " + name + " was not replaced", code);
+        }
         WriteTemplate(*registry, file);
-    } catch (const CommandError& problem) {
-        RemoveTemplate(*registry, file.name);  // half a template is worse than none
-        throw CommandError(problem.Code(), "Template " + name + " was not written: " + problem.what());
-    }
+    });
     ShowTemplate(context, name);
 }
 
 void DeleteTemplate(Context& context, const std::string& name) {
-    const ExpertWizard wizard;
-    const std::wstring exact = FindTemplate(wizard, name).Name();
-    const std::unique_ptr<KeyTree> registry = LocalRegistry();
-    if (const DWORD code = RemoveTemplate(*registry, exact))
-        throw Refusal("Template " + ToUtf8(exact) + " was not deleted", code);
+    RunTransaction("Template " + name + " was not deleted", platform::TransactRegistry, [&] {
+        const ExpertWizard wizard;
+        const std::wstring exact = FindTemplate(wizard, name).Name();
+        if (const DWORD code = RemoveTemplate(*LocalRegistry(), exact))
+            throw Refusal("Template " + ToUtf8(exact) + " was not deleted", code);
+    });
     ListTemplates(context);
 }
 

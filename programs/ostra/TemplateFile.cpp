@@ -92,9 +92,8 @@ private:
     }
 
     std::wstring Proper(const std::wstring& text, const std::string& whenEmpty) {
-        const bool hasControls = std::any_of(text.begin(), text.end(), [](wchar_t c) { return c < L' ' || c == 127; });
         if (text.empty()) Fault(whenEmpty);
-        if (hasControls) Fault(Quoted(text) + " has control characters");
+        if (std::any_of(text.begin(), text.end(), platform::IsControl)) Fault(Quoted(text) + " has control characters");
         if (text.size() > longestText)
             Fault(Quoted(text.substr(0, 20)) + "... has more than " + std::to_string(longestText) + " characters");
         return text;
@@ -105,6 +104,8 @@ private:
         _template.name = Text(document, "name", "the template");
         if (_template.name.find_first_of(L"\\()") != std::wstring::npos)
             Fault("the name " + Quoted(_template.name) + " has a backslash or a parenthesis");
+        if (_template.name.starts_with(L' ') || _template.name.ends_with(L' '))
+            Fault("the name " + Quoted(_template.name) + " begins or ends with a blank");
     }
 
     void CheckKinds(const Json& document) {
@@ -170,7 +171,8 @@ private:
         for (const TemplateControl& other : _template.controls) {
             if (!control.prompt.empty() && IsSamePrompt(control.prompt, other.prompt))
                 Fault(where + ": the prompt " + Quoted(control.prompt) + " comes twice");
-            if (!control.parameter.empty() && control.owner == other.owner && control.parameter == other.parameter)
+            if (!control.parameter.empty() && control.owner == other.owner &&
+                platform::EqualIgnoringCase(control.parameter, other.parameter))
                 Fault(where + ": the parameter " + Quoted(control.parameter) + " of " + Quoted(control.owner) +
                       " comes twice");
         }

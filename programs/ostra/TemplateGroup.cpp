@@ -127,8 +127,11 @@ public:
     }
 
     void Create() {
-        if (_wish.answers.empty() && _context.Channels().isInteractive && !_context.options.isConfirmed)
+        if (_wish.answers.empty() && _context.Channels().isInteractive && !_context.options.isConfirmed) {
+            RequireNewName();  // before anybody answers in vain
             _answers.Ask(_context);
+            _context.ForgetCluster();
+        }
         std::string problem;
         _context.Transact("Group " + _wish.name + " was not created", [&] { problem = CreateWithin(); });
         if (!problem.empty())

@@ -8,8 +8,8 @@
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/engines/embedded/EmbeddedCluster.h>
 #include <platform/framework/CStatusBar.h>
+#include <programs/support/Transaction.h>
 
-#include <exception>
 #include <utility>
 
 namespace error = platform::error;
@@ -104,18 +104,8 @@ OstraDLL::Cluster& Context::Cluster() {
 }
 
 void Context::Transact(const std::string& what, const std::function<void()>& steps) {
-    std::exception_ptr problem;
-    const DWORD code = Service().Transact([&]() -> DWORD {
-        try {
-            steps();
-            return error::Success;
-        } catch (...) {  // an engine need not let exceptions through
-            problem = std::current_exception();
-            return error::GeneralFailure;
-        }
-    });
-    if (problem) std::rethrow_exception(problem);
-    if (code) throw Refusal(what, code);
+    RunTransaction(
+        what, [this](const auto& transaction) { return Service().Transact(transaction); }, steps);
 }
 
 void Context::ForgetCluster() {

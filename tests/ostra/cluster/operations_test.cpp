@@ -16,7 +16,7 @@ class AClusterWithTemplates : public tests::TemplateCluster {
 protected:
     AClusterWithTemplates() { model->Open(1); }
 
-    Lists lists = FilledIn(L"File Share", ControlValues(L"10.1.1.20", L"39487", {{L"Share Name:", L"public"}}));
+    Lists lists = ForFileShare(L"10.1.1.20", L"39487");
     std::unique_ptr<Cluster> model = std::make_unique<Cluster>(L"Test", 0, 2);
     const std::wstring share = L"File Share for Sales of File Share(1)";
 };

@@ -8,7 +8,6 @@
 #include <tests/support/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -41,17 +40,14 @@ protected:
         platform::EndRegistryRehearsal();
     }
 
-    /// A template without controls; without kinds too when `kinds` is null.
-    static void WriteTemplate(const std::wstring& name, const wchar_t* kinds) {
-        const std::wstring path = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Groups\\" + name;
-        Registry(path + L"\\GUI\\", L"").Open(nullptr, 0);
-        if (!kinds) return;
-        Registry components(path + L"\\Components\\", L"");
-        components.AddValue(components.Open(nullptr, 0), L"Names", kinds, REG_SZ);
-    }
-
     /// The lists that the controls of a template fill, with their values by prompt, each kind's list in its place.
-    static Lists FilledIn(const std::wstring& templateName, const StringMap& values) {
+    static Lists FilledIn(const std::wstring& templateName, const std::wstring& address, const std::wstring& signature,
+                          StringMap values) {
+        values.insert({{L"Network Name:", L"FILES"},
+                       {L"Network Interface:", L"Public"},
+                       {L"Subnet Mask:", L"255.255.255.0"},
+                       {L"IP Address:", address},
+                       {L"Disk Drive:", signature}});
         ExpertWizardGUIPage page(*ExpertWizard().GetPage(templateName));
         for (const auto& [prompt, value] : values) page.SetValue(prompt, value);
         Lists lists;
@@ -59,14 +55,8 @@ protected:
         if (templateName == L"Print Spooler") std::swap(lists.strings[3], lists.strings[4]);
         return lists;
     }
-    /// Controls of every template that makes a service, with the rest.
-    static StringMap ControlValues(const std::wstring& address, const std::wstring& signature, StringMap values) {
-        values.insert({{L"Network Name:", L"FILES"},
-                       {L"Network Interface:", L"Public"},
-                       {L"Subnet Mask:", L"255.255.255.0"},
-                       {L"IP Address:", address},
-                       {L"Disk Drive:", signature}});
-        return values;
+    static Lists ForFileShare(const std::wstring& address, const std::wstring& signature) {
+        return FilledIn(L"File Share", address, signature, {{L"Share Name:", L"public"}});
     }
 
     /// The resources made since the last Forget, in that order, each as "NAME needs NAME, NAME {NAME=VALUE, ...}". A
@@ -74,7 +64,10 @@ protected:
     StringArray Made(const std::wstring& baseName) {
         StringArray lines;
         for (const std::wstring& name : NamesMade()) {
-            std::wstring line = Described(name);
+            std::wstring line = name + Joined(L" needs ", Members(Resource(name), CLUSTER_RESOURCE_ENUM_DEPENDS));
+            StringArray parameters;
+            for (const auto& [parameter, value] : ParametersOf(name)) parameters.push_back(parameter + L"=" + value);
+            line += L" {" + Joined(L"", parameters) + L"}";
             const std::wstring ending = L" for " + baseName;
             for (std::size_t at = line.find(ending); at != std::wstring::npos; at = line.find(ending))
                 line.replace(at, ending.size(), L"*");
@@ -91,32 +84,17 @@ protected:
     std::map<std::wstring, std::wstring> ParametersOf(const std::wstring& resource) {
         return Get(Resource(resource), CLUSCTL_GET_PRIVATE_PROPERTIES);
     }
-    bool IsOnline(const std::wstring& group) {
-        const StringArray resources = Members(Group(group), CLUSTER_GROUP_ENUM_CONTAINS);
-        return StateOf(group) == ClusterGroupOnline && std::ranges::all_of(resources, [&](const std::wstring& name) {
-                   return StateOf(name) == ClusterResourceOnline;
-               });
-    }
+    bool IsOnline(const std::wstring& group) { return StateOf(group) == ClusterGroupOnline; }
 
     CapturedEvents events;
     FailingCluster failing{L"Test", service};
     HCLUSTER cluster = OpenCluster(L"Test");
 
 private:
-    std::wstring Described(const std::wstring& resource) {
-        std::wstring line = resource;
-        const wchar_t* separator = L" needs ";
-        for (const std::wstring& need : Members(Resource(resource), CLUSTER_RESOURCE_ENUM_DEPENDS)) {
-            line += separator + need;
-            separator = L", ";
-        }
-        line += L" {";
-        separator = L"";
-        for (const auto& [name, value] : ParametersOf(resource)) {
-            line += separator + name + L"=" + value;
-            separator = L", ";
-        }
-        return line + L"}";
+    static std::wstring Joined(const wchar_t* before, const StringArray& items) {
+        std::wstring text;
+        for (const std::wstring& item : items) text += (text.empty() ? before : L", ") + item;
+        return text;
     }
 };
 

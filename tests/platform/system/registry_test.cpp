@@ -5,7 +5,9 @@
 #include <platform/base/last_error.h>
 #include <platform/base/text.h>
 #include <sqlite3.h>
+#include <sys/wait.h>
 #include <tests/support/TemporaryHome.h>
+#include <unistd.h>
 
 namespace {
 
@@ -248,18 +250,74 @@ TEST_F(ARegistry, IsLeftAloneWhileAChangeIsRehearsed) {
     EXPECT_EQ(std::vector<BYTE>{1}, Value(real, L"v"));
 }
 
-TEST_F(ARegistry, IsFoundAnewWhenItsFileWasReplaced) {
-    const HKEY key = Create(L"Old");
-    const std::filesystem::path aside = home.Path() / "aside";
-    std::filesystem::create_directory(aside);
-    for (const char* suffix : {"", "-wal", "-shm", ".lock"}) {
-        std::filesystem::rename(File().string() + suffix, (aside / "registry.db").string() + suffix);
+TEST_F(ARegistry, ChangesWhollyOrNotAtAllInATransaction) {
+    constexpr DWORD death = 9;
+    const auto change = [&](DWORD result) {
+        return platform::TransactRegistry([&] {
+            const HKEY key = Create(L"K\\New");
+            EXPECT_EQ(done, Set(key, L"v", {1}));
+            EXPECT_EQ(done, TryOpen(L"K\\New")) << "it sees what it did";
+            RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\Old");
+            if (result == death) ::_exit(0);
+            return result;
+        });
+    };
+    for (const bool dies : {false, true}) {  // in processes of their own: nothing may be open here meanwhile
+        const pid_t child = ::fork();
+        if (child == 0) ::_exit(dies ? static_cast<int>(change(death)) : (Create(L"K\\Old"), 0));
+        ASSERT_EQ(child, ::waitpid(child, nullptr, 0));
     }
+    EXPECT_EQ(done, TryOpen(L"K\\Old"));
+    EXPECT_EQ(2, TryOpen(L"K\\New"));
+
+    EXPECT_EQ(error::DiskFull, change(error::DiskFull));
+    EXPECT_EQ(0U, platform::TransactRegistry([&] {
+                  EXPECT_EQ(5U, change(error::AccessDenied)) << "an inner one undoes its own";
+                  EXPECT_EQ(done, TryOpen(L"K\\Old"));
+                  Create(L"Outer");
+                  return DWORD{0};
+              }));
+    EXPECT_EQ(done, TryOpen(L"Outer"));
+    EXPECT_EQ(2, TryOpen(L"K\\New"));
+    EXPECT_EQ(0U, change(0));
+    EXPECT_EQ(2, TryOpen(L"K\\Old"));
+    EXPECT_EQ(done, TryOpen(L"K\\New"));
+}
+
+TEST_F(ARegistry, StandsStillWhileItIsViewed) {
+    bool isViewed = false;
+    platform::ViewRegistry([&] { isViewed = TryOpen(L"K") == 2; });
+    EXPECT_TRUE(isViewed) << "a registry that is not there shows as such";
+    const HKEY key = Create(L"K");
+    Set(key, L"v", {1});
+    platform::ViewRegistry([&] {
+        EXPECT_EQ(std::vector<BYTE>{1}, Value(key, L"v"));
+        Execute("UPDATE key_values SET data = x'02'");
+        EXPECT_EQ(std::vector<BYTE>{1}, Value(key, L"v"));
+        EXPECT_NE(done, Set(key, L"v", {3}));
+    });
+    EXPECT_EQ(std::vector<BYTE>{2}, Value(key, L"v"));
+}
+
+TEST_F(ARegistry, IsFoundAnewWhenItsFileWasReplaced) {
+    const auto replace = [&] {
+        const std::filesystem::path aside = home.Path() / "aside";
+        std::filesystem::create_directory(aside);
+        for (const char* suffix : {"", "-wal", "-shm", ".lock"}) {
+            std::filesystem::rename(File().string() + suffix, (aside / "registry.db").string() + suffix);
+        }
+    };
+    const HKEY key = Create(L"Old");
+    replace();
     EXPECT_EQ(2, TryOpen(L"Old"));
     EXPECT_EQ(1006, Set(key, L"v", {1})) << "nobody would ever see it";
     Create(L"New");
     EXPECT_EQ(done, TryOpen(L"New"));
     EXPECT_EQ(2, TryOpen(L"Old"));
+
+    replace();
+    EXPECT_EQ(0U, platform::TransactRegistry([] { return Create(L"Newer") ? DWORD{0} : error::GeneralFailure; }));
+    EXPECT_EQ(done, TryOpen(L"Newer"));
 }
 
 }  // namespace
