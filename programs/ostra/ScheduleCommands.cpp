@@ -69,8 +69,9 @@ Submission Submit(Context& context, Verb verb, const std::wstring& line) {
     const ScheduleRequest request{verb, context.ClusterName(), line};
     ScheduleAnswer answer;
     // A rehearsal works on copies that no other process sees.
-    if (!context.options.isRehearsal && AskScheduler(request, answer)) return {answer, true};
-    return {Perform(request, Overdue()), false};
+    const Asked asked = context.options.isRehearsal ? Asked::Nobody : AskScheduler(request, answer);
+    if (asked != Asked::Answered) answer = Perform(request, Overdue());
+    return {answer, asked != Asked::Nobody};
 }
 
 struct Wish {

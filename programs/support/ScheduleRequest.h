@@ -35,8 +35,11 @@ bool FromText(const std::wstring& text, ScheduleAnswer& answer);
 /// Makes the change; a purge removes the jobs whose time is before `overdue`.
 ScheduleAnswer Perform(const ScheduleRequest& request, TimeValue overdue);
 
-/// Has the running scheduler make the change. False when none runs, or it ended before it answered: it may have made
-/// the change then.
-bool AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer);
+/// What came of asking the scheduler: there is none, it did not answer, or `answer` has what it said.
+enum class Asked { Nobody, Unanswered, Answered };
+
+/// Has the running scheduler make the change. One that is busy with others does not answer and has changed nothing; one
+/// that ended before it answered may have made the change.
+Asked AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer);
 
 }  // namespace programs
