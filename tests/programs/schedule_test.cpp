@@ -193,20 +193,25 @@ TEST_F(Schedule, IsALastingKeyThatTwoWritersDoNotSpoil) {
 }
 
 TEST_F(Schedule, IsServedToTheMinuteAlsoWhenOneJobIsSlow) {
-    GivenEventfulCluster()->atMove = [this] { clock.Advance(1800); };
+    const std::wstring removed = L"demo,Online B,22:30 on 14,Tuesday November 2023";
+    GivenEventfulCluster()->atMove = [&] {
+        clock.Advance(1800);
+        programs::Perform({ScheduleRequest::Verb::Remove, L"demo", removed}, 0);
+    };
     Add(17, L"Move", L"A");
     Add(17, L"Online", L"B");
-    Add(37, L"Offline", L"C");  // falls due while A is being moved
+    Add(37, L"Online", L"C");  // falls due while A is being moved
     PassingTime waiter(clock, 260);
     ::setenv("WATCHDOG_USEC", "8000000", 1);
     Serve(waiter);
     ::unsetenv("WATCHDOG_USEC");
     EXPECT_EQ(4000u, *std::max_element(waiter.lengths.begin(), waiter.lengths.end()));
     EXPECT_EQ("1 on N2", Stand("A"));
-    EXPECT_EQ("0 on N1", Stand("B"));
+    EXPECT_EQ("1 on N1", Stand("B"));
+    EXPECT_EQ("0 on N1", Stand("C"));
     EXPECT_EQ(0u, Count());
-    EXPECT_EQ(3,
-              std::ranges::count_if(events.TakeTexts(), [](const auto& text) { return text.starts_with(L"Job \""); }));
+    const auto isOfJob = [](const std::wstring& text) { return text.starts_with(L"Job \""); };
+    EXPECT_EQ(2, std::ranges::count_if(events.TakeTexts(), isOfJob));
     EXPECT_TRUE(Has(said, "Job \"Move A\" of cluster demo, due 2023-11-14 22:30, is done: group A is offline on N2"));
     EXPECT_FALSE(Has(said, "missed")) << said;
 }
