@@ -83,7 +83,8 @@ Asked AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer) {
     if (!IsServed()) return Asked::Nobody;  // a client would wait for one
     PipeClient client(schedulerPipe, L"");
     const bool isAnswered = client.Open(1) && client.Send(ToText(request)) && FromText(client.Receive(), answer);
-    return isAnswered ? Asked::Answered : Asked::Unanswered;
+    if (isAnswered) return Asked::Answered;
+    return IsServed() ? Asked::Unanswered : Asked::Nobody;
 }
 
 }  // namespace programs
