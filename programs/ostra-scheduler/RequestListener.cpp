@@ -4,6 +4,7 @@
 #include <platform/base/last_error.h>
 #include <platform/base/text.h>
 
+#include <chrono>
 #include <span>
 #include <utility>
 
@@ -32,18 +33,31 @@ RequestListener::RequestListener(Answerer answer)
 }
 
 RequestListener::~RequestListener() {
-    _isStopping = true;
+    {
+        const std::scoped_lock lock(_mutex);
+        _isStopping = true;
+    }
+    _stopped.notify_one();
     if (_pipe != INVALID_HANDLE_VALUE) CloseHandle(_pipe);  // ends what the thread waits for
     if (_thread.joinable()) _thread.join();
     if (_event) CloseHandle(_event);
 }
 
 void RequestListener::Listen() {
-    while (!_isStopping && AwaitClient()) {
-        Converse();
+    while (!_isStopping) {
+        if (AwaitClient())
+            Converse();
+        else
+            Pause();
         DisconnectNamedPipe(_pipe);
     }
-    if (!_isStopping) CloseHandle(_pipe);  // nobody is to wait for an answer that will not come
+}
+
+// A disk that is full, or too many open files: it may be better the next time.
+void RequestListener::Pause() {
+    constexpr std::chrono::milliseconds pause(250);
+    std::unique_lock lock(_mutex);
+    _stopped.wait_for(lock, pause, [this] { return _isStopping.load(); });
 }
 
 bool RequestListener::AwaitClient() {

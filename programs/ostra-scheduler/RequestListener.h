@@ -6,9 +6,12 @@
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace programs {
 
@@ -32,6 +35,7 @@ private:
 
     void Listen();
     bool AwaitClient();
+    void Pause();
     void Converse();
     bool Settle(BOOL isDone, DWORD& count);
     void Begin();
@@ -42,6 +46,8 @@ private:
     OVERLAPPED _record;
     std::array<BYTE, readLimit> _request{};
     std::vector<BYTE> _reply;
+    std::mutex _mutex;
+    std::condition_variable _stopped;
     std::atomic<bool> _isStopping = false;
     std::thread _thread;
 };

@@ -7,13 +7,15 @@
 #include <programs/ostra-scheduler/Server.h>
 #include <programs/support/ExitCode.h>
 
+#include <csignal>
 #include <utility>
 
 namespace programs {
 
 void RunScheduler(bool isOnce, std::function<void(const std::string&)> say) {
     const InstanceLock lock;
-    SignalWaiter waiter;  // before the listener, whose thread is to leave the signals alone
+    std::signal(SIGPIPE, SIG_IGN);  // whoever reads the lines may go; the jobs stay
+    SignalWaiter waiter;            // before the listener, whose thread is to leave the signals alone
     Journal journal(std::move(say));
     Server server(waiter, journal);
     if (isOnce) {

@@ -5,8 +5,8 @@
 
 namespace programs {
 
-/// Runs the scheduler in this process until SIGTERM or SIGINT, or, with `isOnce`, until nothing is due any more; `say`
-/// gets a line for each thing that it reports. Ends the command when another scheduler is running.
+/// Runs the scheduler in this process until a signal asks it to stop, or, with `isOnce`, until nothing is due any more;
+/// `say` gets a line for each thing that it reports. Ends the command when another scheduler is running.
 void RunScheduler(bool isOnce, std::function<void(const std::string&)> say);
 
 }  // namespace programs

@@ -90,12 +90,13 @@ std::vector<Server::DueJob> Server::FindDue() {
     for (auto& [name, cluster] : _clusters) {
         std::vector<ScheduledJob> jobs;
         if (!Load(name, cluster, jobs)) continue;
+        const TimeValue attendedFrom = std::max<TimeValue>(_attendedFrom, cluster.attendedFrom);
         for (const ScheduledJob& job : jobs) {
             if (job.isBegun)
                 Settle({cluster.service, job});
             else if (job.time > now)
                 _nextDue = std::min(_nextDue.value_or(job.time), job.time);
-            else if (job.time < _attendedFrom)
+            else if (job.time < attendedFrom)
                 Drop({cluster.service, job});
             else
                 due.push_back({cluster.service, job});
@@ -107,7 +108,11 @@ std::vector<Server::DueJob> Server::FindDue() {
 }
 
 bool Server::Load(const std::wstring& name, ServedCluster& cluster, std::vector<ScheduledJob>& jobs) {
-    DWORD code = cluster.service ? error::Success : platform::ClusterDirectory::Resolve(name, cluster.service);
+    DWORD code = error::Success;
+    if (!cluster.service) {
+        cluster.attendedFrom = StartOfAttendance();
+        code = platform::ClusterDirectory::Resolve(name, cluster.service);
+    }
     if (!code) code = ScheduleStore(cluster.service).Load(jobs);
     if (code) {
         cluster.service.reset();  // it may be another one the next time
@@ -170,10 +175,11 @@ DWORD Server::UntilNextLook() const {
 
 void Server::FollowClock(TimeValue before, TimeValue now) {
     const std::int64_t passed = std::int64_t{now} - before;
-    if (passed > largestCorrection)
-        _attendedFrom = StartOfAttendance();
-    else if (passed < 0)
-        _attendedFrom = std::min<TimeValue>(_attendedFrom, StartOfAttendance());
+    const TimeValue start = StartOfAttendance();
+    if (passed > largestCorrection) _attendedFrom = start;
+    if (passed >= 0) return;
+    _attendedFrom = std::min<TimeValue>(_attendedFrom, start);
+    for (auto& [name, cluster] : _clusters) cluster.attendedFrom = std::min(cluster.attendedFrom, start);
 }
 
 }  // namespace programs

@@ -22,7 +22,8 @@ namespace programs {
 /// A job is noted in its table as begun before it is carried out and removed afterwards: one that a killed scheduler
 /// had begun is reported and removed by the next, and not carried out again. A job that falls due while the scheduler
 /// works on another runs late, however late that is. A job whose time was over by more than `dueSeconds` when the
-/// scheduler started, or by more than some hours when the clock was set forward over it, is reported and removed.
+/// scheduler started or first could read its cluster (one that was brought back from a copy, say), or by more than some
+/// hours when the clock was set forward over it, is reported and removed.
 class Server {
 public:
     /// `waiter` must outlive the server.
@@ -38,8 +39,9 @@ public:
 
 private:
     struct ServedCluster {
-        std::shared_ptr<platform::ClusterService> service;
-        DWORD failure = 0;  // reported already
+        std::shared_ptr<platform::ClusterService> service;  // null until its jobs can be read
+        DWORD failure = 0;                                  // reported already
+        TimeValue attendedFrom = 0;                         // set with the service; its own of `_attendedFrom`
     };
     struct DueJob {
         std::shared_ptr<platform::ClusterService> service;
@@ -62,7 +64,7 @@ private:
     std::map<std::wstring, ServedCluster> _clusters;
     std::set<std::wstring> _stuck;  // lines of jobs whose trouble was reported and is tried anew at each look
     std::optional<TimeValue> _nextDue;
-    std::atomic<TimeValue> _attendedFrom;  // jobs of an earlier time are missed
+    std::atomic<TimeValue> _attendedFrom;  // jobs of an earlier time are missed, in every cluster
 };
 
 }  // namespace programs

@@ -15,11 +15,15 @@ namespace programs {
 
 namespace {
 
+// Blocked, a signal that the process was started to ignore (under nohup, or as a script's background job) would come.
 sigset_t StopSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction action {};
+        ::sigaction(signal, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) sigaddset(&signals, signal);
+    }
     return signals;
 }
 

@@ -21,8 +21,9 @@ public:
     virtual void Poke() = 0;
 };
 
-/// Waits for SIGTERM and SIGINT, which it keeps from their usual effect in the thread that made it and those started
-/// afterwards. The first of them is a Stop; the next one ends the process at once.
+/// Waits for SIGTERM, SIGINT and SIGHUP, unless the process ignores them, and keeps them from their usual effect in the
+/// thread that made it and those started afterwards. The first of them is a Stop; the next one ends the process at
+/// once.
 class SignalWaiter final : public Waiter {
 public:
     SignalWaiter();

@@ -69,8 +69,9 @@ Submission Submit(Context& context, Verb verb, const std::wstring& line) {
     const ScheduleRequest request{verb, context.ClusterName(), line};
     ScheduleAnswer answer;
     // A rehearsal works on copies that no other process sees.
-    if (!context.options.isRehearsal && AskScheduler(request, answer)) return {answer, true};
-    return {Perform(request, Overdue()), false};
+    const Asked asked = context.options.isRehearsal ? Asked::Nobody : AskScheduler(request, answer);
+    if (asked != Asked::Answered) answer = Perform(request, Overdue());
+    return {answer, asked != Asked::Nobody};
 }
 
 struct Wish {
@@ -135,7 +136,7 @@ void ListJobs(Context& context) {
 
 void RemoveJob(Context& context, std::size_t number) {
     const std::vector<ScheduledJob> jobs = JobsOf(context);
-    if (number == 0 || number > jobs.size())
+    if (number > jobs.size())
         throw CommandError(ExitCode::NoSuchObject, "There is no job " + std::to_string(number) + "; there are " +
                                                        std::to_string(jobs.size()) + ". See: ostra schedule list");
     const ScheduledJob& job = jobs[number - 1];
@@ -195,10 +196,12 @@ void AddAdd(CLI::App& family, Run& run) {
 }
 
 void AddRemove(CLI::App& family, Run& run) {
+    constexpr std::size_t mostJobs = 1'000'000;
     const auto number = std::make_shared<std::size_t>(0);
     AddCommand(family, run, "remove", "Removes a job", {"schedule remove 2"}, Effect::Changes,
                [number](Context& context) { RemoveJob(context, *number); })
         ->add_option("NUMBER", *number, "Its number in the list")
+        ->check(CLI::Range(std::size_t{1}, mostJobs))
         ->required();
 }
 
@@ -206,7 +209,8 @@ void AddTree(CLI::App& family, Run& run) {
     const auto interval = std::make_shared<std::string>("minute");
     const auto count = std::make_shared<LONG>(60);
     CLI::App* command =
-        AddCommand(family, run, "tree", "Shows the time to come as an outline, with the jobs under their minutes",
+        AddCommand(family, run, "tree",
+                   "Shows the time to come, from some minutes on, as an outline with the jobs under their minutes",
                    {"schedule tree", "schedule tree --count 1440", "schedule tree --interval day --count 31"},
                    Effect::Reads, [interval, count](Context& context) { ShowTree(context, *interval, *count); });
     command->add_option("--interval", *interval, "The step: minute, hour or day; jobs show at minutes")
@@ -219,6 +223,8 @@ void AddRun(CLI::App& family, Run& run) {
     AddCommand(family, run, "run", "Carries out the jobs of all clusters at their times, until it is interrupted",
                {"schedule run", "schedule run --once"}, Effect::Reads,
                [isOnce](Context& context) {
+                   if (!context.options.cluster.empty())
+                       throw CommandError(ExitCode::Usage, "A scheduler serves all clusters; it takes no --cluster.");
                    RunScheduler(*isOnce, [&context](const std::string& line) { context.Warn(line); });
                })
         ->add_flag("--once", *isOnce, "Carry out what is due now, and end");

@@ -6,10 +6,13 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/system/pipes.h>
+#include <programs/support/Ipv4.h>
 #include <programs/support/ScheduleStore.h>
 
 #include <algorithm>
 #include <array>
+#include <limits>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -21,13 +24,6 @@ using Verb = ScheduleRequest::Verb;
 
 constexpr std::array<std::pair<Verb, std::wstring_view>, 3> verbs{
     {{Verb::Add, L"add"}, {Verb::Remove, L"remove"}, {Verb::Purge, L"purge"}}};
-
-bool ReadNumber(std::wstring_view text, DWORD& number) {
-    const bool isNumber =
-        !text.empty() && text.size() <= 9 && text.find_first_not_of(L"0123456789") == std::wstring_view::npos;
-    if (isNumber) number = platform::ParseDecimal(text);
-    return isNumber;
-}
 
 bool IsServed() {
     const std::wstring path = std::wstring(L"\\\\.\\pipe\\") + schedulerPipe;
@@ -58,13 +54,15 @@ std::wstring ToText(const ScheduleAnswer& answer) {
 }
 
 bool FromText(const std::wstring& text, ScheduleAnswer& answer) {
-    const std::wstring_view whole(text);
-    const std::size_t blank = whole.find(L' ');
-    ScheduleAnswer read;
-    const bool isAnswer = blank != std::wstring_view::npos && ReadNumber(whole.substr(0, blank), read.code) &&
-                          ReadNumber(whole.substr(blank + 1), read.count);
-    if (isAnswer) answer = read;
-    return isAnswer;
+    constexpr DWORD largest = std::numeric_limits<DWORD>::max();
+    const std::string numbers = platform::ToUtf8(text);
+    const std::size_t blank = numbers.find(' ');
+    if (blank == std::string::npos) return false;
+    const std::optional<DWORD> code = ParseNumber(numbers.substr(0, blank), largest);
+    const std::optional<DWORD> count = ParseNumber(numbers.substr(blank + 1), largest);
+    if (!code || !count) return false;
+    answer = {*code, *count};
+    return true;
 }
 
 ScheduleAnswer Perform(const ScheduleRequest& request, TimeValue overdue) {
@@ -81,10 +79,12 @@ ScheduleAnswer Perform(const ScheduleRequest& request, TimeValue overdue) {
     return {code, static_cast<DWORD>(removed)};
 }
 
-bool AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer) {
-    if (!IsServed()) return false;  // a client would wait for one
+Asked AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer) {
+    if (!IsServed()) return Asked::Nobody;  // a client would wait for one
     PipeClient client(schedulerPipe, L"");
-    return client.Open(1) && client.Send(ToText(request)) && FromText(client.Receive(), answer);
+    const bool isAnswered = client.Open(1) && client.Send(ToText(request)) && FromText(client.Receive(), answer);
+    if (isAnswered) return Asked::Answered;
+    return IsServed() ? Asked::Unanswered : Asked::Nobody;
 }
 
 }  // namespace programs

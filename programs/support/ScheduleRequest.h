@@ -35,8 +35,11 @@ bool FromText(const std::wstring& text, ScheduleAnswer& answer);
 /// Makes the change; a purge removes the jobs whose time is before `overdue`.
 ScheduleAnswer Perform(const ScheduleRequest& request, TimeValue overdue);
 
-/// Has the running scheduler make the change. False when none runs, or it ended before it answered: it may have made
-/// the change then.
-bool AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer);
+/// What came of asking the scheduler: there is none, one is busy with others, or `answer` has what it said.
+enum class Asked { Nobody, Unanswered, Answered };
+
+/// Has the running scheduler make the change. Unless it answered, the change may have been made all the same: it may
+/// have ended in between.
+Asked AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer);
 
 }  // namespace programs

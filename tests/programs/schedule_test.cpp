@@ -3,7 +3,6 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/cluster/ForwardingClusterService.h>
-#include <programs/ostra-scheduler/InstanceLock.h>
 #include <programs/ostra-scheduler/RequestListener.h>
 #include <programs/ostra-scheduler/Server.h>
 #include <programs/support/ScheduleTime.h>
@@ -19,17 +18,13 @@
 
 #include <algorithm>
 #include <csignal>
-#include <deque>
 #include <functional>
 
 namespace tests {
 namespace {
 
 using programs::Json;
-using programs::ScheduleAnswer;
-using programs::ScheduledJob;
 using programs::ScheduleRequest;
-using programs::ScheduleStore;
 using programs::Wakeup;
 
 /// Lets the time pass at once, for at most as many waits as it is given, and may do something at the end of each.
@@ -42,13 +37,13 @@ public:
         if (HasStopped()) return Wakeup::Stop;
         --_waits;
         _clock.Sleep(milliseconds);
-        if (atWait) atWait();
+        if (atWait) atWait(static_cast<int>(lengths.size()));
         return Wakeup::Timeout;
     }
     bool HasStopped() override { return _waits <= 0; }
     void Poke() override { ++pokes; }
 
-    std::function<void()> atWait;
+    std::function<void(int)> atWait;
     std::vector<DWORD> lengths;
     std::atomic<int> pokes = 0;
 
@@ -57,24 +52,20 @@ private:
     int _waits;
 };
 
-/// A cluster on which something happens when a group is moved, and around the transaction after it.
+/// A cluster on which something happens when a group has been moved.
 class EventfulCluster final : public platform::ForwardingClusterService {
 public:
     using ForwardingClusterService::ForwardingClusterService;
     DWORD MoveGroup(platform::ObjectId group, std::optional<platform::ObjectId> node) override {
-        ++moves;
         const DWORD code = Target().MoveGroup(group, node);
         if (atMove) atMove();
         return code;
     }
     DWORD Transact(const std::function<DWORD()>& steps) override {
-        if (beforeTransaction) beforeTransaction();
         return refusal ? refusal : Target().Transact(steps);
     }
     std::function<void()> atMove;
-    std::function<void()> beforeTransaction;
     DWORD refusal = 0;  // of every transaction, when it is not 0
-    int moves = 0;
 };
 
 /// The cluster "demo" with the groups A, B and C, offline on N1; it is 22:13:20 on 14 November 2023, UTC.
@@ -85,18 +76,27 @@ protected:
         for (const char* group : {"A", "B", "C"}) Do({"group", "create", group});
         events.Take();
     }
+    ~Schedule() override { platform::ClusterDirectory::Register(L"demo", nullptr); }
 
-    static void Add(const std::string& time, const std::string& word, const std::string& group) {
-        Do({"schedule", "add", "--at", "2023-11-14 " + time, word, group});
+    /// Adds a job that is due so many minutes after this one, or before it.
+    static DWORD Add(int minutes, const wchar_t* word, const wchar_t* group) {
+        programs::ScheduledJob job;
+        const TimeValue time = (platform::CurrentTime() / 60 + minutes) * 60;
+        EXPECT_EQ(0u, programs::MakeJob(L"demo", word, group, time, job));
+        return programs::Perform({ScheduleRequest::Verb::Add, L"demo", job.line}, 0).code;
     }
     static std::size_t Count() { return Read({"schedule", "list"}).size(); }
-    static std::string OwnerOf(const std::string& group) { return Read({"group", "show", group})["owner"]; }
-    static int StateOf(const std::string& group) { return Read({"group", "show", group})["state"]; }
+    static std::string Stand(const std::string& group) {
+        const Json shown = Read({"group", "show", group});
+        return shown["state"].dump() + " on " + shown["owner"].get<std::string>();
+    }
 
-    std::shared_ptr<platform::ClusterService> Service() {
+    std::shared_ptr<EventfulCluster> GivenEventfulCluster() {
         std::shared_ptr<platform::ClusterService> service;
         EXPECT_EQ(0u, platform::ClusterDirectory::Resolve(L"demo", service));
-        return service;
+        const auto cluster = std::make_shared<EventfulCluster>(service);
+        platform::ClusterDirectory::Register(L"demo", cluster);
+        return cluster;
     }
 
     void Serve(PassingTime& waiter) { programs::Server(waiter, journal).Serve(); }
@@ -104,36 +104,26 @@ protected:
         PassingTime waiter(clock, 1);
         return programs::Server(waiter, journal).CarryOutDue();
     }
-    std::string Reports() {
-        std::string texts;
-        for (const std::wstring& text : events.TakeTexts()) texts += platform::ToUtf8(text) + "\n";
-        return texts;
-    }
     static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
     TimeZone zone{TimeZone::utc};
     CapturedOutput printed;
     CapturedEvents events;
-    programs::Journal journal{[](const std::string&) {}};
+    std::string said;
+    programs::Journal journal{[this](const std::string& line) { said += line + "\n"; }};
 };
 
 TEST_F(Schedule, IsChangedAndShownByCommands) {
-    Add("23:30", "Online", "A");
+    Do({"schedule", "add", "--at", "2023-11-14 23:30", "Online", "A"});
     Do({"schedule", "add", "--in", "1h", "Move", "B"});
     const Json jobs = Read({"schedule", "list"});
     ASSERT_EQ(2u, jobs.size());
-    EXPECT_EQ(
-        Json::parse(R"({"name": "Move B", "number": 1, "due": "2023-11-14 23:14", "cluster": "demo", "command": "Move",
-                              "group": "B", "state": "waiting"})"),
-        jobs[0])
-        << "not before the hour is over";
+    const char* const expected = R"({"name": "Move B", "number": 1, "due": "2023-11-14 23:14", "cluster": "demo",
+        "command": "Move", "group": "B", "state": "waiting"})";
+    EXPECT_EQ(Json::parse(expected), jobs[0]) << "not before the hour is over";
     EXPECT_EQ("A", jobs[1]["group"]);
-
-    const Json outline = Read({"schedule", "tree", "--count", "62"});
-    const auto job = std::find(outline.begin(), outline.end(), Json{{"level", 5}, {"text", "demo-Move B"}});
-    ASSERT_NE(outline.end(), job);
-    EXPECT_EQ("23:14", (*(job - 1))["text"]);
-
+    const std::string tree = Do({"schedule", "tree", "--count", "62"}).out;
+    EXPECT_TRUE(Has(tree, "        23:14\n          demo-Move B\n        23:15\n")) << tree;
     EXPECT_TRUE(Has(Do({"schedule", "remove", "1", "--dry-run"}).out, "Ostra\\Scheduler"));
     EXPECT_EQ("B", Read({"schedule", "remove", "1"})["group"]);
     clock.Set(programs::ParseJobTime("2023-11-14 23:30") + 301);
@@ -146,196 +136,166 @@ TEST_F(Schedule, RefusesWhatCouldNotBeCarriedOutInWords) {
     const TimeZone europe(TimeZone::middleEurope);
     Do({"group", "create", "A,B"});
     Do({"group", "create", "Two  blanks"});
-    Add("23:59", "Move", "A");
-    struct Refusal {
-        std::vector<std::string> arguments;
-        int code;
-        const char* saying;
-    };
-    const Refusal refusals[] = {{{"--at", "2023-11-14 23:59", "Move", "A"}, 4, "number 1"},
-                                {{"--in", "2h", "Online", "Nobody"}, 3, "no group named"},
-                                {{"--in", "2h", "Online", "A", "--cluster", "elsewhere"}, 6, "Known clusters: demo"},
-                                {{"--in", "2h", "online", "A"}, 2, "Use Online, Offline or Move"},
-                                {{"--in", "2h", "Online", "A,B"}, 2, "comma"},
-                                {{"--in", "2h", "Online", "A\nB"}, 2, "line end"},
-                                {{"--in", "2h", "Online", "Two  blanks"}, 2, "single blanks"},
-                                {{"--at", "2023-11-14 23:13", "Online", "A"}, 2, "in the past"},
-                                {{"--at", "2038-01-19 04:15", "Online", "A"}, 2, "2038-01-19 04:14 at the latest"},
-                                {{"--in", "9000d", "Online", "A"}, 2, "at the latest"},
-                                {{"--at", "2024-03-31 02:30", "Online", "A"}, 2, "daylight saving"},
-                                {{"--at", "2024-02-30 10:00", "Online", "A"}, 2, "on no calendar"},
-                                {{"--at", "2024-02-28 24:00", "Online", "A"}, 2, "on no calendar"},
-                                {{"--at", "24-02-28 10:00", "Online", "A"}, 2, "is no time"},
-                                {{"--in", "2", "Online", "A"}, 2, "is no span"},
-                                {{"--in", "0h", "Online", "A"}, 2, "is no span"},
-                                {{"--in", "1h1d", "Online", "A"}, 2, "is no span"},
-                                {{"--in", "1h", "--at", "2024-02-28 10:00", "Online", "A"}, 2, "excludes"},
-                                {{"Online", "A"}, 2, "Say when"}};
-    for (const Refusal& refusal : refusals) {
-        std::vector<std::string> arguments{"schedule", "add"};
-        arguments.insert(arguments.end(), refusal.arguments.begin(), refusal.arguments.end());
-        const Outcome outcome = Ostra(arguments);
-        EXPECT_EQ(refusal.code, outcome.code) << refusal.saying;
-        EXPECT_TRUE(Has(outcome.err, refusal.saying)) << outcome.err;
+    Do({"schedule", "add", "--at", "2023-11-14 23:59", "Move", "A"});
+    const std::tuple<std::vector<std::string>, int, const char*> refusals[] = {
+        {{"add", "--at", "2023-11-14 23:59", "Move", "A"}, 4, "number 1"},
+        {{"add", "--in", "2h", "Online", "Nobody"}, 3, "no group named"},
+        {{"add", "--in", "2h", "online", "A"}, 2, "Use Online, Offline or Move"},
+        {{"add", "--in", "2h", "Online", "A,B"}, 2, "comma"},
+        {{"add", "--in", "2h", "Online", "Two  blanks"}, 2, "single blanks"},
+        {{"add", "--at", "2023-11-14 23:13", "Online", "A"}, 2, "in the past"},
+        {{"add", "--at", "2038-01-19 04:15", "Online", "A"}, 2, "2038-01-19 04:14 at the"},
+        {{"add", "--in", "9000d", "Online", "A"}, 2, "at the latest"},
+        {{"add", "--at", "2024-03-31 02:30", "Online", "A"}, 2, "daylight saving"},
+        {{"add", "--at", "2024-02-30 10:00", "Online", "A"}, 2, "on no calendar"},
+        {{"add", "--in", "0h", "Online", "A"}, 2, "is no span"},
+        {{"add", "--in", "1h1d", "Online", "A"}, 2, "is no span"},
+        {{"add", "Online", "A"}, 2, "Say when"},
+        {{"remove", "-1"}, 2, "NUMBER"},
+        {{"run", "--once", "--cluster", "demo"}, 2, "all clusters"}};
+    for (const auto& [arguments, code, saying] : refusals) {
+        std::vector<std::string> line{"schedule"};
+        line.insert(line.end(), arguments.begin(), arguments.end());
+        const Outcome outcome = Ostra(line);
+        EXPECT_EQ(code, outcome.code) << saying;
+        EXPECT_TRUE(Has(outcome.err, saying)) << outcome.err;
     }
     EXPECT_EQ(1u, Count());
-    EXPECT_EQ(3, Ostra({"schedule", "remove", "2"}).code);
     clock.Set(programs::ParseJobTime("2024-10-27 01:30"));
-    for (const char* span : {"1h", "2h"}) {  // to the first 02:30 and to the second one
-        const Outcome twice = Ostra({"schedule", "add", "--in", span, "Online", "A"});
-        EXPECT_EQ(2, twice.code);
-        EXPECT_TRUE(Has(twice.err, "shows 2024-10-27 02:30 twice")) << twice.err;
-    }
+    for (const char* span : {"1h", "2h"})  // to the first 02:30 and to the second one
+        EXPECT_TRUE(Has(Ostra({"schedule", "add", "--in", span, "Online", "A"}).err, "shows 2024-10-27 02:30 twice"));
 }
 
 TEST_F(Schedule, IsALastingKeyThatTwoWritersDoNotSpoil) {
-    const auto add = [](int minute, const wchar_t* group) {
-        ScheduledJob job;
-        const TimeValue time = 1'700'000'040 + minute * 60;
-        if (programs::MakeJob(L"demo", L"Online", group, time, job)) return false;
-        return programs::Perform({ScheduleRequest::Verb::Add, L"demo", job.line}, 0).code == 0;
-    };
     {
-        const auto service = Service();
-        platform::ClusterKeyId root = 0;
+        const auto cluster = GivenEventfulCluster();
         platform::ClusterKeyId key = 0;
         bool created = false;
-        service->RootKey(root);
-        ASSERT_EQ(0u, service->CreateKey(root, L"Ostra", false, key, created));
-        ASSERT_EQ(0u, service->CreateKey(root, L"Ostra\\Scheduler", true, key, created));
+        cluster->RootKey(key);
+        ASSERT_EQ(0u, cluster->CreateKey(key, L"Ostra", false, key, created));
+        ASSERT_EQ(0u, cluster->CreateKey(key, L"Scheduler", true, key, created));
         const auto table = platform::ToUtf16(L"demo,Online C,23:30 on 14,Tuesday November 2023\n");
-        ASSERT_EQ(0u, service->SetValue(key, L"Persistence", 1, table));
-        EXPECT_TRUE(add(0, L"A"));
-        ASSERT_EQ(0u, service->OpenKey(root, L"Ostra\\Scheduler", key));
-        EXPECT_EQ(0u, service->CreateKey(key, L"Below", false, key, created)) << "a volatile key refuses";
+        ASSERT_EQ(0u, cluster->SetValue(key, L"Persistence", 1, table));
+        EXPECT_EQ(0u, Add(1, L"Online", L"A"));
+        cluster->RootKey(key);
+        ASSERT_EQ(0u, cluster->OpenKey(key, L"Ostra\\Scheduler", key));
+        EXPECT_EQ(0u, cluster->CreateKey(key, L"Below", false, key, created)) << "a volatile key refuses";
+        platform::ClusterDirectory::Register(L"demo", nullptr);
     }
     const pid_t child = ::fork();  // no connection is open now
-    int lost = 0;
-    for (int minute = 1; minute <= 20; ++minute) lost += add(minute, child ? L"A" : L"B") ? 0 : 1;
-    if (child == 0) ::_exit(lost);
+    DWORD refused = 0;
+    for (int minute = 2; minute <= 21; ++minute) refused |= Add(minute, L"Online", child ? L"A" : L"B");
+    if (child == 0) ::_exit(refused ? 1 : 0);
     int status = -1;
     ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
-    EXPECT_EQ(0, lost);
+    EXPECT_EQ(0u, refused | static_cast<DWORD>(status));
     EXPECT_EQ(42u, Count());
 }
 
 TEST_F(Schedule, IsServedToTheMinuteAlsoWhenOneJobIsSlow) {
-    const auto cluster = std::make_shared<EventfulCluster>(Service());
-    cluster->atMove = [this] { clock.Advance(1800); };
-    platform::ClusterDirectory::Register(L"demo", cluster);
-    Add("22:30", "Move", "A");
-    Add("22:30", "Online", "B");
-    Add("22:30", "Online", "C");
-    Add("22:50", "Offline", "C");  // falls due while A is being moved
-    PassingTime waiter(clock, 68);
+    const std::wstring removed = L"demo,Online B,22:30 on 14,Tuesday November 2023";
+    GivenEventfulCluster()->atMove = [&] {
+        clock.Advance(1800);
+        programs::Perform({ScheduleRequest::Verb::Remove, L"demo", removed}, 0);
+    };
+    Add(17, L"Move", L"A");
+    Add(17, L"Online", L"B");
+    Add(37, L"Online", L"C");  // falls due while A is being moved
+    PassingTime waiter(clock, 260);
+    ::setenv("WATCHDOG_USEC", "8000000", 1);
     Serve(waiter);
-    platform::ClusterDirectory::Register(L"demo", nullptr);
-    const std::string reports = Reports();
-    EXPECT_EQ("N2", OwnerOf("A"));
-    EXPECT_EQ(0, StateOf("B"));
-    EXPECT_EQ(1, StateOf("C")) << reports;
+    ::unsetenv("WATCHDOG_USEC");
+    EXPECT_EQ(4000u, *std::max_element(waiter.lengths.begin(), waiter.lengths.end()));
+    EXPECT_EQ("1 on N2", Stand("A"));
+    EXPECT_EQ("1 on N1", Stand("B"));
+    EXPECT_EQ("0 on N1", Stand("C"));
     EXPECT_EQ(0u, Count());
-    EXPECT_TRUE(Has(reports, "Job \"Move A\" of cluster demo, due 2023-11-14 22:30, is done: group A is offline on N2"))
-        << reports;
-    EXPECT_FALSE(Has(reports, "missed"));
-    EXPECT_LT(*std::max_element(waiter.lengths.begin(), waiter.lengths.end()), 30'000u);
+    const auto isOfJob = [](const std::wstring& text) { return text.starts_with(L"Job \""); };
+    EXPECT_EQ(2, std::ranges::count_if(events.TakeTexts(), isOfJob));
+    EXPECT_TRUE(Has(said, "Job \"Move A\" of cluster demo, due 2023-11-14 22:30, is done: group A is offline on N2"));
+    EXPECT_FALSE(Has(said, "missed")) << said;
 }
 
-TEST_F(Schedule, DropsAndReportsWhatPassedWhileNoSchedulerWasThere) {
-    Add("22:30", "Online", "A");
-    Add("22:36", "Online", "B");
-    Add("22:42", "Online", "C");
-    clock.Set(programs::ParseJobTime("2023-11-14 22:40"));
-    EXPECT_EQ(1u, CarryOutOnce());
-    const std::string reports = Reports();
-    EXPECT_TRUE(Has(reports, "\"Online A\" of cluster demo, due 2023-11-14 22:30, was missed")) << reports;
-    EXPECT_TRUE(Has(reports, "\"Online B\" of cluster demo, due 2023-11-14 22:36, is done")) << reports;
-    EXPECT_EQ(1, StateOf("A"));
-    EXPECT_EQ(0, StateOf("B"));
+TEST_F(Schedule, ReportsWhatWasMissedAndWhatDidNotComeTrue) {
+    Do({"node", "pause", "N2"});
+    Add(-6, L"Online", L"A");
+    Add(-4, L"Online", L"B");
+    Add(-3, L"Move", L"B");
+    Add(-2, L"Online", L"Gone");
+    Add(30, L"Online", L"C");
+    EXPECT_EQ(3u, CarryOutOnce());
+    for (const char* report : {"\"Online A\" of cluster demo, due 2023-11-14 22:07, was missed",
+                               "\"Online B\" of cluster demo, due 2023-11-14 22:09, is done",
+                               "failed: group B is online on N1", "failed: group Gone cannot be seen"})
+        EXPECT_TRUE(Has(said, report)) << said;
     EXPECT_EQ(1u, Count());
+
+    // A cluster that comes back, perhaps from a copy, brings no jobs of old with it.
+    PassingTime waiter(clock, 3);
+    const auto folder = home.Path() / "clusters" / "demo";
+    waiter.atWait = [&](int wait) {
+        if (wait == 1) std::filesystem::rename(folder, home.Path() / "away");
+        if (wait != 2) return;
+        clock.Advance(3600);
+        std::filesystem::rename(home.Path() / "away", folder);
+    };
+    Serve(waiter);
+    EXPECT_TRUE(Has(said, "\"Online C\" of cluster demo, due 2023-11-14 22:43, was missed")) << said;
 }
 
 TEST_F(Schedule, OutlivesAClockThatIsSet) {
-    Add("22:30", "Online", "A");
-    Add("23:30", "Online", "B");
-    PassingTime waiter(clock, 14);
-    int step = 0;
-    waiter.atWait = [&] {
-        if (++step == 2) clock.Advance(2400);   // an hour's quarter too far, over the first job
-        if (step == 4) clock.Advance(-86'400);  // a day back: nothing is due twice
-        if (step == 6) clock.Advance(86'400);   // forward again, as far as a wrong clock is
-        if (step == 8) clock.Set(programs::ParseJobTime("2023-11-14 23:29"));
+    Add(17, L"Online", L"A");
+    Add(77, L"Online", L"B");
+    Add(300, L"Online", L"C");
+    const TimeValue now = platform::CurrentTime();
+    PassingTime waiter(clock, 16);
+    waiter.atWait = [&](int wait) {
+        if (wait == 2) clock.Advance(2400);     // an hour's quarter too far, over the first job
+        if (wait == 4) clock.Advance(-86'400);  // a day back: nothing is due twice
+        if (wait == 6) clock.Advance(86'400);   // forward again, as far as a wrong clock is
+        if (wait == 8) clock.Set(now + 76 * 60);
+        if (wait == 14) clock.Advance(43'200);  // more than a correction
     };
     Serve(waiter);
-    const std::string reports = Reports();
-    EXPECT_EQ(0, StateOf("A")) << reports;
-    EXPECT_EQ(0, StateOf("B")) << reports;
-    EXPECT_FALSE(Has(reports, "missed")) << reports;
-
-    Do({"schedule", "add", "--at", "2023-11-15 06:00", "Online", "C"});
-    PassingTime leap(clock, 2);
-    leap.atWait = [&] { clock.Advance(43'200); };
-    Serve(leap);
-    EXPECT_TRUE(Has(Reports(), "missed")) << "half a day is more than a correction";
-    EXPECT_EQ(1, StateOf("C"));
+    EXPECT_EQ("0 on N1", Stand("A")) << said;
+    EXPECT_EQ("0 on N1", Stand("B")) << said;
+    EXPECT_EQ("1 on N1", Stand("C")) << said;
+    EXPECT_EQ(said.find("missed"), said.rfind("missed")) << said;
+    EXPECT_EQ(0u, Count());
 }
 
 TEST_F(Schedule, NeverRepeatsAJobWhoseSchedulerWasKilledBeforeItRemovedIt) {
-    Add("22:30", "Move", "A");
-    clock.Set(programs::ParseJobTime("2023-11-14 22:30"));
+    Add(0, L"Move", L"A");
     const pid_t child = ::fork();
     if (child == 0) {
-        const auto cluster = std::make_shared<EventfulCluster>(Service());
-        cluster->beforeTransaction = [&] {
-            if (cluster->moves > 0) ::_exit(9);
-        };
-        platform::ClusterDirectory::Register(L"demo", cluster);
+        GivenEventfulCluster()->atMove = [] { ::_exit(9); };
         CarryOutOnce();
         ::_exit(0);
     }
     int status = -1;
     ASSERT_EQ(child, ::waitpid(child, &status, 0));
     ASSERT_EQ(9, WEXITSTATUS(status));
-    EXPECT_EQ("N2", OwnerOf("A"));
     EXPECT_EQ("begun", Read({"schedule", "list"})[0]["state"]);
     EXPECT_EQ(1, Ostra({"schedule", "remove", "1"}).code);
 
     EXPECT_EQ(0u, CarryOutOnce());
-    EXPECT_EQ("N2", OwnerOf("A"));
+    EXPECT_EQ("1 on N2", Stand("A"));
     EXPECT_EQ(0u, Count());
-    EXPECT_TRUE(Has(Reports(), "not carried out again; group A is offline on N2"));
+    EXPECT_TRUE(Has(said, "not carried out again; group A is offline on N2"));
 }
 
 TEST_F(Schedule, NeverRepeatsAJobThatCannotBeRemoved) {
-    const auto cluster = std::make_shared<EventfulCluster>(Service());
+    const auto cluster = GivenEventfulCluster();
     cluster->atMove = [&] { cluster->refusal = platform::error::DiskFull; };
-    platform::ClusterDirectory::Register(L"demo", cluster);
-    Add("22:14", "Move", "A");
+    Add(1, L"Move", L"A");
     PassingTime waiter(clock, 10);
     Serve(waiter);
-    EXPECT_EQ(1, cluster->moves);
-    const std::string reports = Reports();
     const std::string stuck = "was carried out and cannot be removed";
-    EXPECT_TRUE(Has(reports, stuck)) << reports;
-    EXPECT_EQ(reports.find(stuck), reports.rfind(stuck)) << "told once: " << reports;
+    EXPECT_TRUE(Has(said, stuck)) << said;
+    EXPECT_EQ(said.find(stuck), said.rfind(stuck)) << "told once" << said;
     cluster->refusal = 0;
     EXPECT_EQ(0u, CarryOutOnce());
-    EXPECT_EQ(1, cluster->moves);
-    EXPECT_EQ(0u, Count());
-    platform::ClusterDirectory::Register(L"demo", nullptr);
-}
-
-TEST_F(Schedule, ReportsAJobThatDidNotDoWhatItShould) {
-    Do({"node", "pause", "N2"});
-    Add("22:30", "Move", "A");
-    Add("22:30", "Online", "B");
-    Do({"group", "delete", "B"});
-    clock.Set(programs::ParseJobTime("2023-11-14 22:30"));
-    EXPECT_EQ(2u, CarryOutOnce());
-    const std::string reports = Reports();
-    EXPECT_TRUE(Has(reports, "failed: group A is offline on N1")) << reports;
-    EXPECT_TRUE(Has(reports, "failed: group B cannot be seen")) << reports;
+    EXPECT_EQ("1 on N2", Stand("A"));
     EXPECT_EQ(0u, Count());
 }
 
@@ -344,14 +304,15 @@ TEST_F(Schedule, IsChangedThroughThePipeOfARunningScheduler) {
     programs::Server server(waiter, journal);
     const programs::RequestListener listener([&](const ScheduleRequest& request) { return server.Answer(request); });
     ASSERT_TRUE(listener.IsListening());
-    // Naps pass at once here, so that a client would not wait until the one before it is gone.
-    const auto awaitFree = [] {
+    const auto call = [] {
+        // Naps pass at once here, so that a client would not wait until the one before it is gone.
         while (!WaitNamedPipeW(L"\\\\.\\pipe\\ostra-scheduler", NMPWAIT_NOWAIT)) ::sched_yield();
-    };
-    const auto ask = [&](const std::wstring& text) {
-        awaitFree();
         PipeClient client(programs::schedulerPipe, L"");
         EXPECT_NE(0, client.Open(1));
+        return client;
+    };
+    const auto ask = [&](const std::wstring& text) {
+        PipeClient client = call();
         EXPECT_NE(0, client.Send(text));
         return client.Receive();
     };
@@ -359,58 +320,80 @@ TEST_F(Schedule, IsChangedThroughThePipeOfARunningScheduler) {
         EXPECT_EQ(L"87 0", ask(text)) << platform::ToUtf8(text);
     for (const wchar_t* text : {L"add\ndemo\n", L"add\ndemo\ndemo,Online", L"add\ndemo\n,,,"})
         EXPECT_EQ(L"13 0", ask(text)) << platform::ToUtf8(text);
-    EXPECT_EQ(L"2 0", ask(L"add\nelsewhere\nelsewhere,Online A,23:30 on 14,Tuesday November 2023"));
-    {
-        awaitFree();
-        PipeClient leaving(programs::schedulerPipe, L"");
-        EXPECT_NE(0, leaving.Open(1));
-    }
+    const std::wstring line = L"demo,Online B,23:30 on 14,Tuesday November 2023";
+    EXPECT_EQ(L"2 0", ask(L"add\nelsewhere\n" + line));
     const int before = waiter.pokes;
-    awaitFree();
-    const Outcome added = Do({"schedule", "add", "--in", "1h", "Online", "A"});
-    EXPECT_EQ("", added.err) << "a scheduler is there";
-    EXPECT_EQ(before + 1, waiter.pokes);
-    awaitFree();
-    Do({"schedule", "purge"});
-    awaitFree();
-    Do({"schedule", "remove", "1"});
-    EXPECT_EQ(before + 3, waiter.pokes);
-    EXPECT_EQ(0u, Count());
+    EXPECT_EQ(L"0 0", ask(L"add\ndemo\n" + line));
+    EXPECT_EQ(L"183 0", ask(L"add\ndemo\n" + line));
+    EXPECT_EQ(before + 2, waiter.pokes);
+    {
+        const PipeClient silent = call();
+        EXPECT_EQ("", Do({"schedule", "add", "--in", "1h", "Online", "A"}).err) << "a scheduler is there, but busy";
+    }
+    EXPECT_EQ(L"0 1", ask(L"remove\ndemo\n" + line));
+    EXPECT_EQ(1u, Count());
 }
 
-TEST_F(Schedule, HasOneSchedulerThatTellsItsServiceManagerHowItStands) {
-    const std::string path = (home.Path() / "notices").string();
+std::string Line(FILE* shell) {
+    char line[1000] = "";
+    return ::fgets(line, sizeof line, shell) ? line : "";
+}
+
+/// What a program writes, and a line with its exit code.
+std::string InShell(const std::string& command) {
+    FILE* const shell = ::popen((command + "; echo $?").c_str(), "r");
+    std::string text;
+    for (std::string line = Line(shell); !line.empty(); line = Line(shell)) text += line;
+    ::pclose(shell);
+    return text;
+}
+
+TEST_F(Schedule, IsServedByOneProgramThatTellsHowItStandsAndEndsWhenItIsAsked) {
+    const std::string path = home.Path() / "notices";
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(0, ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    const int notices = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(0, ::bind(notices, reinterpret_cast<const sockaddr*>(&address), sizeof address));
     ::setenv("NOTIFY_SOCKET", path.c_str(), 1);
-    ::setenv("WATCHDOG_USEC", "8000000", 1);
-    PassingTime waiter(clock, 1);
-    Serve(waiter);
+    const std::string program = "'" OSTRA_SCHEDULER "' 2>&1";
+    FILE* const server = ::popen(("echo $$; exec " + program).c_str(), "r");
+    const pid_t process = std::stoi(Line(server));
+    ASSERT_EQ("The scheduler has started.\n", Line(server));
+    char notice[16] = "";
+    EXPECT_EQ(7, ::recv(notices, notice, sizeof notice, 0));
+    EXPECT_STREQ("READY=1", notice);
+    const std::string added = InShell("'" OSTRA_PROGRAM "' schedule add --in 1h Online A 2>&1");
+    EXPECT_TRUE(added.ends_with("waiting\n0\n")) << added;
+    EXPECT_EQ("ostra: Another scheduler is running in " + home.Path().string() + ".\n1\n", InShell(program));
+    EXPECT_TRUE(InShell(program + " now").ends_with("\n2\n"));
+    EXPECT_EQ(0, ::kill(process, SIGTERM));
+    EXPECT_EQ("The scheduler has ended.\n", Line(server));
+    EXPECT_EQ(0, ::pclose(server));
+    while (::recv(notices, notice, sizeof notice, MSG_DONTWAIT) > 0) continue;
+    EXPECT_STREQ("STOPPING=1", notice);
     ::unsetenv("NOTIFY_SOCKET");
-    ::unsetenv("WATCHDOG_USEC");
-    StringArray notices;
-    char text[64];
-    for (ssize_t size = 0; (size = ::recv(socket, text, sizeof text, 0)) > 0;)
-        notices.push_back(platform::FromUtf8({text, static_cast<std::size_t>(size)}));
-    ::close(socket);
-    EXPECT_EQ((StringArray{L"READY=1", L"WATCHDOG=1", L"WATCHDOG=1", L"STOPPING=1"}), notices);
-    EXPECT_EQ(4000u, waiter.lengths.front());
+    ::close(notices);
 
-    const programs::InstanceLock lock;
-    const Outcome second = Ostra({"schedule", "run", "--once"});
-    EXPECT_EQ(1, second.code);
-    EXPECT_TRUE(Has(second.err, "Another scheduler is running"));
+    clock.Set(::time(nullptr));  // the program has no clock of ours
+    Add(0, L"Online", L"B");
+    const std::string carriedOut = InShell(program + " --once");
+    EXPECT_TRUE(Has(carriedOut, "is done: group B is online on N1.\nJobs carried out: 1\n0\n")) << carriedOut;
+    int ends[2];
+    ASSERT_EQ(0, ::pipe(ends));
+    ::close(ends[0]);
+    EXPECT_EQ("0\n", InShell(program + " --once 2>&" + std::to_string(ends[1]))) << "nobody reads what it says";
+    ::close(ends[1]);
 }
 
 TEST(SignalWaiter, StopsAtTheFirstSignalAndKeepsAPokeForTheNextWait) {
+    std::signal(SIGHUP, SIG_IGN);
     programs::SignalWaiter waiter;
     waiter.Poke();
-    EXPECT_FALSE(waiter.HasStopped());
     EXPECT_EQ(Wakeup::Poked, waiter.Wait(0));
-    EXPECT_EQ(Wakeup::Timeout, waiter.Wait(0));
+    ::raise(SIGHUP);
+    EXPECT_EQ(Wakeup::Timeout, waiter.Wait(0)) << "as nohup asks";
+    std::signal(SIGHUP, SIG_DFL);
     ::raise(SIGTERM);
     EXPECT_EQ(Wakeup::Stop, waiter.Wait(60'000));
     EXPECT_TRUE(waiter.HasStopped());

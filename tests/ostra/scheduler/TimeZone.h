@@ -15,12 +15,7 @@ public:
     }
     TimeZone(const TimeZone&) = delete;
     TimeZone& operator=(const TimeZone&) = delete;
-    ~TimeZone() {
-        if (_before)
-            ::setenv("TZ", _before->c_str(), 1);
-        else
-            ::unsetenv("TZ");
-    }
+    ~TimeZone() { _before ? ::setenv("TZ", _before->c_str(), 1) : ::unsetenv("TZ"); }
 
     static constexpr const char* utc = "UTC0";
     static constexpr const char* middleEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
