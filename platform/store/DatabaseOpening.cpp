@@ -172,21 +172,19 @@ DWORD Database::State::OpenFile(OpenMode mode) {
     path = canonical;
     bool isNew = false;
     if (const DWORD code = CheckFile(isNew)) return code;
-    if (isNew && mode == OpenMode::MustExist) {
-        return Fail(error::FileNotFound, L"There is no database \"%1\".", path);
-    }
+    if (isNew && mode == OpenMode::MustExist) return NoFileFailure();
     if (const DWORD code = lock.Open(path)) return code;
     // Until it is remembered, a file may still be in the making, with locks of SQLite's that no patience outlasts.
     const bool isKnown = !isNew && lock.RemembersFile();
     DWORD code = isKnown ? error::Success : lock.Take(options.lockTimeout);
-    if (code == error::Success && !isKnown) code = isNew ? CreateFile() : CheckReplacement();
-    if (code == error::Success && !connection) code = Connect();
+    if (code == error::Success) code = isKnown ? Connect() : MakeOrConnect(mode);
     if (code == error::Success) code = CheckSchema();
     if (code == error::Success) code = EnableLog();
     if (code == error::Success && !isKnown) lock.RememberFile();
     lock.Release();
-    if (code == error::Success) sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-    return code;
+    if (code != error::Success) return HasLostPlace() ? LostPlaceFailure() : code;
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    return error::Success;
 }
 
 DWORD Database::State::OpenInMemory() {
@@ -222,9 +220,9 @@ DWORD Database::State::CheckFile(bool& isNew) const {
 DWORD Database::State::CheckHeader(bool& isNew) const {
     unsigned char header[headerLength] = {};
     std::int64_t size = 0;
-    if (const DWORD code = ReadHeader(options.vfs, path, header, size)) return code;
-    isNew = size == 0;
-    if (isNew) return error::Success;
+    const DWORD code = ReadHeader(options.vfs, path, header, size);
+    isNew = code == error::FileNotFound || (code == error::Success && size == 0);  // it may have gone just now
+    if (isNew || code != error::Success) return isNew ? error::Success : code;
     if (size < headerLength || std::memcmp(header, "SQLite format 3", 16) != 0) {
         return Fail(error::BadDatabase, L"\"%1\" is damaged, or is no database.", path);
     }
@@ -242,19 +240,31 @@ DWORD Database::State::CheckReplacement() const {
                 path);
 }
 
-// Another process may be at the same: whoever gets the lock first makes the file, and the others find it.
-DWORD Database::State::CreateFile() {
-    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-    if (descriptor >= 0) {
-        ::close(descriptor);  // nobody else has it open yet: all others wait for the lock
-    } else if (errno != EEXIST) {
-        return FailErrno(errno, L"\"%1\" cannot be made: %2.", path);
-    }
+// Others may be at the same: whoever gets the lock first makes the file. Who comes after one that was killed in the
+// making finds a file that looks whole, until SQLite has taken the unfinished transaction back: then it is empty.
+DWORD Database::State::MakeOrConnect(OpenMode mode) {
     bool isNew = false;
     if (const DWORD code = CheckFile(isNew)) return code;
-    if (!isNew) return error::Success;
-    if (const DWORD code = Connect()) return code;
+    if (!isNew) {
+        DWORD code = CheckReplacement();
+        if (code == error::Success) code = Connect();
+        if (code == error::Success) code = RefreshDataVersion();
+        if (code == error::Success) code = CheckFile(isNew);
+        if (code != error::Success || !isNew) return code;
+    }
+    if (mode == OpenMode::MustExist) return NoFileFailure();
+    if (!connection) {
+        if (const DWORD code = CreateFile()) return code;
+        if (const DWORD code = Connect()) return code;
+    }
     return CreateTables();
+}
+
+DWORD Database::State::CreateFile() {
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    if (descriptor < 0 && errno != EEXIST) return FailErrno(errno, L"\"%1\" cannot be made: %2.", path);
+    if (descriptor >= 0) ::close(descriptor);  // nobody else has it open yet: all others wait for the lock
+    return error::Success;
 }
 
 DWORD Database::State::Connect() {
@@ -328,13 +338,21 @@ DWORD Database::State::EnableLog() {
 
 DWORD Database::State::RememberInode() {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0 || HasMoved()) {
-        return Fail(error::FileInvalid, L"\"%1\" was replaced while it was being opened.", path);
-    }
+    if (::lstat(path.c_str(), &status) != 0 || HasMoved()) return LostPlaceFailure();
     device = status.st_dev;
     inode = status.st_ino;
     Files().Add(device, inode);
     return error::Success;
+}
+
+DWORD Database::State::NoFileFailure() const {
+    return Fail(error::FileNotFound, L"There is no database \"%1\".", path);
+}
+
+// A failure of SQLite's means nothing while its file is going: it tells of that in many ways.
+bool Database::State::HasLostPlace() const {
+    struct stat status {};
+    return connection && (::lstat(path.c_str(), &status) != 0 || HasMoved());
 }
 
 void Database::State::Close() {

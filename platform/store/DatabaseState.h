@@ -73,6 +73,7 @@ struct Database::State {
     DWORD CheckFile(bool& isNew) const;
     DWORD CheckHeader(bool& isNew) const;
     DWORD CheckReplacement() const;
+    DWORD MakeOrConnect(OpenMode mode);
     DWORD CreateFile();
     DWORD Connect();
     DWORD Configure();
@@ -80,6 +81,8 @@ struct Database::State {
     DWORD EnableLog();
     DWORD CheckSchema();
     DWORD RememberInode();
+    DWORD NoFileFailure() const;
+    bool HasLostPlace() const;
 
     // Use (Database.cpp).
     DWORD BeReady();
@@ -100,6 +103,7 @@ struct Database::State {
     void GiveBack(const char* sql, sqlite3_stmt* statement, std::uint64_t number);
     DWORD Failed(int status, const wchar_t* message);
     DWORD ForkedFailure() const;
+    DWORD LostPlaceFailure() const;
 };
 
 }  // namespace platform
