@@ -130,10 +130,6 @@ std::int64_t Database::ChangedRows() const {
     return sqlite3_changes64(_state->connection);
 }
 
-bool Database::IsInMemory() const {
-    return _state->IsInMemory();
-}
-
 const std::string& Database::Path() const {
     return _state->path;
 }

@@ -96,9 +96,8 @@ int CountLogPages(void* argument, sqlite3*, const char*, int pages) {
 }
 
 // Reads the head of a file through SQLite's own file layer: closing a descriptor of ours would drop SQLite's locks.
-DWORD ReadHeader(const char* vfsName, const std::string& path, unsigned char* header, std::int64_t& size) {
-    sqlite3_vfs* vfs = sqlite3_vfs_find(vfsName);
-    if (!vfs) return Fail(error::CannotOpenDatabase, L"There is no such file layer for \"%1\".", path);
+DWORD ReadHeader(const std::string& path, unsigned char* header, std::int64_t& size) {
+    sqlite3_vfs* const vfs = sqlite3_vfs_find(nullptr);
     const std::unique_ptr<void, decltype(&std::free)> memory(std::calloc(1, static_cast<std::size_t>(vfs->szOsFile)),
                                                              &std::free);
     auto* file = static_cast<sqlite3_file*>(memory.get());
@@ -220,7 +219,7 @@ DWORD Database::State::CheckFile(bool& isNew) const {
 DWORD Database::State::CheckHeader(bool& isNew) const {
     unsigned char header[headerLength] = {};
     std::int64_t size = 0;
-    const DWORD code = ReadHeader(options.vfs, path, header, size);
+    const DWORD code = ReadHeader(path, header, size);
     isNew = code == error::FileNotFound || (code == error::Success && size == 0);  // it may have gone just now
     if (isNew || code != error::Success) return isNew ? error::Success : code;
     if (size < headerLength || std::memcmp(header, "SQLite format 3", 16) != 0) {
@@ -272,7 +271,7 @@ DWORD Database::State::Connect() {
     if (IsInMemory()) flags |= SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY;
     const char* name = IsInMemory() ? ":memory:" : path.c_str();
     errno = 0;
-    int status = sqlite3_open_v2(name, &connection, flags, options.vfs);
+    int status = sqlite3_open_v2(name, &connection, flags, nullptr);
     ++connectionNumber;
     if (status != SQLITE_OK) return FailSqlite(status, connection, L"\"%1\" cannot be opened: %2.", path);
     patience.bound = options.lockTimeout;

@@ -4,8 +4,10 @@
 #include <platform/base/error_codes.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <tests/support/BentFiles.h>
 #include <tests/support/TemporaryHome.h>
 #include <unistd.h>
 
@@ -17,6 +19,8 @@
 namespace {
 
 using namespace platform;
+using tests::BentFiles;
+using tests::TemporaryHome;
 
 const DatabaseSchema schema{0x74657374, 3, "CREATE TABLE notes (id INTEGER PRIMARY KEY, text TEXT NOT NULL) STRICT"};
 
@@ -24,30 +28,26 @@ const DatabaseSchema schema{0x74657374, 3, "CREATE TABLE notes (id INTEGER PRIMA
 class Process {
 public:
     explicit Process(const std::function<int(Process&)>& action) {
-        int toChild[2];
-        int toParent[2];
-        if (::pipe(toChild) != 0 || ::pipe(toParent) != 0) std::abort();
+        int ends[2];
+        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) std::abort();
         _id = ::fork();
-        _in = _id ? toParent[0] : toChild[0];
-        _out = _id ? toChild[1] : toParent[1];
-        ::close(_id ? toChild[0] : toChild[1]);
-        ::close(_id ? toParent[1] : toParent[0]);
+        _end = ends[_id ? 1 : 0];
+        ::close(ends[_id ? 0 : 1]);
         if (_id == 0) ::_exit(action(*this));
     }
     ~Process() {
         if (_id > 0) Kill();
-        ::close(_in);
-        ::close(_out);
+        ::close(_end);
     }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
     void Signal() const {
-        if (::write(_out, "x", 1) != 1) ::_exit(99);
+        if (::write(_end, "x", 1) != 1) ::_exit(99);
     }
     bool Await() const {
         char byte = 0;
-        return ::read(_in, &byte, 1) == 1;
+        return ::read(_end, &byte, 1) == 1;
     }
     int Finish() {
         int status = 0;
@@ -61,60 +61,11 @@ public:
 
 private:
     pid_t _id;
-    int _in;
-    int _out;
+    int _end;
 };
-
-/// A file layer that does something before one of its calls.
-std::function<void()> beforeOpen;  // of the database itself
-std::function<int()> beforeUnfetch;
-std::function<int()> beforeSync;
-
-template <int kind>
-struct Bent {
-    static inline const sqlite3_io_methods* original = nullptr;
-    static inline sqlite3_io_methods methods;
-
-    static void Install(sqlite3_file* file) {
-        original = file->pMethods;
-        methods = *original;
-        methods.xUnfetch = [](sqlite3_file* bent, sqlite3_int64 at, void* page) {
-            if (beforeUnfetch) beforeUnfetch();
-            return original->xUnfetch(bent, at, page);
-        };
-        methods.xSync = [](sqlite3_file* bent, int how) {
-            const int failure = beforeSync ? beforeSync() : SQLITE_OK;
-            return failure ? failure : original->xSync(bent, how);
-        };
-        file->pMethods = &methods;
-    }
-};
-
-int OpenBent(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* outFlags) {
-    if (beforeOpen && (flags & SQLITE_OPEN_MAIN_DB)) beforeOpen();
-    const int status = sqlite3_vfs_find("unix")->xOpen(vfs, name, file, flags, outFlags);
-    if (status == SQLITE_OK && (flags & SQLITE_OPEN_MAIN_DB)) Bent<SQLITE_OPEN_MAIN_DB>::Install(file);
-    if (status == SQLITE_OK && (flags & SQLITE_OPEN_MAIN_JOURNAL)) Bent<SQLITE_OPEN_MAIN_JOURNAL>::Install(file);
-    if (status == SQLITE_OK && (flags & SQLITE_OPEN_WAL)) Bent<SQLITE_OPEN_WAL>::Install(file);
-    return status;
-}
-
-const char* BentLayer() {
-    static sqlite3_vfs layer = *sqlite3_vfs_find("unix");
-    layer.zName = "bent";
-    layer.xOpen = &OpenBent;
-    sqlite3_vfs_register(&layer, 0);
-    return layer.zName;
-}
 
 class ADatabase : public testing::Test {
 protected:
-    ~ADatabase() override {
-        beforeOpen = nullptr;
-        beforeUnfetch = nullptr;
-        beforeSync = nullptr;
-    }
-
     std::unique_ptr<Database> Open(const DatabaseOptions& options = {}, OpenMode mode = OpenMode::CreateIfMissing) {
         std::unique_ptr<Database> database;
         code = Database::Open(path, schema, mode, database, options);
@@ -124,11 +75,11 @@ protected:
     // A process that stops before each sync of the file it makes, and goes on when signalled.
     std::unique_ptr<Process> Maker() {
         return std::make_unique<Process>([&](Process& self) {
-            beforeSync = [&] {
+            BentFiles::beforeSync = [&] {
                 self.Signal();
                 return self.Await() ? SQLITE_OK : SQLITE_IOERR;
             };
-            return Open({.vfs = BentLayer()}).release() ? 0 : 1;
+            return Open().release() ? 0 : 1;
         });
     }
 
@@ -151,16 +102,13 @@ protected:
         return rows.Next() ? rows.Text(0, 100'000) : std::wstring();
     }
 
-    static int Execute(sqlite3* raw, const std::string& sql) {
-        return sqlite3_exec(raw, sql.c_str(), nullptr, nullptr, nullptr);
-    }
-
     std::string Content() const {
         std::ifstream file(path, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    const tests::TemporaryHome home;
+    const BentFiles files;
+    const TemporaryHome home;
     const std::string path = (home.Path() / "test.db").string();
     DWORD code = 0;
 };
@@ -171,14 +119,14 @@ protected:
 TEST_F(ADatabase, KeepsCommitsThatRaceACheckpoint) {
     Open();
     Process checkpointer([&](Process& self) {
-        const auto database = Open({.vfs = BentLayer()});
+        const auto database = Open();
         Count(*database);
         self.Signal();
         self.Await();
-        beforeUnfetch = [&] {
-            beforeUnfetch = nullptr;
+        BentFiles::beforeUnfetch = [&] {
+            BentFiles::beforeUnfetch = nullptr;
             self.Signal();
-            return self.Await() ? 0 : 1;
+            self.Await();
         };
         return static_cast<int>(database->Checkpoint());
     });
@@ -199,22 +147,19 @@ TEST_F(ADatabase, KeepsCommitsThatRaceACheckpoint) {
 
 TEST_F(ADatabase, KeepsWhatItAcknowledgedWhenItsProcessIsKilled) {
     int acknowledged = 0;
-    for (int round = 0; round < 4; ++round) {
+    for (const int commits : {20, 27, 34, 41}) {
         Process writer([&](Process& self) {
             const auto database = Open();
-            for (;;) {
-                if (!database || Write(*database, std::string(2000, 'x'))) return 1;
-                self.Signal();
-            }
+            while (database && !Write(*database, std::string(2000, 'x'))) self.Signal();
+            return 1;
         });
-        for (int commit = 0; commit < 20 + 7 * round; ++commit) acknowledged += writer.Await();
+        for (int commit = 0; commit < commits; ++commit) acknowledged += writer.Await();
         writer.Kill();
         const auto database = Open();
         ASSERT_NE(nullptr, database);
         EXPECT_GE(Count(*database), acknowledged);
         Statement check(*database, "PRAGMA integrity_check");
-        ASSERT_TRUE(check.Next());
-        EXPECT_EQ(L"ok", check.Text(0, 100));
+        EXPECT_TRUE(check.Next() && check.Text(0, 100) == L"ok");
     }
 }
 
@@ -224,15 +169,13 @@ TEST_F(ADatabase, TakesTheWritesOfEightProcessesAtOnce) {
         writers.push_back(std::make_unique<Process>([&](Process& self) {
             self.Await();
             const auto database = Open();  // the first of them makes the file
-            if (!database) return 1;
-            for (int commit = 0; commit < 25; ++commit) {
-                if (Write(*database, "text")) return 2;
-            }
-            return 0;
+            int commits = 0;
+            while (database && commits < 25 && !Write(*database, "text")) ++commits;
+            return commits;
         }));
     }
     for (const auto& writer : writers) writer->Signal();
-    for (const auto& writer : writers) EXPECT_EQ(0, writer->Finish());
+    for (const auto& writer : writers) EXPECT_EQ(25, writer->Finish());
     EXPECT_EQ(200, Count(*Open({}, OpenMode::MustExist)));
 }
 
@@ -265,13 +208,13 @@ TEST_F(ADatabase, IsMadeByTheNextWhenItsMakerWasKilled) {
 TEST_F(ADatabase, IsLookedForAgainWhenItGoesWhileItIsOpened) {
     for (const OpenMode mode : {OpenMode::CreateIfMissing, OpenMode::MustExist}) {
         for (const int last : {1, 2}) {  // the file is opened to look at its head, and then to be used
-            beforeOpen = nullptr;
+            BentFiles::beforeOpen = nullptr;
             Open();
             int opened = 0;
-            beforeOpen = [&] {
+            BentFiles::beforeOpen = [&] {
                 if (++opened == last) std::filesystem::remove(path);
             };
-            const auto database = Open({.vfs = BentLayer()}, mode);
+            const auto database = Open({}, mode);
             EXPECT_EQ(mode == OpenMode::MustExist ? error::FileNotFound : error::Success, code) << last;
             EXPECT_TRUE(!database || !Write(*database, "text")) << last;
         }
@@ -309,19 +252,15 @@ TEST_F(ADatabase, WritesNothingToAFileThatHasLostItsName) {
 }
 
 TEST_F(ADatabase, IsNotMixedWithTheLogOfTheFileThatItReplaced) {
-    Process writer([&](Process& self) {  // killed, so that its log stays
-        const auto database = Open();
-        for (int id = 1; id < 5; ++id) Write(*database, "old", id);
-        self.Signal();
-        return self.Await() ? 0 : 1;
+    Process writer([&](Process&) {  // its end is none, so that its log stays
+        return Write(*Open().release(), "old", 1) ? 1 : 0;
     });
-    ASSERT_TRUE(writer.Await());
-    writer.Kill();
+    ASSERT_EQ(0, writer.Finish());
     sqlite3* raw = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open((home.Path() / "backup.db").c_str(), &raw));
-    EXPECT_EQ(SQLITE_OK, Execute(raw, schema.statements + "; PRAGMA application_id = 1952805748;" +
-                                          "PRAGMA user_version = 3; PRAGMA journal_mode = WAL;" +
-                                          "INSERT INTO notes VALUES (1, 'restored')"));
+    const std::string sql = schema.statements + "; PRAGMA application_id = 1952805748; PRAGMA user_version = 3;" +
+                            "PRAGMA journal_mode = WAL; INSERT INTO notes VALUES (1, 'restored')";
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(raw, sql.c_str(), nullptr, nullptr, nullptr));
     sqlite3_close(raw);
     std::filesystem::permissions(home.Path() / "backup.db", std::filesystem::perms(0600));
     std::filesystem::rename(home.Path() / "backup.db", path);
@@ -366,40 +305,38 @@ TEST_F(ADatabase, RefusesAFileThatIsNotItsOwnAndLeavesItAsItIs) {
 }
 
 TEST_F(ADatabase, RefusesPlacesThatCannotBeTrusted) {
-    EXPECT_EQ(nullptr, Open({}, OpenMode::MustExist));
-    EXPECT_EQ(error::FileNotFound, code);
+    const auto expect = [&](DWORD expected, OpenMode mode = OpenMode::CreateIfMissing) {
+        EXPECT_EQ(expected == error::Success, Open({}, mode) != nullptr);
+        EXPECT_EQ(expected, code);
+    };
+    expect(error::FileNotFound, OpenMode::MustExist);
     EXPECT_TRUE(std::filesystem::is_empty(home.Path()));
     std::ofstream(path).flush();
-    EXPECT_EQ(nullptr, Open({}, OpenMode::MustExist)) << "the making of it was cut short";
-    EXPECT_EQ(error::FileNotFound, code);
-    EXPECT_NE(nullptr, Open({}, OpenMode::CreateIfMissing));
+    expect(error::FileNotFound, OpenMode::MustExist);  // the making of it was cut short
+    expect(error::Success);
     std::filesystem::permissions(path, std::filesystem::perms(0660));
-    EXPECT_EQ(nullptr, Open());
-    EXPECT_EQ(error::AccessDenied, code);
+    expect(error::AccessDenied);
     std::filesystem::permissions(path, std::filesystem::perms(0600));
     std::filesystem::rename(path, path + ".real");
     std::filesystem::create_symlink(path + ".real", path);
-    EXPECT_EQ(nullptr, Open());
-    EXPECT_EQ(error::AccessDenied, code);
+    expect(error::AccessDenied);
     std::filesystem::remove(path);
     std::filesystem::create_directory(path);
-    EXPECT_EQ(nullptr, Open());
-    EXPECT_EQ(error::AccessDenied, code);
+    expect(error::AccessDenied);
     std::unique_ptr<Database> database;
     EXPECT_EQ(error::InvalidParameter, Database::Open("relative.db", schema, OpenMode::CreateIfMissing, database));
-    EXPECT_EQ(error::FileNotFound,
-              Database::Open((home.Path() / "none" / "x.db").string(), schema, OpenMode::CreateIfMissing, database));
+    EXPECT_EQ(error::FileNotFound, Database::Open(path + ".none/x.db", schema, OpenMode::CreateIfMissing, database));
 }
 
 TEST_F(ADatabase, IsOpenedAnewAfterASyncThatFailed) {
-    const auto database = Open({.vfs = BentLayer()});
+    const auto database = Open();
     ASSERT_EQ(error::Success, Write(*database, "first", 1));
-    beforeSync = [] { return SQLITE_IOERR_FSYNC; };
+    BentFiles::beforeSync = [] { return SQLITE_IOERR_FSYNC; };
     code = Write(*database, "doubtful", 1);
     EXPECT_NE(error::Success, code);
     EXPECT_NE(L"", Database::LastMessage(code));
     EXPECT_EQ(L"", Database::LastMessage(error::KeyHasChildren)) << "words of another failure";
-    beforeSync = nullptr;
+    BentFiles::beforeSync = nullptr;
     std::uint64_t counter = 0;
     EXPECT_EQ(error::Success, database->ReadChangeCounter(counter));
     EXPECT_EQ(Text(*database, 1), Text(*Open(), 1)) << "it may or may not have come to the disk, for all alike";
@@ -411,15 +348,14 @@ TEST_F(ADatabase, SaysThatTheDiskIsFullAndGoesOnWhenThereIsRoom) {
     Process writer([&](Process&) {
         std::signal(SIGXFSZ, SIG_IGN);
         const auto database = Open();
-        if (Write(*database, "kept")) return 1;
         rlimit limit{};
         ::getrlimit(RLIMIT_FSIZE, &limit);
         const rlimit tight{64 * 1024, limit.rlim_max};
+        const DWORD kept = Write(*database, "kept");
         ::setrlimit(RLIMIT_FSIZE, &tight);
-        if (Write(*database, std::string(90'000, 'x')) != error::DiskFull) return 2;
-        if (Count(*database) != 1) return 3;
+        const bool isFull = Write(*database, std::string(90'000, 'x')) == error::DiskFull && Count(*database) == 1;
         ::setrlimit(RLIMIT_FSIZE, &limit);
-        return Write(*database, "text") ? 4 : 0;
+        return kept == 0 && isFull && Write(*database, "text") == 0 ? 0 : 1;
     });
     EXPECT_EQ(0, writer.Finish());
     EXPECT_EQ(2, Count(*Open()));
@@ -427,7 +363,7 @@ TEST_F(ADatabase, SaysThatTheDiskIsFullAndGoesOnWhenThereIsRoom) {
 
 TEST_F(ADatabase, TakesBackAnInnerTransactionAloneAndAnOuterOneWhole) {
     const auto database = Open();
-    {
+    for (const bool isKept : {true, false}) {
         WriteTransaction outer(*database);
         ASSERT_EQ(error::Success, outer.Begin());
         EXPECT_EQ(error::Success, Write(*database, "a"));
@@ -436,15 +372,9 @@ TEST_F(ADatabase, TakesBackAnInnerTransactionAloneAndAnOuterOneWhole) {
             ASSERT_EQ(error::Success, inner.Begin());
             EXPECT_EQ(error::Success, Write(*database, "b"));
         }
-        EXPECT_EQ(1, Count(*database));
-        EXPECT_EQ(error::Success, outer.Commit());
+        EXPECT_EQ(isKept ? 1 : 2, Count(*database));
+        EXPECT_TRUE(!isKept || outer.Commit() == error::Success);
     }
-    {
-        WriteTransaction outer(*database);
-        ASSERT_EQ(error::Success, outer.Begin());
-        EXPECT_EQ(error::Success, Write(*database, "c"));
-    }
-    EXPECT_EQ(1, Count(*database));
     EXPECT_NE(error::Success, Statement(*database, "DELETE FROM notes").Run()) << "outside of a transaction";
     EXPECT_EQ(1, Count(*database));
 }
@@ -452,89 +382,84 @@ TEST_F(ADatabase, TakesBackAnInnerTransactionAloneAndAnOuterOneWhole) {
 TEST_F(ADatabase, ShowsAReaderOneStateAndCountsChangesOnce) {
     const auto reader = Open();
     const auto writer = Open();
-    std::uint64_t before = 0;
-    std::uint64_t counter = 0;
-    ASSERT_EQ(error::Success, reader->ReadChangeCounter(before));
-    EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
-    EXPECT_EQ(before, counter);
+    const auto counter = [&] {
+        std::uint64_t number = 0;
+        EXPECT_EQ(error::Success, reader->ReadChangeCounter(number));
+        return number;
+    };
+    const std::uint64_t before = counter();
+    EXPECT_EQ(before, counter());
     {
         ReadTransaction reading(*reader);
         ASSERT_EQ(error::Success, reading.Begin());
         EXPECT_EQ(error::Success, Write(*writer, "text"));
         EXPECT_EQ(0, Count(*reader));
-        EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
-        EXPECT_EQ(before, counter);
+        EXPECT_EQ(before, counter());
         EXPECT_EQ(error::Busy, Write(*reader, "refused"));
     }
     EXPECT_EQ(1, Count(*reader));
-    EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
-    EXPECT_NE(before, counter);
-    before = counter;
-    EXPECT_EQ(error::Success, Write(*reader, "own"));
-    EXPECT_EQ(error::Success, reader->ReadChangeCounter(counter));
-    EXPECT_NE(before, counter);
+    EXPECT_NE(before, counter());
     for (const auto* other : {&reader, &writer, &reader, &writer}) {
-        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(before));
+        const std::uint64_t counted = counter();
+        std::uint64_t glanced = 0;
+        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(glanced));
+        EXPECT_EQ(counted, glanced);
         EXPECT_EQ(error::Success, Write(**other, "seen at a glance"));
-        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(counter));
-        EXPECT_NE(before, counter);
+        EXPECT_EQ(error::Success, reader->GlanceAtChangeCounter(glanced));
+        EXPECT_NE(counted, glanced);
+        EXPECT_EQ(counter(), glanced);
     }
 }
 
 TEST_F(ADatabase, KeepsItsLogShortThoughStatementsAreCutShort) {
     const auto database = Open();
-    for (int round = 0; round < 6; ++round) {
-        for (int id = 1; id < 5; ++id) EXPECT_EQ(error::Success, Write(*database, std::string(1'000'000, 'x'), id));
+    for (int round = 0; round < 14; ++round) {
+        EXPECT_EQ(error::Success, Write(*database, std::string(1'000'000, 'x'), 1 + round % 4));
         Statement rows(*database, "SELECT id FROM notes");
         EXPECT_TRUE(rows.Next());
     }
-    EXPECT_LT(std::filesystem::file_size(path + "-wal"), 12'000'000U) << "24 MB were written";
+    EXPECT_LT(std::filesystem::file_size(path + "-wal"), 8'000'000U) << "14 MB were written";
 }
 
 TEST_F(ADatabase, CopiesItselfBetweenFileAndMemory) {
     const auto file = Open();
     ASSERT_EQ(error::Success, Write(*file, "from the file", 1));
     std::unique_ptr<Database> memory;
-    std::unique_ptr<Database> other;
+    std::unique_ptr<Database> foreign;
     ASSERT_EQ(error::Success, Database::OpenMemory(schema, memory));
-    ASSERT_EQ(error::Success, Database::OpenMemory(schema, other));
+    ASSERT_EQ(error::Success, Database::OpenMemory({1, 1, "CREATE TABLE t (x)"}, foreign));
     std::uint64_t before = 0;
     std::uint64_t after = 0;
     ASSERT_EQ(error::Success, memory->ReadChangeCounter(before));
     ASSERT_EQ(error::Success, file->CopyTo(*memory));
     ASSERT_EQ(error::Success, memory->ReadChangeCounter(after));
     EXPECT_NE(before, after);
-    EXPECT_EQ(L"from the file", Text(*memory, 1));
-    EXPECT_EQ(error::Success, Write(*memory, "rehearsed", 1));
+    EXPECT_EQ(error::Success, Write(*memory, Count(*memory) == 1 ? "rehearsed" : "", 1));
     EXPECT_EQ(L"from the file", Text(*file, 1));
-    EXPECT_EQ(error::Success, memory->CopyTo(*other));
-    EXPECT_EQ(error::Success, other->CopyTo(*file));
-    EXPECT_EQ(L"rehearsed", Text(*file, 1));
+    EXPECT_EQ(error::Success, memory->CopyTo(*file));
+    EXPECT_EQ(L"rehearsed", Text(*Open(), 1));
     EXPECT_EQ(error::Success, Write(*file, "and on", 2));
-    EXPECT_EQ(2, Count(*Open()));
-    std::unique_ptr<Database> foreign;
-    ASSERT_EQ(error::Success, Database::OpenMemory({1, 1, "CREATE TABLE t (x)"}, foreign));
     EXPECT_EQ(error::InvalidParameter, file->CopyTo(*foreign));
 }
 
 TEST_F(ADatabase, FindsColumnsThatAreNotWhatTheyMustBe) {
     const auto database = Open();
     EXPECT_EQ(error::Success, Write(*database, "text", 7));
-    {
+    const std::function<void(Statement&)> readings[] = {
+        [](Statement& rows) { EXPECT_EQ(L"", rows.Text(1, 3)); },
+        [](Statement& rows) { rows.Integer(0, 8); },
+        [](Statement& rows) { rows.Integer(1); },
+        [](Statement& rows) { rows.Blob(1, 4); },
+    };
+    for (const auto& read : readings) {
         Statement rows(*database, "SELECT id, text FROM notes");
         ASSERT_TRUE(rows.Next());
         EXPECT_EQ(7, rows.Integer(0, 7, 7));
         EXPECT_EQ(L"text", rows.Text(1, 4));
-        EXPECT_EQ(L"", rows.Text(1, 3));
+        read(rows);
         EXPECT_EQ(error::FileCorrupt, rows.Result());
         EXPECT_EQ(0, rows.Integer(0)) << "nothing after a failure";
         EXPECT_FALSE(rows.Next());
-    }
-    for (const bool isRange : {true, false}) {
-        Statement rows(*database, "SELECT id, text FROM notes");
-        ASSERT_TRUE(rows.Next());
-        isRange ? rows.Integer(0, 8) : rows.Integer(1);
-        EXPECT_EQ(error::FileCorrupt, rows.Result());
     }
     EXPECT_EQ(error::FileCorrupt, Statement(*database, "SELECT x FROM missing").Result());
 }
