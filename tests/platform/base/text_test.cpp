@@ -102,28 +102,21 @@ TEST(FoldedCase, CoversTheAlphabetsOfNamesInAnyLocaleAndDecidesEquality) {
     for (const wchar_t* other : {L"Disk ", L"Dis", L"Dïsk", L""}) EXPECT_FALSE(EqualIgnoringCase(L"Disk", other));
 }
 
+struct Number {
+    const wchar_t* text;
+    DWORD value;
+};
+
 TEST(Numbers, AreReadUpToTheFirstForeignCharacter) {
-    for (const auto& [text, value] : {std::pair{L"", 0U},
-                                      {L"x1", 0U},
-                                      {L" \t\n+42kg", 42U},
-                                      {L"-1", 0xFFFFFFFFU},
-                                      {L"- 1", 0U},
-                                      {L"--1", 0U},
-                                      {L"007", 7U},
-                                      {L"4294967295", 0xFFFFFFFFU},
-                                      {L"4294967301", 5U},
-                                      {L"0x10", 0U},
-                                      {L"1.9", 1U}})
-        EXPECT_EQ(value, ParseDecimal(text)) << ToUtf8(text);
+    const Number decimals[] = {{L"", 0},           {L"x1", 0},   {L" \t\n+42kg", 42}, {L"-1", 0xFFFFFFFF},
+                               {L"- 1", 0},        {L"--1", 0},  {L"007", 7},         {L"4294967295", 0xFFFFFFFF},
+                               {L"4294967301", 5}, {L"0x10", 0}, {L"1.9", 1}};
+    const Number hexadecimals[] = {
+        {L"", 0}, {L"0x", 0}, {L"0XfFg", 255}, {L" 0x10", 16}, {L"DEADBEEF", 0xDEADBEEF}, {L"123456789", 0x23456789}};
+    for (const auto& [text, value] : decimals) EXPECT_EQ(value, ParseDecimal(text)) << ToUtf8(text);
+    for (const auto& [text, value] : hexadecimals) EXPECT_EQ(value, ParseHexadecimal(text)) << ToUtf8(text);
     EXPECT_EQ(-2147483647 - 1, ParseInteger(L"2147483648"));
     EXPECT_EQ(-7, ParseInteger(L"-7"));
-    for (const auto& [text, value] : {std::pair{L"", 0U},
-                                      {L"0x", 0U},
-                                      {L"0XfFg", 255U},
-                                      {L" 0x10", 16U},
-                                      {L"DEADBEEF", 0xDEADBEEFU},
-                                      {L"123456789", 0x23456789U}})
-        EXPECT_EQ(value, ParseHexadecimal(text)) << ToUtf8(text);
 }
 
 }  // namespace

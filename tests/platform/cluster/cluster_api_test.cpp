@@ -69,29 +69,30 @@ protected:
     HNETWORK _network = nullptr;
 };
 
-TEST_F(TheClusterApi, AsksItsOperationAboutTheObjectsGiven) {
+TEST_F(TheClusterApi, AsksItsOperationAboutTheObjectsGivenAndPassesOnWhatItAnswers) {
     const HRESOURCE share = CreateClusterResource(_group, L"Share", L"Generic Service", 0);
     wchar_t name[50];
     wchar_t groupName[50];
     DWORD size = 50;
     DWORD groupSize = 50;
     _failing->ForgetCalls();
-    EXPECT_EQ(0U, OnlineClusterGroup(_group, _node));
-    EXPECT_EQ(0U, OfflineClusterGroup(_group));
-    EXPECT_EQ(0U, AddClusterResourceDependency(share, _resource));
-    EXPECT_EQ(0U, RemoveClusterResourceDependency(share, _resource));
-    EXPECT_EQ(0U, RemoveClusterResourceNode(_resource, _node));
-    EXPECT_EQ(0U, SetClusterGroupNodeList(_group, 1, &_node));
-    EXPECT_EQ(0U, EvictClusterNode(_node));
-    EXPECT_EQ(0U, GetClusterNetInterface(_cluster, L"N2", L"Public", name, &size));
+    for (const DWORD code :
+         {AddClusterResourceDependency(share, _resource), RemoveClusterResourceDependency(share, _resource),
+          RemoveClusterResourceNode(_resource, _node), SetClusterGroupNodeList(_group, 1, &_node),
+          GetClusterNetInterface(_cluster, L"N2", L"Public", name, &size), EvictClusterNode(_node)})
+        EXPECT_EQ(0U, code);
     EXPECT_STREQ(L"N2 - Public", name);
-    EXPECT_EQ(0U, OnlineClusterGroup(_group, nullptr));
+    _failing->Answer(Operation::OnlineGroup);
+    EXPECT_EQ(error::IoPending, OnlineClusterGroup(_group, nullptr));
     EXPECT_EQ(DWORD{ClusterResourceOnline},
               GetClusterResourceState(_resource, name, &(size = 50), groupName, &groupSize));
     EXPECT_EQ(L"N2 Files", std::wstring(name) + L" " + groupName);
-    EXPECT_EQ((StringArray{L"OnlineGroup Files N1", L"OfflineGroup Files", L"AddDependency Share Disk",
-                           L"RemoveDependency Share Disk", L"RemoveResourceOwner Disk N1", L"SetGroupOwners Files N1",
-                           L"EvictNode N1", L"InterfaceOf N2 Public", L"OnlineGroup Files", L"ResourceState Disk"}),
+    _failing->Fail(Operation::ResourceState, error::Timeout);
+    EXPECT_EQ(ClusterStateUnknown, GetClusterResourceState(_resource, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(error::Timeout, Cause());
+    EXPECT_EQ((StringArray{L"AddDependency Share Disk", L"RemoveDependency Share Disk", L"RemoveResourceOwner Disk N1",
+                           L"SetGroupOwners Files N1", L"InterfaceOf N2 Public", L"EvictNode N1", L"OnlineGroup Files",
+                           L"ResourceState Disk", L"ResourceState Disk"}),
               _failing->Log());
     EXPECT_EQ(1, CloseClusterResource(share));
 }
@@ -158,19 +159,16 @@ TEST_F(TheClusterApi, HandsOutNamesThatFitAndOtherwiseTheirSize) {
     wchar_t name[] = L"....";
     DWORD type = 77;
     DWORD size = 0;
-    for (const DWORD room : {0U, 1U, 2U}) {
+    for (const DWORD room : {0U, 2U}) {
         EXPECT_EQ(error::MoreData, ClusterEnum(nodes, 0, &type, name, &(size = room))) << room;
         EXPECT_EQ(3U, size);
         EXPECT_EQ(ClusterStateUnknown, GetClusterGroupState(_group, name, &(size = room)));
-        EXPECT_EQ(error::MoreData, Cause());
-        EXPECT_EQ(3U, size);
-        EXPECT_STREQ(L"....", name);
+        EXPECT_TRUE(Cause() == error::MoreData && size == 3);
     }
-    EXPECT_EQ(77U, type);
+    EXPECT_EQ(std::pair(std::wstring(L"...."), 77U), std::pair(std::wstring(name), type));
     EXPECT_EQ(0U, ClusterEnum(nodes, 1, &type, name, &size));
-    EXPECT_EQ(2U, size);
     EXPECT_EQ(std::wstring(L"N2\0.", 4), std::wstring(name, 4));
-    EXPECT_EQ(DWORD{CLUSTER_ENUM_NODE}, type);
+    EXPECT_TRUE(size == 2 && type == CLUSTER_ENUM_NODE);
     EXPECT_EQ(error::NoMoreItems, ClusterEnum(nodes, 2, &type, name, &size));
     EXPECT_EQ(0U, ClusterEnum(nodes, 0, &type, nullptr, &size));
     EXPECT_EQ(3U, size);
@@ -199,27 +197,6 @@ TEST_F(TheClusterApi, HandsOutControlAnswersThatFitAndOtherwiseTheirSize) {
     EXPECT_EQ(error::InvalidParameter, ask(nullptr, 4000)) << "room that is none";
     EXPECT_EQ(error::ResourceTypeNotFound,
               ClusterResourceTypeControl(_cluster, L"None", nullptr, 0x02000059, nullptr, 0, output, 4000, &returned));
-}
-
-TEST_F(TheClusterApi, PassesOnWhatTheEngineAnswers) {
-    _failing->Fail(Operation::Find, error::AccessDenied);
-    EXPECT_EQ(nullptr, OpenClusterGroup(_cluster, L"Files"));
-    EXPECT_EQ(error::AccessDenied, Cause());
-    _failing->Fail(Operation::NodeState, error::Timeout);
-    EXPECT_EQ(ClusterStateUnknown, GetClusterNodeState(_node));
-    EXPECT_EQ(error::Timeout, Cause());
-    _failing->Answer(Operation::OnlineGroup);
-    EXPECT_EQ(error::IoPending, OnlineClusterGroup(_group, _node));
-    EXPECT_EQ(DWORD{ClusterGroupOnline}, GetClusterGroupState(_group, nullptr, nullptr));
-    _failing->Heal();
-
-    _failing->FailItem(Operation::Enumerate, 0, error::GeneralFailure);
-    const HCLUSENUM nodes = ClusterOpenEnum(_cluster, CLUSTER_ENUM_NODE);
-    wchar_t name[10];
-    DWORD size = 10;
-    EXPECT_EQ(error::GeneralFailure, ClusterEnum(nodes, 0, nullptr, name, &size));
-    EXPECT_EQ(0U, ClusterEnum(nodes, 1, nullptr, name, &size));
-    EXPECT_EQ(0U, ClusterCloseEnum(nodes));
 }
 
 TEST_F(TheClusterApi, KeepsTheObjectsOfTwoClustersApart) {

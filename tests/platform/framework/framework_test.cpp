@@ -132,10 +132,7 @@ TEST(AnArray, AnswersIndexesThatNameNoElement) {
     }
     array.SetAt(1, 21);
     array.RemoveAt(0);
-    EXPECT_EQ(21, array[0]);
-    EXPECT_EQ(3, array.GetSize());
     array.RemoveAt(1, 2147483647);
-    array.FreeExtra();
     EXPECT_EQ(std::vector<int>{21}, std::vector<int>(array.begin(), array.end()));
 }
 
