@@ -1,10 +1,13 @@
 #include <platform/system/registry.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/text.h>
+#include <platform/store/Database.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <tests/support/TemporaryHome.h>
 
 namespace {
@@ -223,6 +226,19 @@ TEST_F(ARegistry, IsLeftAloneWhileAChangeIsRehearsed) {
     platform::EndRegistryRehearsal();
     EXPECT_EQ(done, TryOpen(L"K"));
     EXPECT_EQ(std::vector<BYTE>{1}, Value(real, L"v"));
+}
+
+TEST_F(ARegistry, IsClosedWhenItsProcessEndsThoughItsLockIsHeld) {
+    const auto run = [this] {
+        RegCloseKey(Create(L"K"));
+        std::unique_ptr<platform::Database> none;
+        // A failure whose words are kept, of a length that nothing else has.
+        platform::Database::Open(File().string() + std::string(150, 'x') + "/y", {}, platform::OpenMode::MustExist,
+                                 none);
+        ::flock(::open((File().string() + ".lock").c_str(), O_RDWR), LOCK_EX);
+        std::exit(0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ARegistry, IsFoundAnewWhenItsFileWasReplaced) {
