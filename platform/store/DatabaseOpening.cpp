@@ -169,12 +169,13 @@ DWORD Database::State::OpenFile(OpenMode mode) {
     std::string canonical;
     if (const DWORD code = Canonical(path, canonical)) return code;
     path = canonical;
-    bool isNew = false;
-    if (const DWORD code = CheckFile(isNew)) return code;
-    if (isNew && mode == OpenMode::MustExist) return NoFileFailure();
+    FileStage stage{};
+    if (const DWORD code = CheckFile(stage)) return code;
+    if (stage == FileStage::Missing && mode == OpenMode::MustExist) return NoFileFailure();
     if (const DWORD code = lock.Open(path)) return code;
-    // Until it is remembered, a file may still be in the making, with locks of SQLite's that no patience outlasts.
-    const bool isKnown = !isNew && lock.RemembersFile();
+    // Until it is remembered, a file may still be in the making, with locks of SQLite's that no patience outlasts. So
+    // may one without a log, to whoever turns its log on.
+    const bool isKnown = stage == FileStage::Complete && lock.RemembersFile();
     DWORD code = isKnown ? error::Success : lock.Take(options.lockTimeout);
     if (code == error::Success) code = isKnown ? Connect() : MakeOrConnect(mode);
     if (code == error::Success) code = CheckSchema();
@@ -193,14 +194,14 @@ DWORD Database::State::OpenInMemory() {
     return code;
 }
 
-DWORD Database::State::CheckFile(bool& isNew) const {
+DWORD Database::State::CheckFile(FileStage& stage) const {
     if (IsNetworkFileSystem(path.substr(0, path.rfind('/') + 1))) {
         return Fail(error::NotSupported, L"\"%1\" is on a network file system, where databases get damaged.", path);
     }
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
-        isNew = errno == ENOENT;
-        return isNew ? error::Success : FailErrno(errno, L"\"%1\" cannot be read: %2.", path);
+        stage = FileStage::Missing;
+        return errno == ENOENT ? error::Success : FailErrno(errno, L"\"%1\" cannot be read: %2.", path);
     }
     if (!S_ISREG(status.st_mode)) {
         return Fail(error::AccessDenied, L"\"%1\" is not a regular file.", path);
@@ -212,19 +213,21 @@ DWORD Database::State::CheckFile(bool& isNew) const {
         return Fail(error::AccessDenied, L"\"%1\" can be written by other users.", path);
     }
     if (Files().Belongs(status.st_dev, status.st_ino)) return ForkedFailure();
-    return CheckHeader(isNew);
+    return CheckHeader(stage);
 }
 
 // Before SQLite sees the file: a file that is not ours must not get a write-ahead log, or lose one.
-DWORD Database::State::CheckHeader(bool& isNew) const {
+DWORD Database::State::CheckHeader(FileStage& stage) const {
     unsigned char header[headerLength] = {};
     std::int64_t size = 0;
     const DWORD code = ReadHeader(path, header, size);
-    isNew = code == error::FileNotFound || (code == error::Success && size == 0);  // it may have gone just now
-    if (isNew || code != error::Success) return isNew ? error::Success : code;
+    stage = FileStage::Missing;
+    if (code == error::FileNotFound) return error::Success;  // it has gone just now
+    if (code != error::Success || size == 0) return code;
     if (size < headerLength || std::memcmp(header, "SQLite format 3", 16) != 0) {
         return Fail(error::BadDatabase, L"\"%1\" is damaged, or is no database.", path);
     }
+    stage = header[18] == 2 && header[19] == 2 ? FileStage::Complete : FileStage::WithoutLog;
     return CheckIdentity(schema, ReadBigEndian(header + 68), ReadBigEndian(header + 60), path);
 }
 
@@ -242,14 +245,16 @@ DWORD Database::State::CheckReplacement() const {
 // Others may be at the same: whoever gets the lock first makes the file. Who comes after one that was killed in the
 // making finds a file that looks whole, until SQLite has taken the unfinished transaction back: then it is empty.
 DWORD Database::State::MakeOrConnect(OpenMode mode) {
-    bool isNew = false;
-    if (const DWORD code = CheckFile(isNew)) return code;
-    if (!isNew) {
+    FileStage stage{};
+    if (const DWORD code = CheckFile(stage)) return code;
+    if (stage != FileStage::Missing) {
         DWORD code = CheckReplacement();
+        // The head of the file says that its log is on some time before all is done.
+        if (code == error::Success) lock.ForgetFile();
         if (code == error::Success) code = Connect();
         if (code == error::Success) code = RefreshDataVersion();
-        if (code == error::Success) code = CheckFile(isNew);
-        if (code != error::Success || !isNew) return code;
+        if (code == error::Success) code = CheckFile(stage);
+        if (code != error::Success || stage != FileStage::Missing) return code;
     }
     if (mode == OpenMode::MustExist) return NoFileFailure();
     if (!connection) {

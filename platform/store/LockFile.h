@@ -33,6 +33,7 @@ public:
     bool RemembersFile() const;
     /// Remembers the database file as it is now. The lock must be held.
     void RememberFile();
+    void ForgetFile();
 
     /// Forgets the descriptor without closing it: it is the parent process's.
     void Abandon() { _descriptor = -1; }
