@@ -360,6 +360,8 @@ TEST_F(ADatabase, IsOpenedAnewAfterASyncThatFailed) {
     EXPECT_EQ(Text(*database, 1), Text(*Open(), 1)) << "it may or may not have come to the disk, for all alike";
     EXPECT_EQ(error::Success, Write(*database, "second", 1));
     EXPECT_EQ(L"second", Text(*Open(), 1));
+    BentFiles::beforeSync = [&] { return std::filesystem::remove(path) ? SQLITE_IOERR_FSYNC : SQLITE_OK; };
+    EXPECT_EQ(error::FileInvalid, Write(*database, "third", 1)) << "there is no file to open";
 }
 
 TEST_F(ADatabase, SaysThatTheDiskIsFullAndGoesOnWhenThereIsRoom) {
@@ -372,7 +374,13 @@ TEST_F(ADatabase, SaysThatTheDiskIsFullAndGoesOnWhenThereIsRoom) {
         const DWORD kept = Write(*database, "kept");
         ::setrlimit(RLIMIT_FSIZE, &tight);
         const bool isFull = Write(*database, std::string(90'000, 'x')) == error::DiskFull && Count(*database) == 1;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
+        {
+            WriteTransaction transaction(*database);
+            transaction.Begin();
+            Statement(*database, "INSERT INTO notes VALUES (7, ?)", std::wstring(4'000'000, L'x')).Run();
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            if (!Statement(*database, "INSERT INTO notes VALUES (8, 'of what was taken back')").Run()) return 2;
+        }
         return kept == 0 && isFull && Write(*database, "text") == 0 ? 0 : 1;
     });
     EXPECT_EQ(0, writer.Finish());

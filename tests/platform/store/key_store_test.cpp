@@ -88,6 +88,16 @@ TEST_F(AKeyStore, RefusesNamesAndDataThatCannotBe) {
     EXPECT_EQ(error::InvalidParameter, _store->CreateKey(deep, L"d", false, key, created));
 }
 
+TEST_F(AKeyStore, ForgetsWhatWasTakenBack) {
+    {
+        WriteTransaction transaction(*_database);
+        EXPECT_EQ(error::Success, transaction.Begin());
+        Create(L"gone");
+        EXPECT_NE(0, Find(L"gone"));
+    }
+    EXPECT_EQ(0, Find(L"gone"));
+}
+
 TEST(ADamagedKeyStore, IsReportedAndNeverFollowed) {
     const TemporaryHome home;
     const std::string path = (home.Path() / "keys.db").string();
