@@ -1,8 +1,10 @@
 #include <platform/store/Database.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <platform/base/error_codes.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -238,6 +240,18 @@ TEST_F(ADatabase, KeepsWritersApartThoughTheirLockFileWasRemoved) {
     WriteTransaction writing(*other);
     EXPECT_EQ(error::Success, writing.Begin());
     EXPECT_EQ(error::Timeout, Write(*one, "text"));
+}
+
+TEST_F(ADatabase, LeavesItsLogWhenItCannotHaveTheLockToCloseIt) {
+    auto database = Open();
+    EXPECT_EQ(error::Success, Write(*database, "text"));
+    const int held = ::open((path + ".lock").c_str(), O_RDWR);
+    ::flock(held, LOCK_EX);
+    database.reset();
+    EXPECT_TRUE(std::filesystem::exists(path + "-wal"));
+    ::close(held);
+    EXPECT_EQ(1, Count(*Open()));
+    EXPECT_FALSE(std::filesystem::exists(path + "-wal"));
 }
 
 TEST_F(ADatabase, IsRefusedInAForkedProcess) {
