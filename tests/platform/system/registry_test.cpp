@@ -229,7 +229,10 @@ TEST_F(ARegistry, IsLeftAloneWhileAChangeIsRehearsed) {
 }
 
 TEST_F(ARegistry, IsClosedWhenItsProcessEndsThoughItsLockIsHeld) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";  // a process of its own, which inherits nothing
     const auto run = [this] {
+        static const std::filesystem::path own = home.Path();
+        std::atexit([] { std::filesystem::remove_all(own); });  // after the registry was closed
         RegCloseKey(Create(L"K"));
         std::unique_ptr<platform::Database> none;
         // A failure whose words are kept, of a length that nothing else has.
