@@ -53,9 +53,7 @@ DWORD OpenWithEngine(const ClusterFolder& folder, std::shared_ptr<ClusterService
                 ToUtf8(folder.engine));
 }
 
-DWORD ResolveFolder(const std::wstring& name, std::shared_ptr<ClusterService>& service) {
-    Directory& directory = TheDirectory();
-    const std::scoped_lock lock(directory.folderMutex);
+DWORD LookForFolder(Directory& directory, const std::wstring& name, std::shared_ptr<ClusterService>& service) {
     ClusterFolder folder;
     if (const DWORD code = FindClusterFolder(name, folder)) return code;
     std::erase_if(directory.openFolders, [](const auto& entry) { return entry.second.service.expired(); });
@@ -70,6 +68,14 @@ DWORD ResolveFolder(const std::wstring& name, std::shared_ptr<ClusterService>& s
     directory.openFolders[folder.path] = {folder.stamp, opened};
     service = std::move(opened);
     return error::Success;
+}
+
+// A folder that was removed or replaced while its engine opened it is looked for again.
+DWORD ResolveFolder(const std::wstring& name, std::shared_ptr<ClusterService>& service) {
+    Directory& directory = TheDirectory();
+    const std::scoped_lock lock(directory.folderMutex);
+    const DWORD code = LookForFolder(directory, name, service);
+    return code == error::FileInvalid ? LookForFolder(directory, name, service) : code;
 }
 
 /// The cluster that is meant when none is named.

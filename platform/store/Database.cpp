@@ -12,6 +12,7 @@ namespace platform {
 namespace {
 
 constexpr int checkpointPages = 1000;
+constexpr int openingAttempts = 5;
 
 const wchar_t* const notWritten = L"\"%1\" could not be written: %2.";
 const wchar_t* const notRead = L"\"%1\" could not be read: %2.";
@@ -25,14 +26,18 @@ Database::~Database() = default;
 DWORD Database::Open(const std::string& absolutePath, const DatabaseSchema& schema, OpenMode mode,
                      std::unique_ptr<Database>& database, const DatabaseOptions& options) {
     database.reset();
-    auto state = std::make_unique<State>();
-    state->path = absolutePath;
-    state->schema = schema;
-    state->options = options;
     if (absolutePath.empty()) return Fail(error::InvalidParameter, L"A database file needs a path.", absolutePath);
-    const DWORD code = state->OpenFile(mode);
-    if (code == error::Success) database.reset(new Database(std::move(state)));
-    return code;
+    // A file that is removed or replaced while it is being opened is looked for again, until it is clear what is there.
+    for (int attempt = 1;; ++attempt) {
+        auto state = std::make_unique<State>();
+        state->path = absolutePath;
+        state->schema = schema;
+        state->options = options;
+        const DWORD code = state->OpenFile(mode);
+        if (code != error::Success && state->HasLostPlace() && attempt < openingAttempts) continue;
+        if (code == error::Success) database.reset(new Database(std::move(state)));
+        return code;
+    }
 }
 
 DWORD Database::OpenMemory(const DatabaseSchema& schema, std::unique_ptr<Database>& database) {
@@ -125,10 +130,6 @@ std::int64_t Database::ChangedRows() const {
     return sqlite3_changes64(_state->connection);
 }
 
-bool Database::IsInMemory() const {
-    return _state->IsInMemory();
-}
-
 const std::string& Database::Path() const {
     return _state->path;
 }
@@ -176,7 +177,10 @@ bool Database::State::HasMoved() const {
 // What is written to a file that has lost its name, nobody would ever see.
 DWORD Database::State::CheckPlace() {
     if (!connection) return Fail(error::CannotOpenDatabase, L"\"%1\" is closed since a write to it failed.", path);
-    if (!HasMoved()) return error::Success;
+    return HasMoved() ? LostPlaceFailure() : error::Success;
+}
+
+DWORD Database::State::LostPlaceFailure() const {
     return Fail(error::FileInvalid, L"\"%1\" was removed or replaced by another file.", path);
 }
 
@@ -230,10 +234,10 @@ DWORD Database::State::RefreshDataVersion() {
 
 DWORD Database::State::TakeLock() {
     if (IsInMemory()) return error::Success;
-    if (const DWORD code = lock.Take(options.lockTimeout)) return code;
-    const DWORD code = CheckPlace();
-    if (code != error::Success) lock.Release();
-    return code;
+    const DWORD code = lock.Take(options.lockTimeout);
+    const DWORD lost = CheckPlace();  // the better answer, where the lock file has gone the same way
+    if (lost != error::Success) lock.Release();
+    return lost != error::Success ? lost : code;
 }
 
 // PASSIVE takes what it can and waits for nobody. What readers still need stays for the next one.
@@ -251,8 +255,10 @@ DWORD Database::State::Execute(const char* sql) {
 }
 
 DWORD Database::State::Failed(int status, const wchar_t* message) {
+    const bool isOfTheFile = (status & 0xFF) == SQLITE_IOERR || (status & 0xFF) == SQLITE_CANTOPEN;
     if ((status & 0xFF) == SQLITE_IOERR) isDoubtful = true;
-    return FailSqlite(status, connection, message, path);
+    const DWORD code = FailSqlite(status, connection, message, path);
+    return isOfTheFile && HasLostPlace() ? LostPlaceFailure() : code;
 }
 
 DWORD Database::State::BeginWriting() {

@@ -30,7 +30,6 @@ enum class OpenMode { CreateIfMissing, MustExist };
 
 struct DatabaseOptions {
     DWORD lockTimeout = 10'000;  ///< milliseconds that a writer waits for the others before it gives up
-    const char* vfs = nullptr;   ///< name of a registered SQLite file layer; null takes the default
 };
 
 /// One SQLite file, or one in memory, opened so that several processes can work on it at once: a write-ahead log, one
@@ -79,7 +78,6 @@ public:
     /// How many rows the last INSERT, UPDATE or DELETE changed.
     std::int64_t ChangedRows() const;
 
-    bool IsInMemory() const;
     /// Empty in memory.
     const std::string& Path() const;
     /// Whether the file at the path is no longer the one that was opened, or the process was forked since.
@@ -131,14 +129,11 @@ public:
     /// The bytes are copied.
     void Bind(std::span<const BYTE> blob);
     void Bind(const std::vector<BYTE>& blob) { Bind(std::span<const BYTE>(blob)); }
-    void Bind(std::nullptr_t);
 
     /// Steps to the next row. False at the end, or when something failed: Result tells which.
     bool Next();
     /// Runs a statement that gives no rows.
     DWORD Run();
-    /// Makes the statement ready to run again with new values.
-    void Restart();
     /// Success while rows come and when they have ended.
     DWORD Result() const { return _result; }
 
@@ -148,7 +143,6 @@ public:
     std::wstring Text(int column, std::size_t longest);
     /// Valid until the next step.
     std::span<const BYTE> Blob(int column, std::size_t longest);
-    bool IsNull(int column);
 
 private:
     Statement(Database* database, const char* sql);

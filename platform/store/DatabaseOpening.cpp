@@ -96,9 +96,8 @@ int CountLogPages(void* argument, sqlite3*, const char*, int pages) {
 }
 
 // Reads the head of a file through SQLite's own file layer: closing a descriptor of ours would drop SQLite's locks.
-DWORD ReadHeader(const char* vfsName, const std::string& path, unsigned char* header, std::int64_t& size) {
-    sqlite3_vfs* vfs = sqlite3_vfs_find(vfsName);
-    if (!vfs) return Fail(error::CannotOpenDatabase, L"There is no such file layer for \"%1\".", path);
+DWORD ReadHeader(const std::string& path, unsigned char* header, std::int64_t& size) {
+    sqlite3_vfs* const vfs = sqlite3_vfs_find(nullptr);
     const std::unique_ptr<void, decltype(&std::free)> memory(std::calloc(1, static_cast<std::size_t>(vfs->szOsFile)),
                                                              &std::free);
     auto* file = static_cast<sqlite3_file*>(memory.get());
@@ -170,23 +169,22 @@ DWORD Database::State::OpenFile(OpenMode mode) {
     std::string canonical;
     if (const DWORD code = Canonical(path, canonical)) return code;
     path = canonical;
-    bool isNew = false;
-    if (const DWORD code = CheckFile(isNew)) return code;
-    if (isNew && mode == OpenMode::MustExist) {
-        return Fail(error::FileNotFound, L"There is no database \"%1\".", path);
-    }
+    FileStage stage{};
+    if (const DWORD code = CheckFile(stage)) return code;
+    if (stage == FileStage::Missing && mode == OpenMode::MustExist) return NoFileFailure();
     if (const DWORD code = lock.Open(path)) return code;
-    // Until it is remembered, a file may still be in the making, with locks of SQLite's that no patience outlasts.
-    const bool isKnown = !isNew && lock.RemembersFile();
+    // Until it is remembered, a file may still be in the making, with locks of SQLite's that no patience outlasts. So
+    // may one without a log, to whoever turns its log on.
+    const bool isKnown = stage == FileStage::Complete && lock.RemembersFile();
     DWORD code = isKnown ? error::Success : lock.Take(options.lockTimeout);
-    if (code == error::Success && !isKnown) code = isNew ? CreateFile() : CheckReplacement();
-    if (code == error::Success && !connection) code = Connect();
+    if (code == error::Success) code = isKnown ? Connect() : MakeOrConnect(mode);
     if (code == error::Success) code = CheckSchema();
     if (code == error::Success) code = EnableLog();
     if (code == error::Success && !isKnown) lock.RememberFile();
     lock.Release();
-    if (code == error::Success) sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-    return code;
+    if (code != error::Success) return HasLostPlace() ? LostPlaceFailure() : code;
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    return error::Success;
 }
 
 DWORD Database::State::OpenInMemory() {
@@ -196,14 +194,14 @@ DWORD Database::State::OpenInMemory() {
     return code;
 }
 
-DWORD Database::State::CheckFile(bool& isNew) const {
+DWORD Database::State::CheckFile(FileStage& stage) const {
     if (IsNetworkFileSystem(path.substr(0, path.rfind('/') + 1))) {
         return Fail(error::NotSupported, L"\"%1\" is on a network file system, where databases get damaged.", path);
     }
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
-        isNew = errno == ENOENT;
-        return isNew ? error::Success : FailErrno(errno, L"\"%1\" cannot be read: %2.", path);
+        stage = FileStage::Missing;
+        return errno == ENOENT ? error::Success : FailErrno(errno, L"\"%1\" cannot be read: %2.", path);
     }
     if (!S_ISREG(status.st_mode)) {
         return Fail(error::AccessDenied, L"\"%1\" is not a regular file.", path);
@@ -215,19 +213,21 @@ DWORD Database::State::CheckFile(bool& isNew) const {
         return Fail(error::AccessDenied, L"\"%1\" can be written by other users.", path);
     }
     if (Files().Belongs(status.st_dev, status.st_ino)) return ForkedFailure();
-    return CheckHeader(isNew);
+    return CheckHeader(stage);
 }
 
 // Before SQLite sees the file: a file that is not ours must not get a write-ahead log, or lose one.
-DWORD Database::State::CheckHeader(bool& isNew) const {
+DWORD Database::State::CheckHeader(FileStage& stage) const {
     unsigned char header[headerLength] = {};
     std::int64_t size = 0;
-    if (const DWORD code = ReadHeader(options.vfs, path, header, size)) return code;
-    isNew = size == 0;
-    if (isNew) return error::Success;
+    const DWORD code = ReadHeader(path, header, size);
+    stage = FileStage::Missing;
+    if (code == error::FileNotFound) return error::Success;  // it has gone just now
+    if (code != error::Success || size == 0) return code;
     if (size < headerLength || std::memcmp(header, "SQLite format 3", 16) != 0) {
         return Fail(error::BadDatabase, L"\"%1\" is damaged, or is no database.", path);
     }
+    stage = header[18] == 2 && header[19] == 2 ? FileStage::Complete : FileStage::WithoutLog;
     return CheckIdentity(schema, ReadBigEndian(header + 68), ReadBigEndian(header + 60), path);
 }
 
@@ -242,19 +242,33 @@ DWORD Database::State::CheckReplacement() const {
                 path);
 }
 
-// Another process may be at the same: whoever gets the lock first makes the file, and the others find it.
+// Others may be at the same: whoever gets the lock first makes the file. Who comes after one that was killed in the
+// making finds a file that looks whole, until SQLite has taken the unfinished transaction back: then it is empty.
+DWORD Database::State::MakeOrConnect(OpenMode mode) {
+    FileStage stage{};
+    if (const DWORD code = CheckFile(stage)) return code;
+    if (stage != FileStage::Missing) {
+        DWORD code = CheckReplacement();
+        // The head of the file says that its log is on some time before all is done.
+        if (code == error::Success) lock.ForgetFile();
+        if (code == error::Success) code = Connect();
+        if (code == error::Success) code = RefreshDataVersion();
+        if (code == error::Success) code = CheckFile(stage);
+        if (code != error::Success || stage != FileStage::Missing) return code;
+    }
+    if (mode == OpenMode::MustExist) return NoFileFailure();
+    if (!connection) {
+        if (const DWORD code = CreateFile()) return code;
+        if (const DWORD code = Connect()) return code;
+    }
+    return CreateTables();
+}
+
 DWORD Database::State::CreateFile() {
     const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-    if (descriptor >= 0) {
-        ::close(descriptor);  // nobody else has it open yet: all others wait for the lock
-    } else if (errno != EEXIST) {
-        return FailErrno(errno, L"\"%1\" cannot be made: %2.", path);
-    }
-    bool isNew = false;
-    if (const DWORD code = CheckFile(isNew)) return code;
-    if (!isNew) return error::Success;
-    if (const DWORD code = Connect()) return code;
-    return CreateTables();
+    if (descriptor < 0 && errno != EEXIST) return FailErrno(errno, L"\"%1\" cannot be made: %2.", path);
+    if (descriptor >= 0) ::close(descriptor);  // nobody else has it open yet: all others wait for the lock
+    return error::Success;
 }
 
 DWORD Database::State::Connect() {
@@ -262,7 +276,7 @@ DWORD Database::State::Connect() {
     if (IsInMemory()) flags |= SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY;
     const char* name = IsInMemory() ? ":memory:" : path.c_str();
     errno = 0;
-    int status = sqlite3_open_v2(name, &connection, flags, options.vfs);
+    int status = sqlite3_open_v2(name, &connection, flags, nullptr);
     ++connectionNumber;
     if (status != SQLITE_OK) return FailSqlite(status, connection, L"\"%1\" cannot be opened: %2.", path);
     patience.bound = options.lockTimeout;
@@ -328,13 +342,21 @@ DWORD Database::State::EnableLog() {
 
 DWORD Database::State::RememberInode() {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0 || HasMoved()) {
-        return Fail(error::FileInvalid, L"\"%1\" was replaced while it was being opened.", path);
-    }
+    if (::lstat(path.c_str(), &status) != 0 || HasMoved()) return LostPlaceFailure();
     device = status.st_dev;
     inode = status.st_ino;
     Files().Add(device, inode);
     return error::Success;
+}
+
+DWORD Database::State::NoFileFailure() const {
+    return Fail(error::FileNotFound, L"There is no database \"%1\".", path);
+}
+
+// A failure of SQLite's means nothing while its file is going: it tells of that in many ways.
+bool Database::State::HasLostPlace() const {
+    struct stat status {};
+    return connection && (::lstat(path.c_str(), &status) != 0 || HasMoved());
 }
 
 void Database::State::Close() {

@@ -20,6 +20,9 @@ struct Patience {
 /// The head of the log's index: every commit changes it, and nobody's reading does.
 using LogHead = std::array<std::uint32_t, 12>;
 
+/// How far a file has come. WithoutLog: it is in the making, or a backup was copied into it.
+enum class FileStage { Missing, WithoutLog, Complete };
+
 /// The process's id, without a system call.
 pid_t CurrentProcess();
 
@@ -70,9 +73,10 @@ struct Database::State {
     DWORD OpenFile(OpenMode mode);
     DWORD OpenInMemory();
     void Close();
-    DWORD CheckFile(bool& isNew) const;
-    DWORD CheckHeader(bool& isNew) const;
+    DWORD CheckFile(FileStage& stage) const;
+    DWORD CheckHeader(FileStage& stage) const;
     DWORD CheckReplacement() const;
+    DWORD MakeOrConnect(OpenMode mode);
     DWORD CreateFile();
     DWORD Connect();
     DWORD Configure();
@@ -80,6 +84,8 @@ struct Database::State {
     DWORD EnableLog();
     DWORD CheckSchema();
     DWORD RememberInode();
+    DWORD NoFileFailure() const;
+    bool HasLostPlace() const;
 
     // Use (Database.cpp).
     DWORD BeReady();
@@ -100,6 +106,7 @@ struct Database::State {
     void GiveBack(const char* sql, sqlite3_stmt* statement, std::uint64_t number);
     DWORD Failed(int status, const wchar_t* message);
     DWORD ForkedFailure() const;
+    DWORD LostPlaceFailure() const;
 };
 
 }  // namespace platform

@@ -127,17 +127,6 @@ DWORD KeyStore::CreateChild(KeyId parent, std::wstring_view name, bool isVolatil
     return error::Success;
 }
 
-DWORD KeyStore::RenameKey(KeyId key, std::wstring_view name) {
-    if (!IsKeyName(name) || key == top) return error::InvalidParameter;
-    WriteTransaction transaction(Store());
-    if (const DWORD code = _cache->Begin(transaction)) return code;
-    const Cache::Key* row = nullptr;
-    if (const DWORD code = _cache->Load(key, row)) return code;
-    Statement change(Store(), "UPDATE keys SET name = ?, folded = ? WHERE id = ?", name, FoldCase(name), key);
-    if (const DWORD code = change.Run()) return code;
-    return transaction.Commit();
-}
-
 DWORD KeyStore::DeleteKey(KeyId parent, std::wstring_view path) {
     return Remove(parent, path, false);
 }

@@ -53,9 +53,6 @@ public:
     /// volatile or not. ChildMustBeVolatile for a lasting key below a volatile one.
     DWORD CreateKey(KeyId parent, std::wstring_view path, bool isVolatile, KeyId& key, bool& created);
 
-    /// AlreadyExists when a sibling has that name; a change of case alone is allowed.
-    DWORD RenameKey(KeyId key, std::wstring_view name);
-
     /// Deletes one key with its values. KeyHasChildren, and nothing happens, while it has subkeys.
     DWORD DeleteKey(KeyId parent, std::wstring_view path);
 

@@ -98,10 +98,12 @@ bool LockFile::RemembersFile() const {
 void LockFile::RememberFile() {
     const std::string record = Identity(_databasePath) + ' ' + Identity(_path);
     // A record that could not be written is no record: the check it serves is then left out.
-    if (::ftruncate(_descriptor, 0) != 0) return;
-    if (::pwrite(_descriptor, record.data(), record.size(), 0) != static_cast<ssize_t>(record.size())) {
-        static_cast<void>(::ftruncate(_descriptor, 0) == 0);
-    }
+    ForgetFile();
+    if (::pwrite(_descriptor, record.data(), record.size(), 0) != static_cast<ssize_t>(record.size())) ForgetFile();
+}
+
+void LockFile::ForgetFile() {
+    static_cast<void>(::ftruncate(_descriptor, 0) == 0);
 }
 
 }  // namespace platform

@@ -31,8 +31,10 @@ public:
     /// Whether the database file is another than the one remembered, although this lock file stayed in its place.
     bool IsBesideAnotherFile() const;
     bool RemembersFile() const;
-    /// Remembers the database file as it is now. The lock must be held.
+    /// Remembers the database file as it is now, or forgets it for the time of a change to what it is. The lock must be
+    /// held: whoever opens a file that is not remembered waits for it.
     void RememberFile();
+    void ForgetFile();
 
     /// Forgets the descriptor without closing it: it is the parent process's.
     void Abandon() { _descriptor = -1; }

@@ -52,10 +52,6 @@ void Statement::Bind(std::span<const BYTE> blob) {
                              : sqlite3_bind_blob64(_statement, _bound, blob.data(), blob.size(), SQLITE_TRANSIENT));
 }
 
-void Statement::Bind(std::nullptr_t) {
-    if (_statement) KeepFailure(sqlite3_bind_null(_statement, ++_bound));
-}
-
 bool Statement::Next() {
     if (!_statement || _result != error::Success || _hasEnded) return false;
     Database::State& state = *_database._state;
@@ -78,15 +74,6 @@ bool Statement::Next() {
 DWORD Statement::Run() {
     while (Next()) continue;
     return _result;
-}
-
-void Statement::Restart() {
-    if (!_statement) return;
-    sqlite3_reset(_statement);
-    sqlite3_clear_bindings(_statement);
-    _bound = 0;
-    _hasEnded = false;
-    _result = error::Success;
 }
 
 void Statement::Damaged() {
@@ -127,10 +114,6 @@ std::span<const BYTE> Statement::Blob(int column, std::size_t longest) {
     }
     Damaged();
     return {};
-}
-
-bool Statement::IsNull(int column) {
-    return _statement && !_hasEnded && sqlite3_column_type(_statement, column) == SQLITE_NULL;
 }
 
 }  // namespace platform

@@ -10,7 +10,17 @@ namespace platform {
 
 namespace {
 
-thread_local Failure lastFailure;
+// Databases that statics hold are closed when what is thread_local has gone already: then a spare one serves.
+Failure& KeptFailure() {
+    thread_local bool hasGone = false;
+    struct Kept {
+        ~Kept() { hasGone = true; }
+        Failure failure;
+    };
+    thread_local Kept kept;
+    static Failure& spare = *new Failure;
+    return hasGone ? spare : kept.failure;
+}
 
 void Replace(std::wstring& text, std::wstring_view mark, const std::wstring& value) {
     if (const std::size_t at = text.find(mark); at != std::wstring::npos) text.replace(at, mark.size(), value);
@@ -81,7 +91,7 @@ DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::str
     std::wstring text = message;
     Replace(text, L"%2", FromUtf8(detail));
     Replace(text, L"%1", path.empty() ? L"in memory" : FromUtf8(path));
-    lastFailure = {code, std::move(text)};
+    KeptFailure() = {code, std::move(text)};
     return code;
 }
 
@@ -103,15 +113,15 @@ DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const 
 }
 
 const Failure& LastFailure() {
-    return lastFailure;
+    return KeptFailure();
 }
 
 void KeepFailure(const Failure& failure) {
-    lastFailure = failure;
+    KeptFailure() = failure;
 }
 
 DWORD FailAs(DWORD code) {
-    return lastFailure.code = code;
+    return KeptFailure().code = code;
 }
 
 }  // namespace platform

@@ -66,8 +66,8 @@ public:
     DWORD With(const HostPlace& place, OpenMode mode, const Operation& operation) {
         for (bool isRepeated = false;; isRepeated = true) {
             std::shared_ptr<File> file;
-            if (const DWORD code = Find(place, mode, file)) return code;
-            const DWORD code = operation(file);
+            DWORD code = Find(place, mode, file);
+            if (code == error::Success) code = operation(file);
             if (code != error::FileInvalid || isRepeated) return code;
             Forget(file);
         }

@@ -75,29 +75,28 @@ protected:
         EXPECT_EQ(0U, Service().NameOf(object, name));
         return name;
     }
-    DWORD GroupState(ObjectId group) {
-        DWORD state = ClusterStateUnknown;
-        std::wstring owner;
-        EXPECT_EQ(0U, Service().GroupState(group, state, owner));
-        return state;
-    }
     std::wstring OwnerOf(ObjectId group) {
         DWORD state = 0;
         std::wstring owner;
         EXPECT_EQ(0U, Service().GroupState(group, state, owner));
         return owner;
     }
-    DWORD ResourceState(ObjectId resource) {
+    /// Of a group, a node or a resource.
+    DWORD StateOf(ObjectId object) {
         DWORD state = ClusterStateUnknown;
         std::wstring owner;
         std::wstring group;
-        EXPECT_EQ(0U, Service().ResourceState(resource, state, owner, group));
+        const DWORD code = object.kind == ObjectKind::Group  ? Service().GroupState(object, state, owner)
+                           : object.kind == ObjectKind::Node ? Service().NodeState(object, state)
+                                                             : Service().ResourceState(object, state, owner, group);
+        EXPECT_EQ(0U, code);
         return state;
     }
-    DWORD NodeState(ObjectId node) {
-        DWORD state = ClusterStateUnknown;
-        EXPECT_EQ(0U, Service().NodeState(node, state));
-        return state;
+    using Numbers = std::vector<DWORD>;
+    Numbers StatesOf(const std::vector<ObjectId>& objects) {
+        Numbers states;
+        for (const ObjectId object : objects) states.push_back(StateOf(object));
+        return states;
     }
 
     /// The items of an enumeration, each as its type and name: "8 Files".

@@ -12,6 +12,9 @@ StringArray ComingTo(const std::vector<ClusterChange>& changes) {
     return names;
 }
 
+constexpr DWORD online = ClusterResourceOnline;
+constexpr DWORD offline = ClusterResourceOffline;
+
 }  // namespace
 
 TEST_P(ClusterServiceContract, BringsOnlineInDependencyOrderAndOfflineInReverse) {
@@ -21,8 +24,6 @@ TEST_P(ClusterServiceContract, BringsOnlineInDependencyOrderAndOfflineInReverse)
     const ObjectId disk = MakeResource(group, L"Disk");
     EXPECT_EQ(0U, Service().AddDependency(share, name));
     EXPECT_EQ(0U, Service().AddDependency(name, disk));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(share));
-
     std::int64_t mark = LastChange();
     EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
     EXPECT_EQ((StringArray{L"Disk", L"Name", L"Share"}), ComingTo(ChangesAfter(mark)));
@@ -31,37 +32,33 @@ TEST_P(ClusterServiceContract, BringsOnlineInDependencyOrderAndOfflineInReverse)
     EXPECT_EQ((StringArray{L"Share", L"Name", L"Disk"}), ComingTo(ChangesAfter(mark)));
 
     EXPECT_EQ(0U, Service().OnlineResource(name));
-    EXPECT_EQ(DWORD{ClusterResourceOnline}, ResourceState(disk));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(share));
+    EXPECT_EQ((Numbers{online, online, offline}), StatesOf({disk, name, share}));
     EXPECT_EQ(0U, Service().OnlineResource(share));
     EXPECT_EQ(0U, Service().OfflineResource(name));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(share));
-    EXPECT_EQ(DWORD{ClusterResourceOnline}, ResourceState(disk));
+    EXPECT_EQ((Numbers{online, offline, offline}), StatesOf({disk, name, share}));
 }
 
 TEST_P(ClusterServiceContract, DerivesAGroupsStateFromItsResources) {
     const ObjectId group = MakeGroup(L"Files");
-    EXPECT_EQ(DWORD{ClusterGroupOffline}, GroupState(group));
+    EXPECT_EQ(DWORD{ClusterGroupOffline}, StateOf(group));
     EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
-    EXPECT_EQ(DWORD{ClusterGroupOnline}, GroupState(group));
+    EXPECT_EQ(DWORD{ClusterGroupOnline}, StateOf(group));
     const ObjectId disk = MakeResource(group, L"Disk");
     const ObjectId share = MakeResource(group, L"Share", {disk});
-    EXPECT_EQ(DWORD{ClusterGroupOffline}, GroupState(group));
+    const auto expect = [&](Numbers states) { EXPECT_EQ(states, StatesOf({group, disk, share})); };
+    expect({ClusterGroupOffline, offline, offline});
     EXPECT_EQ(0U, Service().OnlineResource(disk));
-    EXPECT_EQ(DWORD{ClusterGroupPartialOnline}, GroupState(group));
+    expect({ClusterGroupPartialOnline, online, offline});
     EXPECT_EQ(0U, Service().OnlineResource(share));
-    EXPECT_EQ(DWORD{ClusterGroupOnline}, GroupState(group));
-
+    expect({ClusterGroupOnline, online, online});
     EXPECT_EQ(0U, Admin().FailResource(disk));
-    EXPECT_EQ(DWORD{ClusterResourceFailed}, ResourceState(disk));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(share));
-    EXPECT_EQ(DWORD{ClusterGroupFailed}, GroupState(group));
+    expect({ClusterGroupFailed, ClusterResourceFailed, offline});
     EXPECT_EQ(error::ResourceNotOnline, Admin().FailResource(share));
     EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
-    EXPECT_EQ(DWORD{ClusterGroupOnline}, GroupState(group));
+    expect({ClusterGroupOnline, online, online});
     EXPECT_EQ(0U, Admin().FailResource(share));
     EXPECT_EQ(0U, Service().OfflineResource(share));
-    EXPECT_EQ(DWORD{ClusterGroupPartialOnline}, GroupState(group));
+    expect({ClusterGroupPartialOnline, online, offline});
 }
 
 TEST_P(ClusterServiceContract, AskingForWhatIsThereChangesNothing) {
@@ -96,28 +93,24 @@ TEST_P(ClusterServiceContract, ChoosesAGroupsNodeByPreferenceAndState) {
     EXPECT_EQ(0U, Service().OfflineGroup(other));
     EXPECT_EQ(0U, Service().OnlineGroup(other, {}));
     EXPECT_EQ(L"N2", OwnerOf(other)) << "no preference: it stays";
-    EXPECT_EQ(0U, Service().PauseNode(Node(L"N1")));
-    EXPECT_EQ(L"N2", OwnerOf(MakeGroup(L"Third")));
-    EXPECT_EQ(0U, Service().PauseNode(Node(L"N2")));
+    for (const wchar_t* node : {L"N1", L"N2"}) EXPECT_EQ(0U, Service().PauseNode(Node(node)));
     ObjectId id;
-    EXPECT_EQ(error::HostNodeNotAvailable, Service().CreateGroup(L"Fourth", id));
+    EXPECT_EQ(error::HostNodeNotAvailable, Service().CreateGroup(L"Third", id));
 }
 
 TEST_P(ClusterServiceContract, MovesAGroupToTheNextNodeThatMayHaveIt) {
     const ObjectId group = MakeGroup(L"Files");
-    const ObjectId online = MakeResource(group, L"Online");
-    const ObjectId offline = MakeResource(group, L"Offline");
-    EXPECT_EQ(0U, Service().OnlineResource(online));
+    const ObjectId first = MakeResource(group, L"Online");
+    const ObjectId second = MakeResource(group, L"Offline");
+    EXPECT_EQ(0U, Service().OnlineResource(first));
     EXPECT_EQ(0U, Service().PauseNode(Node(L"N2")));
-    EXPECT_EQ(0U, Service().MoveGroup(group, {}));
-    EXPECT_EQ(L"N3", OwnerOf(group));
-    EXPECT_EQ(DWORD{ClusterResourceOnline}, ResourceState(online));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(offline));
-    EXPECT_EQ(0U, Service().MoveGroup(group, {}));
-    EXPECT_EQ(L"N1", OwnerOf(group));
-
+    for (const wchar_t* next : {L"N3", L"N1"}) {
+        EXPECT_EQ(0U, Service().MoveGroup(group, {}));
+        EXPECT_EQ(next, OwnerOf(group));
+        EXPECT_EQ((Numbers{online, offline}), StatesOf({first, second}));
+    }
     EXPECT_EQ(error::ClusterNodePaused, Service().MoveGroup(group, Node(L"N2")));
-    EXPECT_EQ(0U, Service().RemoveResourceOwner(offline, Node(L"N3")));
+    EXPECT_EQ(0U, Service().RemoveResourceOwner(second, Node(L"N3")));
     EXPECT_EQ(error::NodeCannotHostResource, Service().MoveGroup(group, Node(L"N3")));
     EXPECT_EQ(error::HostNodeNotAvailable, Service().MoveGroup(group, {}));
     EXPECT_EQ(0U, Service().ResumeNode(Node(L"N2")));
@@ -131,49 +124,45 @@ TEST_P(ClusterServiceContract, APausedNodeKeepsItsGroupsAndGetsNoNewOnes) {
     const ObjectId group = MakeGroup(L"Files");
     const ObjectId disk = MakeResource(group, L"Disk");
     const ObjectId node = Node(L"N1");
+    const ObjectId other = Node(L"N3");
     EXPECT_EQ(error::ClusterNodeNotPaused, Service().ResumeNode(node));
     EXPECT_EQ(0U, Service().PauseNode(node));
-    EXPECT_EQ(DWORD{ClusterNodePaused}, NodeState(node));
     EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
     EXPECT_EQ(L"N1", OwnerOf(group));
-    EXPECT_EQ(DWORD{ClusterResourceOnline}, ResourceState(disk));
+    EXPECT_EQ((Numbers{ClusterNodePaused, online}), StatesOf({node, disk}));
     EXPECT_EQ(L"N2", OwnerOf(MakeGroup(L"Mail")));
     EXPECT_EQ(0U, Service().ResumeNode(node));
-    EXPECT_EQ(DWORD{ClusterNodeUp}, NodeState(node));
+    EXPECT_EQ(DWORD{ClusterNodeUp}, StateOf(node));
 
-    EXPECT_EQ(0U, Admin().TakeNodeDown(Node(L"N3")));
-    EXPECT_EQ(error::ClusterNodeDown, Service().PauseNode(Node(L"N3")));
-    EXPECT_EQ(error::ClusterNodeDown, Service().ResumeNode(Node(L"N3")));
-    EXPECT_EQ(error::ClusterNodeDown, Admin().TakeNodeDown(Node(L"N3")));
-    EXPECT_EQ(0U, Admin().BringNodeUp(Node(L"N3")));
-    EXPECT_EQ(error::ClusterNodeUp, Admin().BringNodeUp(Node(L"N3")));
+    EXPECT_EQ(0U, Admin().TakeNodeDown(other));
+    EXPECT_EQ((Numbers(3, error::ClusterNodeDown)),
+              (Numbers{Service().PauseNode(other), Service().ResumeNode(other), Admin().TakeNodeDown(other)}));
+    EXPECT_EQ(0U, Admin().BringNodeUp(other));
+    EXPECT_EQ(error::ClusterNodeUp, Admin().BringNodeUp(other));
 }
 
 TEST_P(ClusterServiceContract, GroupsOfANodeThatGoesDownFailOverAsTheyWere) {
     const ObjectId group = MakeGroup(L"Files");
-    const ObjectId online = MakeResource(group, L"Online");
-    const ObjectId offline = MakeResource(group, L"Offline");
+    const ObjectId first = MakeResource(group, L"Online");
+    const ObjectId second = MakeResource(group, L"Offline");
     const ObjectId bound = MakeGroup(L"Bound");
     const ObjectId boundResource = MakeResource(bound, L"Bound resource");
     for (const wchar_t* node : {L"N2", L"N3"}) EXPECT_EQ(0U, Service().RemoveResourceOwner(boundResource, Node(node)));
     const std::vector<ObjectId> preferred = {Node(L"N1"), Node(L"N3")};
     EXPECT_EQ(0U, Service().SetGroupOwners(group, preferred));
-    EXPECT_EQ(0U, Service().OnlineResource(online));
+    EXPECT_EQ(0U, Service().OnlineResource(first));
     EXPECT_EQ(0U, Service().OnlineGroup(bound, {}));
 
     EXPECT_EQ(0U, Admin().TakeNodeDown(Node(L"N1")));
-    EXPECT_EQ(DWORD{ClusterNodeDown}, NodeState(Node(L"N1")));
-    EXPECT_EQ(L"N3", OwnerOf(group));
-    EXPECT_EQ(DWORD{ClusterResourceOnline}, ResourceState(online));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(offline));
-    EXPECT_EQ(L"N1", OwnerOf(bound));
-    EXPECT_EQ(DWORD{ClusterGroupOffline}, GroupState(bound));
+    EXPECT_EQ(L"N3 N1", OwnerOf(group) + L" " + OwnerOf(bound));
+    EXPECT_EQ((Numbers{ClusterNodeDown, online, offline, ClusterGroupOffline}),
+              StatesOf({Node(L"N1"), first, second, bound}));
     EXPECT_EQ(error::HostNodeNotAvailable, Service().OnlineResource(boundResource));
     EXPECT_EQ(error::HostNodeNotAvailable, Service().OnlineGroup(bound, {}));
 
     EXPECT_EQ(0U, Admin().BringNodeUp(Node(L"N1")));
     EXPECT_EQ(L"N3", OwnerOf(group)) << "no failback";
-    EXPECT_EQ(DWORD{ClusterGroupOffline}, GroupState(bound));
+    EXPECT_EQ(DWORD{ClusterGroupOffline}, StateOf(bound));
     EXPECT_EQ(0U, Service().OnlineGroup(bound, {}));
 }
 
@@ -185,7 +174,7 @@ TEST_P(ClusterServiceContract, EvictsANodeForGood) {
     EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
     EXPECT_EQ(0U, Service().EvictNode(Node(L"N1")));
     EXPECT_EQ(L"N2", OwnerOf(group));
-    EXPECT_EQ(DWORD{ClusterResourceOnline}, ResourceState(disk));
+    EXPECT_EQ(DWORD{ClusterResourceOnline}, StateOf(disk));
     EXPECT_EQ((StringArray{L"2 N2"}), Members(group, CLUSTER_GROUP_ENUM_NODES));
     EXPECT_EQ((StringArray{L"4 N2", L"4 N3"}), Members(disk, CLUSTER_RESOURCE_ENUM_NODES));
     EXPECT_EQ((StringArray{L"1 N2", L"1 N3"}), Items(CLUSTER_ENUM_NODE));
@@ -194,7 +183,7 @@ TEST_P(ClusterServiceContract, EvictsANodeForGood) {
     EXPECT_EQ(error::HostNodeNotAvailable, Service().EvictNode(Node(L"N2")));
     EXPECT_EQ(0U, Service().EvictNode(Node(L"N3")));
     EXPECT_EQ(error::CannotEvictActiveNode, Service().EvictNode(Node(L"N2")));
-    EXPECT_EQ(DWORD{ClusterGroupOnline}, GroupState(group));
+    EXPECT_EQ(DWORD{ClusterGroupOnline}, StateOf(group));
 }
 
 TEST_P(ClusterServiceContract, AResourceThatCannotComeOnlineLeavesItsGroupAsItWas) {
@@ -203,7 +192,7 @@ TEST_P(ClusterServiceContract, AResourceThatCannotComeOnlineLeavesItsGroupAsItWa
     const ObjectId second = MakeResource(group, L"Second", {first});
     EXPECT_EQ(0U, Service().RemoveResourceOwner(second, Node(L"N1")));
     EXPECT_EQ(error::NodeCannotHostResource, Service().OnlineResource(second));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(first));
+    EXPECT_EQ(DWORD{ClusterResourceOffline}, StateOf(first));
     EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
     EXPECT_EQ(L"N2", OwnerOf(group)) << "the first node that may have all of it";
     EXPECT_EQ(0U, Service().OfflineGroup(group));
@@ -212,6 +201,6 @@ TEST_P(ClusterServiceContract, AResourceThatCannotComeOnlineLeavesItsGroupAsItWa
     const std::int64_t mark = LastChange();
     EXPECT_EQ(error::HostNodeNotAvailable, Service().OnlineResource(second));
     EXPECT_EQ(error::HostNodeNotAvailable, Service().OnlineGroup(group, {}));
-    EXPECT_EQ(DWORD{ClusterResourceOffline}, ResourceState(first));
+    EXPECT_EQ(DWORD{ClusterResourceOffline}, StateOf(first));
     EXPECT_EQ(mark, LastChange());
 }

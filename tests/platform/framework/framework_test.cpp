@@ -4,7 +4,6 @@
 #include <platform/framework/CCommandLineInfo.h>
 #include <platform/framework/CMapStringToOb.h>
 #include <platform/framework/CObList.h>
-#include <platform/framework/CPtrList.h>
 
 #include <tuple>
 
@@ -16,15 +15,6 @@ Bytes Stored(const std::wstring& text) {
     Bytes bytes;
     CArchive(bytes, CArchive::Mode::Store) << text;
     return bytes;
-}
-
-TEST(AnArchive, StoresNumbersLittleEndianAtTheEndOfItsBytes) {
-    Bytes bytes = {0xAA};
-    CArchive archive(bytes, CArchive::Mode::Store);
-    archive << LONG{-2} << DWORD{0x12345678} << WORD{0xABCD} << BYTE{0x7F};
-    EXPECT_EQ((Bytes{0xAA, 0xFE, 0xFF, 0xFF, 0xFF, 0x78, 0x56, 0x34, 0x12, 0xCD, 0xAB, 0x7F}), bytes);
-    EXPECT_TRUE(archive.IsStoring());
-    EXPECT_FALSE(archive.Failed());
 }
 
 TEST(AnArchive, StoresATextAsMarkLengthAndUnits) {
@@ -54,17 +44,22 @@ TEST(AnArchive, StoresATextAsMarkLengthAndUnits) {
     }
 }
 
-TEST(AnArchive, LoadsWhatWasStoredInItsOrder) {
+TEST(AnArchive, StoresNumbersLittleEndianAndLoadsWhatWasStoredInItsOrder) {
     const std::wstring withNulls(L"\0a\0\0b\0", 6);
-    Bytes bytes;
-    CArchive(bytes, CArchive::Mode::Store) << TimeValue{-5} << L"Größe \x1F600" << withNulls << WORD{9} << BYTE{1};
+    Bytes bytes = {0xAA};
+    CArchive(bytes, CArchive::Mode::Store) << LONG{-2} << DWORD{0x12345678} << WORD{0xABCD} << BYTE{0x7F};
+    EXPECT_EQ((Bytes{0xAA, 0xFE, 0xFF, 0xFF, 0xFF, 0x78, 0x56, 0x34, 0x12, 0xCD, 0xAB, 0x7F}), bytes);
+    bytes.erase(bytes.begin());
+    CArchive(bytes, CArchive::Mode::Store) << L"Größe \x1F600" << withNulls;
     TimeValue time = 0;
+    DWORD number = 0;
     std::wstring text, nulls;
     WORD word = 0;
     BYTE byte = 0;
     CArchive archive(bytes, CArchive::Mode::Load);
-    archive >> time >> text >> nulls >> word >> byte;
-    EXPECT_EQ(std::tuple(-5, L"Größe \x1F600", withNulls, 9, 1), std::tuple(time, text, nulls, word, byte));
+    archive >> time >> number >> word >> byte >> text >> nulls;
+    EXPECT_EQ(std::tuple(-2, 0x12345678, 0xABCD, 0x7F, L"Größe \x1F600", withNulls),
+              std::tuple(time, number, word, byte, text, nulls));
     EXPECT_FALSE(archive.Failed());
 }
 
@@ -99,22 +94,20 @@ TEST(AnArchive, BelievesNoLengthAndNoTextWithoutItsMark) {
 }
 
 TEST(AnArchive, RefusesToWorkAgainstItsMode) {
-    Bytes bytes = {1, 2, 3, 4};
-    DWORD number = 99;
-    CArchive storing(bytes, CArchive::Mode::Store);
-    storing >> number;
-    storing << BYTE{5} << L"text";
-    EXPECT_TRUE(storing.Failed());
-    EXPECT_EQ(0U, number);
-    CArchive loading(bytes, CArchive::Mode::Load);
-    loading << BYTE{5} << L"text";
-    loading >> number;
-    EXPECT_TRUE(loading.Failed());
-    EXPECT_EQ(0U, number);
-    EXPECT_EQ((Bytes{1, 2, 3, 4}), bytes);
+    for (const auto mode : {CArchive::Mode::Store, CArchive::Mode::Load}) {
+        Bytes bytes = {1, 2, 3, 4};
+        DWORD number = 99;
+        CArchive archive(bytes, mode);
+        if (mode == CArchive::Mode::Load) archive << BYTE{5} << L"text";
+        archive >> number;
+        archive << BYTE{5} << L"text";
+        EXPECT_TRUE(archive.Failed());
+        EXPECT_EQ(0U, number);
+        EXPECT_EQ((Bytes{1, 2, 3, 4}), bytes);
+    }
 }
 
-TEST(Containers, FindByExactNameAndVisitInNameOrder) {
+TEST(AMap, FindsByExactNameAndVisitsInNameOrder) {
     CMapStringToOb map;
     CObList one, other;
     for (const auto& [name, object] : {std::pair{L"b", &one}, {L"a", &other}, {L"B", &one}, {L"b", &other}})
@@ -123,16 +116,10 @@ TEST(Containers, FindByExactNameAndVisitInNameOrder) {
     for (const auto& [name, object] : map) names.push_back(name);
     EXPECT_EQ((StringArray{L"B", L"a", L"b"}), names);
     CObject* found = nullptr;
-    EXPECT_TRUE(map.Lookup(L"b", found));
-    EXPECT_EQ(&other, found);
-    EXPECT_FALSE(map.Lookup(L"A", found));
-    EXPECT_EQ(nullptr, found);
-    EXPECT_TRUE(map.RemoveKey(L"b"));
-    EXPECT_FALSE(map.RemoveKey(L"b"));
+    EXPECT_TRUE(map.Lookup(L"b", found) && found == &other);
+    EXPECT_TRUE(!map.Lookup(L"A", found) && !found);
+    EXPECT_TRUE(map.RemoveKey(L"b") && !map.RemoveKey(L"b"));
     EXPECT_EQ(2, map.GetCount());
-    map.RemoveAll();
-    EXPECT_TRUE(map.IsEmpty());
-    EXPECT_EQ(nullptr, CPtrList().GetTail());
 }
 
 TEST(AnArray, AnswersIndexesThatNameNoElement) {
@@ -145,10 +132,7 @@ TEST(AnArray, AnswersIndexesThatNameNoElement) {
     }
     array.SetAt(1, 21);
     array.RemoveAt(0);
-    EXPECT_EQ(21, array[0]);
-    EXPECT_EQ(3, array.GetSize());
     array.RemoveAt(1, 2147483647);
-    array.FreeExtra();
     EXPECT_EQ(std::vector<int>{21}, std::vector<int>(array.begin(), array.end()));
 }
 

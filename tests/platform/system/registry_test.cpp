@@ -1,10 +1,13 @@
 #include <platform/system/registry.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/text.h>
+#include <platform/store/Database.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <tests/support/TemporaryHome.h>
 #include <unistd.h>
@@ -73,19 +76,18 @@ TEST_F(ARegistry, IsNotMadeByReading) {
 }
 
 TEST_F(ARegistry, CreatesMissingKeysAndTellsWhetherItDid) {
-    HKEY key = nullptr;
-    DWORD disposition = 0;
     SetLastError(77);
-    ASSERT_EQ(done, RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\A\\B\\", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                    &key, &disposition));
-    EXPECT_EQ(REG_CREATED_NEW_KEY, disposition);
-    EXPECT_EQ(done, RegCloseKey(key));
-    ASSERT_EQ(done, RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"software\\a", 0, nullptr, 0, KEY_READ, nullptr, &key,
-                                    &disposition));
-    EXPECT_EQ(REG_OPENED_EXISTING_KEY, disposition);
-    EXPECT_EQ(done, TryOpen(L"b", key));
+    for (const auto& [path, expected] :
+         {std::pair{L"SOFTWARE\\A\\B\\", REG_CREATED_NEW_KEY}, {L"software\\a", REG_OPENED_EXISTING_KEY}}) {
+        HKEY key = nullptr;
+        DWORD disposition = 0;
+        EXPECT_EQ(done,
+                  RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_READ, nullptr, &key, &disposition));
+        EXPECT_EQ(expected, disposition);
+        EXPECT_EQ(disposition == REG_CREATED_NEW_KEY ? 2 : done, TryOpen(L"b", key));
+        EXPECT_EQ(done, RegCloseKey(key));
+    }
     EXPECT_EQ(2, TryOpen(L"SOFTWARE\\A", HKEY_CURRENT_USER)) << "each root is a tree of its own";
-    EXPECT_EQ(done, RegCloseKey(key));
     EXPECT_EQ(77U, GetLastError());
 }
 
@@ -96,13 +98,10 @@ TEST_F(ARegistry, GivesSizesAndWritesNothingIntoTooLittleRoom) {
     DWORD type = 0;
     DWORD size = 0;
     EXPECT_EQ(done, RegQueryValueExW(key, L"NAME", nullptr, &type, nullptr, &size));
-    EXPECT_EQ(REG_SZ, type);
-    EXPECT_EQ(10U, size);
+    EXPECT_TRUE(type == REG_SZ && size == 10);
     BYTE room[10] = {};
-    size = 9;
-    EXPECT_EQ(234, RegQueryValueExW(key, L"Name", nullptr, nullptr, room, &size));
-    EXPECT_EQ(10U, size);
-    EXPECT_EQ(0, room[0]);
+    EXPECT_EQ(234, RegQueryValueExW(key, L"Name", nullptr, nullptr, room, &(size = 9)));
+    EXPECT_TRUE(size == 10 && room[0] == 0);
     EXPECT_EQ(done, RegQueryValueExW(key, L"Name", nullptr, nullptr, room, &size));
     EXPECT_EQ(data, std::vector<BYTE>(room, room + size));
     EXPECT_EQ(87, RegQueryValueExW(key, L"Name", nullptr, nullptr, room, nullptr));
@@ -110,72 +109,56 @@ TEST_F(ARegistry, GivesSizesAndWritesNothingIntoTooLittleRoom) {
 
     wchar_t name[8];
     DWORD nameSize = 4;
-    size = sizeof room;
     EXPECT_EQ(234, RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, room, &size));
     EXPECT_EQ(4U, nameSize);
     EXPECT_STREQ(L"Nam", name);
-    nameSize = 5;
-    size = 1;
-    EXPECT_EQ(234, RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, room, &size));
-    nameSize = 5;
-    EXPECT_EQ(done, RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, room, &size));
+    EXPECT_EQ(234, RegEnumValueW(key, 0, name, &(nameSize = 5), nullptr, &type, room, &(size = 1)));
+    EXPECT_EQ(done, RegEnumValueW(key, 0, name, &(nameSize = 5), nullptr, &type, room, &size));
     EXPECT_STREQ(L"Name", name);
-    EXPECT_EQ(4U, nameSize);
-    EXPECT_EQ(10U, size);
+    EXPECT_TRUE(nameSize == 4 && size == 10);
     EXPECT_EQ(259, RegEnumValueW(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
-
     Create(L"Child", 0, key);
-    nameSize = 5;
-    EXPECT_EQ(234, RegEnumKeyExW(key, 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
-    EXPECT_STREQ(L"Chil", name);
-    nameSize = 6;
-    EXPECT_EQ(done, RegEnumKeyExW(key, 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(234, RegEnumKeyExW(key, 0, name, &(nameSize = 5), nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(done, RegEnumKeyExW(key, 0, name, &(nameSize = 6), nullptr, nullptr, nullptr, nullptr));
     EXPECT_STREQ(L"Child", name);
     EXPECT_EQ(259, RegEnumKeyExW(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
 }
 
 TEST_F(ARegistry, GrantsWhatAKeyWasOpenedFor) {
     Create(L"K\\Sub");
-    const auto open = [](DWORD access) {
-        HKEY key = nullptr;
-        EXPECT_EQ(done, RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, access, &key));
-        return key;
-    };
+    HKEY reader = nullptr;
+    HKEY writer = nullptr;
+    HKEY made = nullptr;
     wchar_t name[16];
     DWORD size = 16;
-    HKEY made = nullptr;
-    const HKEY writer = open(KEY_WRITE);
+    EXPECT_EQ(done, RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, KEY_READ, &reader));
+    EXPECT_EQ(done, RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, KEY_WRITE, &writer));
     EXPECT_EQ(done, Set(writer, L"v", {1}));
-    const HKEY reader = open(KEY_READ);
     EXPECT_EQ(done, RegQueryValueExW(reader, L"v", nullptr, nullptr, nullptr, nullptr));
     EXPECT_EQ(done, RegEnumKeyExW(reader, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
-    const std::vector<LONG> answers = {
-        RegQueryValueExW(writer, L"v", nullptr, nullptr, nullptr, nullptr),
-        RegEnumKeyExW(writer, 0, name, &size, nullptr, nullptr, nullptr, nullptr),
-        RegCreateKeyExW(reader, L"New", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr),
-        Set(reader, L"v", {1}),
-        RegDeleteValueW(reader, L"v"),
-        RegDeleteKeyW(reader, L"Sub")};
-    EXPECT_EQ(std::vector<LONG>(6, 5), answers);
     EXPECT_EQ(done, RegCreateKeyExW(reader, L"Sub", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr));
+    EXPECT_EQ(5, RegCreateKeyExW(reader, L"New", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr));
+    EXPECT_EQ(5, Set(reader, L"v", {1}));
+    EXPECT_EQ(5, RegDeleteValueW(reader, L"v"));
+    EXPECT_EQ(5, RegDeleteKeyW(reader, L"Sub"));
+    EXPECT_EQ(5, RegQueryValueExW(writer, L"v", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(5, RegEnumKeyExW(writer, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
 }
 
 TEST_F(ARegistry, RefusesHandlesThatAreNotOpenAndKeysThatAreGone) {
     const HKEY key = Create(L"K\\Sub");
     EXPECT_EQ(5, RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K"));
     EXPECT_EQ(done, RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"K\\Sub"));
-    EXPECT_EQ(1018, Set(key, L"v", {1}));
-    EXPECT_EQ(1018, RegQueryValueExW(key, L"v", nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(1018, TryOpen(L"", key));
     Create(L"K\\Sub");
     EXPECT_EQ(1018, Set(key, L"v", {1})) << "a new key of that name is another one";
+    EXPECT_EQ(1018, RegQueryValueExW(key, L"v", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(1018, TryOpen(L"", key));
     EXPECT_EQ(done, RegCloseKey(key));
     EXPECT_EQ(done, RegCloseKey(HKEY_LOCAL_MACHINE));
     for (const HKEY bad : {key, HKEY(nullptr), reinterpret_cast<HKEY>(0x80000004UL), reinterpret_cast<HKEY>(this)}) {
         EXPECT_EQ(6, RegCloseKey(bad));
         EXPECT_EQ(6, Set(bad, L"v", {1}));
-        EXPECT_EQ(6, TryOpen(L"x", bad));
-        EXPECT_EQ(6, TryOpen(L"", bad));
+        for (const wchar_t* path : {L"x", L""}) EXPECT_EQ(6, TryOpen(path, bad));
     }
 }
 
@@ -220,19 +203,16 @@ TEST_F(ARegistry, ReachesHostsThatHaveAFolder) {
     for (const wchar_t* host : {L"N1", L"\\\\n1"}) {
         ASSERT_EQ(done, RegConnectRegistryW(host, HKEY_LOCAL_MACHINE, &root));
         RegCloseKey(Create(L"There", 0, root));
-        EXPECT_EQ(done, TryOpen(L"There", root));
         EXPECT_EQ(done, RegCloseKey(root));
     }
     EXPECT_TRUE(std::filesystem::exists(home.Path() / "hosts" / "N1" / "registry.db"));
     EXPECT_EQ(2, TryOpen(L"There")) << "the local registry is another one";
-    for (const wchar_t* host : {L"..", L"\\\\..", L"a/b", L"\\\\", L"N1/"}) {
+    for (const wchar_t* host : {L"..", L"\\\\..", L"a/b", L"\\\\", L"N1/"})
         EXPECT_EQ(87, RegConnectRegistryW(host, HKEY_LOCAL_MACHINE, &root)) << platform::ToUtf8(host);
-        EXPECT_EQ(nullptr, root);
-    }
-    const HKEY key = Create(L"Here\\Sub");
-    ASSERT_EQ(done, RegConnectRegistryW(nullptr, key, &root)) << "an open key serves as a root of this machine";
+    EXPECT_EQ(nullptr, root);
+    ASSERT_EQ(done, RegConnectRegistryW(nullptr, Create(L"Here"), &root)) << "an open key serves as a root";
     EXPECT_EQ(done, Set(root, L"v", {1}));
-    EXPECT_EQ(std::vector<BYTE>{1}, Value(key, L"v"));
+    EXPECT_EQ(std::vector<BYTE>{1}, Value(root, L"v"));
 }
 
 TEST_F(ARegistry, IsLeftAloneWhileAChangeIsRehearsed) {
@@ -248,6 +228,22 @@ TEST_F(ARegistry, IsLeftAloneWhileAChangeIsRehearsed) {
     platform::EndRegistryRehearsal();
     EXPECT_EQ(done, TryOpen(L"K"));
     EXPECT_EQ(std::vector<BYTE>{1}, Value(real, L"v"));
+}
+
+TEST_F(ARegistry, IsClosedWhenItsProcessEndsThoughItsLockIsHeld) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";  // a process of its own, which inherits nothing
+    const auto run = [this] {
+        static const std::filesystem::path own = home.Path();
+        std::atexit([] { std::filesystem::remove_all(own); });  // after the registry was closed
+        RegCloseKey(Create(L"K"));
+        std::unique_ptr<platform::Database> none;
+        // A failure whose words are kept, of a length that nothing else has.
+        platform::Database::Open(File().string() + std::string(150, 'x') + "/y", {}, platform::OpenMode::MustExist,
+                                 none);
+        ::flock(::open((File().string() + ".lock").c_str(), O_RDWR), LOCK_EX);
+        std::exit(0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ARegistry, ChangesWhollyOrNotAtAllInATransaction) {
