@@ -103,6 +103,44 @@ TEST_F(AClusterFile, KeepsWhatAKilledProcessHadCommittedAndNothingElse) {
     EXPECT_EQ(0u, service->OfflineGroup(Group(L"G1"))) << "a killed writer holds nobody up";
 }
 
+int rowsRead = 0;
+
+// Counts the rows that statements give, but for those of questions to SQLite itself.
+int CountRows(sqlite3* connection, char**, const sqlite3_api_routines*) {
+    const auto count = [](unsigned, void*, void* statement, void*) {
+        const char* const sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+        rowsRead += sql && !std::string_view(sql).starts_with("PRAGMA") ? 1 : 0;
+        return 0;
+    };
+    return sqlite3_trace_v2(connection, SQLITE_TRACE_ROW, count, nullptr);
+}
+
+TEST_F(AClusterFile, IsReadAgainOnlyWhereItChanged) {
+    service.reset();
+    const auto install = reinterpret_cast<void (*)()>(&CountRows);
+    sqlite3_auto_extension(install);
+    service = OpenAnother();
+    const Service other = OpenAnother();
+    sqlite3_cancel_auto_extension(install);
+    const auto walk = [&] {
+        for (const std::wstring& name : All(CLUSTER_ENUM_GROUP | CLUSTER_ENUM_RESOURCE | CLUSTER_ENUM_NODE)) {
+            StateOf(name);
+        }
+        for (const std::wstring& name : All(CLUSTER_ENUM_RESOURCE)) {
+            Get(Resource(name), CLUSCTL_GET_COMMON_PROPERTIES);
+            Get(Resource(name), CLUSCTL_GET_PRIVATE_PROPERTIES);
+        }
+    };
+    walk();
+    EXPECT_GT(std::exchange(rowsRead, 0), 0);
+    walk();
+    EXPECT_EQ(0, rowsRead);
+    EXPECT_EQ(0u, other->OfflineGroup(IdOf(*other, ObjectKind::Group, L"G1")));
+    rowsRead = 0;
+    EXPECT_EQ(ClusterGroupOffline, StateOf(L"G1"));
+    EXPECT_LT(rowsRead, 30) << "what changed, and the versions of the tables";
+}
+
 TEST_F(AClusterFile, IsSyncedOncePerChangeAndNotByReading) {
     service.reset();
     int syncs = 0;
