@@ -17,6 +17,7 @@ TEST_F(SharedDisks, AreInUseOrAvailableOnceHoweverManyNodesReportThem) {
     AddDisk(L"E:", 0x0A1B2C3D, 1);
     AddDisk(L"F:", 0x9A3F, 2);
     AddDisk(L"G:", 0xFFFFFFFE, 3);
+    AddDisk(L"F:", 4);  // a drive that is in use
     PhysicalDisk type(L"Test", cluster);
     const auto holder = Made(L"Disk F:", type, {L"Signature=REG_DWORD:39487"});
     for (const auto& disks : {std::make_unique<NTClusterDisks>(cluster), std::make_unique<NTClusterDisks>(L"Test")}) {
