@@ -48,25 +48,31 @@ Json Summary(Context& context, const Network& network) {
             {"used", UsedIn(*pool).size()},         {"initialized", pool->IsInitialized() != 0}};
 }
 
+// A pool is several values: only within a transaction do they belong together.
 void ListPools(Context& context) {
     Json rows = Json::array();
-    for (const Network* network : NetworksOf(context))
-        if (HasPool(context, network->ID())) {
+    context.Transact("The address pools cannot be listed", [&] {
+        for (const Network* network : NetworksOf(context)) {
+            if (!HasPool(context, network->ID())) continue;
             rows.push_back({{"name", ToUtf8(network->Name())}});  // a pool goes by its network's name
             rows.back().update(Summary(context, *network));
         }
+    });
     if (rows.empty()) context.Say("There is no address pool. Make one with: ostra pool create NETWORK START END");
     if (!rows.empty() || context.options.isJson) context.PrintList(columns, rows);
 }
 
 void ShowPool(Context& context, const std::string& name) {
-    const Network& network = FindNetwork(context, name);
-    const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
-    Json record = Summary(context, network);
-    record["available"] = AvailableIn(*pool);
-    record["used"] = UsedIn(*pool);
-    record["mask"] = ToUtf8(network.SubnetMask());
-    record["id"] = ToUtf8(network.ID());
+    Json record;
+    context.Transact("The pool of network " + name + " cannot be shown", [&] {
+        const Network& network = FindNetwork(context, name);
+        const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
+        record = Summary(context, network);
+        record["available"] = AvailableIn(*pool);
+        record["used"] = UsedIn(*pool);
+        record["mask"] = ToUtf8(network.SubnetMask());
+        record["id"] = ToUtf8(network.ID());
+    });
     context.PrintRecord(record);
 }
 

@@ -36,7 +36,8 @@ private:
 /// Opening a pool makes its key, so that only a key with values is a pool, and only such a pool is to be opened.
 bool HasPool(Context& context, const std::wstring& networkID);
 /// Ends the command when the pool object is empty where the database has addresses: the library's pool counts what it
-/// could not read as empty, and would save it so.
+/// could not read as empty, and would save it so. For use within a transaction, as LoadPool and what loads one are: who
+/// changes the pool meanwhile looks like a failure.
 void RequireLoaded(Context& context, const Network& network, const IPStack& pool);
 std::unique_ptr<IPStack> LoadPool(Context& context, const Network& network);
 // Both end the command when the network has no pool.
