@@ -10,14 +10,16 @@ namespace programs {
 namespace {
 
 void ListAddresses(Context& context) {
-    const HeldAddresses held(context);
     Json rows = Json::array();
-    for (const CObject* object : held.Records()) {
-        const auto* record = static_cast<const TCPIPAddress*>(object);
-        rows.push_back({{"name", ToUtf8(record->Address())},
-                        {"address", ToUtf8(record->Address())},
-                        {"network", ToUtf8(record->AdapterName())}});
-    }
+    context.Transact("The addresses cannot be listed", [&] {
+        const HeldAddresses held(context);
+        for (const CObject* object : held.Records()) {
+            const auto* record = static_cast<const TCPIPAddress*>(object);
+            const std::string address = ToUtf8(record->Address());
+            if (address.empty()) continue;
+            rows.push_back({{"name", address}, {"address", address}, {"network", ToUtf8(record->AdapterName())}});
+        }
+    });
     if (rows.empty()) context.Say("No resource of type \"IP Address\" holds an address.");
     if (!rows.empty() || context.options.isJson)
         context.PrintList({{"address", "ADDRESS"}, {"network", "NETWORK"}}, rows);

@@ -48,26 +48,42 @@ Json Summary(Context& context, const Network& network) {
             {"used", UsedIn(*pool).size()},         {"initialized", pool->IsInitialized() != 0}};
 }
 
+// A pool is several values: only within a transaction do they belong together.
 void ListPools(Context& context) {
     Json rows = Json::array();
-    for (const Network* network : NetworksOf(context))
-        if (HasPool(context, network->ID())) {
+    context.Transact("The address pools cannot be listed", [&] {
+        for (const Network* network : NetworksOf(context)) {
+            if (!HasPool(context, network->ID())) continue;
             rows.push_back({{"name", ToUtf8(network->Name())}});  // a pool goes by its network's name
             rows.back().update(Summary(context, *network));
         }
+    });
     if (rows.empty()) context.Say("There is no address pool. Make one with: ostra pool create NETWORK START END");
     if (!rows.empty() || context.options.isJson) context.PrintList(columns, rows);
 }
 
 void ShowPool(Context& context, const std::string& name) {
-    const Network& network = FindNetwork(context, name);
-    const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
-    Json record = Summary(context, network);
-    record["available"] = AvailableIn(*pool);
-    record["used"] = UsedIn(*pool);
-    record["mask"] = ToUtf8(network.SubnetMask());
-    record["id"] = ToUtf8(network.ID());
+    Json record;
+    context.Transact("The pool of network " + name + " cannot be shown", [&] {
+        const Network& network = FindNetwork(context, name);
+        const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
+        record = Summary(context, network);
+        record["available"] = AvailableIn(*pool);
+        record["used"] = UsedIn(*pool);
+        record["mask"] = ToUtf8(network.SubnetMask());
+        record["id"] = ToUtf8(network.ID());
+    });
     context.PrintRecord(record);
+}
+
+void CheckRole(const Network& network) {
+    if (platform::ParseDecimal(network.Role()) >= lowestClientRole) return;
+    const std::string name = ToUtf8(network.Name());
+    throw CommandError(ExitCode::Refused,
+                       "Network " + name +
+                           " is not for clients, so groups get no addresses there. Change that with: "
+                           "ostra network set \"" +
+                           name + "\" Role=REG_DWORD:3");
 }
 
 // What is held is read within the transaction too: a resource made meanwhile would be missed otherwise.
@@ -76,6 +92,7 @@ void Take(Context& context, const std::string& name) {
     std::string address;
     context.Transact("No address was taken from the pool of network " + name, [&] {
         const Network& found = FindNetwork(context, name);
+        CheckRole(found);
         network = ToUtf8(found.Name());
         address = TakeFrom(context, found, HeldAddresses(context));
     });
@@ -130,18 +147,8 @@ void CheckSubnet(const Range& range, const Network& network) {
     }
 }
 
-void CheckRole(const Network& network) {
-    if (platform::ParseDecimal(network.Role()) >= lowestClientRole) return;
-    const std::string name = ToUtf8(network.Name());
-    throw CommandError(ExitCode::Refused,
-                       "Network " + name +
-                           " is not for clients, so groups get no addresses there. Change that with: "
-                           "ostra network set \"" +
-                           name + "\" Role=REG_DWORD:3");
-}
-
 // The mark goes first and comes last: whoever finds it finds a whole pool.
-void WritePool(Context& context, const Network& network, const Range& range) {
+Json WritePool(Context& context, const Network& network, const Range& range) {
     const std::wstring cluster = context.ClusterName();
     SetLastError(0);
     IPStack(network.ID(), cluster, network.SubnetMask(), 1).CreateRegistryEntries();
@@ -152,27 +159,30 @@ void WritePool(Context& context, const Network& network, const Range& range) {
     const Json written = Summary(context, network);
     if (written["start"] != range.start || written["end"] != range.end || written["initialized"] != true)
         throw Refusal(PoolOf(network) + " was not saved", GetLastError());
+    return written;
 }
 
 void Create(Context& context, const std::string& name, const Range& range, bool isForced) {
     CheckRange(range);
-    const Network& network = FindNetwork(context, name);
-    CheckRole(network);
-    CheckSubnet(range, network);
-    context.Transact(PoolOf(network) + " was not created", [&] {
+    Json made;
+    context.Transact("The pool of network " + name + " was not created", [&] {
+        const Network& network = FindNetwork(context, name);
+        CheckRole(network);
+        CheckSubnet(range, network);
         if (!isForced && HasPool(context, network.ID()))
             throw CommandError(ExitCode::AlreadyExists,
                                "Network " + name + " has an address pool. See it with: ostra pool show \"" + name +
                                    "\" or replace it, and what it knows of taken addresses, with --force.");
-        WritePool(context, network, range);
+        made = WritePool(context, network, range);
     });
-    context.PrintRecord(Summary(context, network));
+    context.PrintRecord(made);
 }
 
 // A range that was damaged since is refused as one from the command line would be.
 void Reset(Context& context, const std::string& name) {
-    const Network& network = FindNetwork(context, name);
-    context.Transact(PoolOf(network) + " was not reset", [&] {
+    Json made;
+    context.Transact("The pool of network " + name + " was not reset", [&] {
+        const Network& network = FindNetwork(context, name);
         const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
         const Range range{FirstAddress(*pool), ToUtf8(pool->EndingAddress())};
         try {
@@ -182,17 +192,17 @@ void Reset(Context& context, const std::string& name) {
             throw CommandError(ExitCode::Refused, PoolOf(network) + " has no proper range: " + problem.what() +
                                                       " Make it again with: ostra pool create --force");
         }
-        WritePool(context, network, range);
+        made = WritePool(context, network, range);
     });
-    context.PrintRecord(Summary(context, network));
+    context.PrintRecord(made);
 }
 
 void Delete(Context& context, const std::string& name) {
-    const Network& network = FindNetwork(context, name);
-    context.Transact(PoolOf(network) + " was not deleted", [&] {
-        ExistingPool(context, network);
-        if (const DWORD code = PoolKey(context, poolsKey).DeleteSubkey(network.ID()))
-            throw Refusal(PoolOf(network) + " was not deleted", code);
+    const std::string what = "The pool of network " + name + " was not deleted";
+    context.Transact(what, [&] {
+        const Network& network = FindNetwork(context, name);
+        RequirePool(context, network);
+        if (const DWORD code = PoolKey(context, poolsKey).DeleteSubkey(network.ID())) throw Refusal(what, code);
     });
     ListPools(context);
 }
@@ -203,7 +213,10 @@ void DropEmptyKeys(Context& context, const NetworkAdapters& adapters) {
         if (!HasPool(context, adapter->ID())) PoolKey(context, poolsKey).DeleteSubkey(adapter->ID());
 }
 
-void Recycle(Context& context, NetworkAdapter& adapter, const Network& network, Json& rows) {
+void Recycle(Context& context, NetworkAdapter& adapter, const Network& network, const HeldAddresses& held, Json& rows) {
+    RequireLoaded(context, network, *adapter.Stack());
+    for (const std::wstring& address : held.Addresses()) adapter.AddIPAddressBeingUsed(address);
+    adapter.GetIPAddressesToBeRecycled();
     const std::vector<std::string> addresses = Names(*adapter.Stack()->IPAddressesToBeRecycled());
     SetLastError(0);
     adapter.RecycleIPAddresses();
@@ -214,16 +227,15 @@ void Recycle(Context& context, NetworkAdapter& adapter, const Network& network, 
 
 Json RecycleUnheld(Context& context, const std::string& name) {
     const Network* only = name.empty() ? nullptr : &FindNetwork(context, name);
-    if (only) ExistingPool(context, *only);
-    const HeldAddresses held(context);  // also what says not on which network it is
-    NetworkAdapters adapters(context.ClusterName(), context.Cluster().ClusterHandle(), 0, 0);
-    for (const auto& [network, adapter] : *adapters.Adapters())
-        for (const std::wstring& address : held.Addresses()) adapter->AddIPAddressBeingUsed(address);
-    adapters.GetIPAddressesToBeRecycled(&held.Records());
+    if (only) RequirePool(context, *only);
+    if (only) CheckRole(*only);
+    const HeldAddresses held(context);
+    const NetworkAdapters adapters(context.ClusterName(), context.Cluster().ClusterHandle(), 0, 0);
     Json rows = Json::array();
     for (const Network* network : NetworksOf(context)) {
         NetworkAdapter* adapter = adapters.FindAdapterByName(network->Name());
-        if (adapter && adapter->Stack() && (!only || only == network)) Recycle(context, *adapter, *network, rows);
+        const bool isMeant = only ? only == network : HasPool(context, network->ID());
+        if (isMeant && adapter && adapter->Stack()) Recycle(context, *adapter, *network, held, rows);
     }
     DropEmptyKeys(context, adapters);
     return rows;
@@ -233,7 +245,7 @@ Json RecycleUnheld(Context& context, const std::string& name) {
 void RecycleAddresses(Context& context, const std::string& name) {
     Json rows;
     context.Transact("Nothing was recycled", [&] { rows = RecycleUnheld(context, name); });
-    if (rows.empty()) context.Say("Nothing to recycle: resources hold every address that was taken.");
+    if (rows.empty()) context.Say("Nothing to recycle.");
     if (!rows.empty() || context.options.isJson)
         context.PrintList({{"network", "NETWORK"}, {"address", "ADDRESS"}}, rows);
 }

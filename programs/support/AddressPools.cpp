@@ -1,6 +1,7 @@
 #include <programs/support/AddressPools.h>
 
 #include <ostra/network/TCPIPAddress.h>
+#include <ostra/registry/TypedClusterKeys.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/registry_types.h>
@@ -25,6 +26,25 @@ std::vector<std::string> Ordered(std::vector<std::string> addresses) {
         return ParseIpv4(one).value_or(0) < ParseIpv4(other).value_or(0);
     });
     return addresses;
+}
+
+// Discovery passes over what it cannot read, and the scan tells nothing of it; but what that holds must not be handed
+// out. `code` is the scan's own failure.
+void RequireAll(Context& context, DWORD type, const std::set<std::wstring>& known, DWORD code) {
+    std::unique_ptr<platform::ClusterEnumeration> objects;
+    if (!code) code = context.Service().Enumerate(type, objects);
+    std::wstring name;
+    for (DWORD index = 0; !code; ++index) {
+        code = objects->Item(index, type, name);
+        if (!code && !known.contains(name)) code = error::GeneralFailure;
+    }
+    if (code != error::NoMoreItems) throw Refusal("The addresses in use cannot be read", code);
+}
+
+/// Whether a persistent text names an address.
+bool HasAddress(const std::wstring& text) {
+    const std::size_t end = text.find(L'\n');
+    return end > 0 && end != std::wstring::npos;
 }
 
 // What the cluster holds already counts as taken, wherever the address came from.
@@ -63,19 +83,33 @@ bool HasPool(Context& context, const std::wstring& networkID) {
 }
 
 std::unique_ptr<IPStack> LoadPool(Context& context, const Network& network) {
-    return std::make_unique<IPStack>(network.ID(), context.ClusterName(), network.SubnetMask(), 0);
+    auto pool = std::make_unique<IPStack>(network.ID(), context.ClusterName(), network.SubnetMask(), 0);
+    RequireLoaded(context, network, *pool);
+    return pool;
+}
+
+void RequireLoaded(Context& context, const Network& network, const IPStack& pool) {
+    const ClusterIPStackKey key(context.ClusterName(), network.ID());
+    const bool lacksAvailable = pool.PersistentData().empty() && HasAddress(key.GetValue(L"Persistence"));
+    const bool lacksUsed = pool.IPAddressesToBeRecycled()->empty() && HasAddress(key.GetValue(L"IP Used"));
+    if (lacksAvailable || lacksUsed || !key.Valid()) throw Refusal(PoolOf(network) + " cannot be read", 0);
 }
 
 std::string PoolOf(const Network& network) {
     return "The pool of network " + ToUtf8(network.Name());
 }
 
-std::unique_ptr<IPStack> ExistingPool(Context& context, const Network& network) {
-    if (HasPool(context, network.ID())) return LoadPool(context, network);
+void RequirePool(Context& context, const Network& network) {
+    if (HasPool(context, network.ID())) return;
     const std::string name = ToUtf8(network.Name());
     throw CommandError(
         ExitCode::NoSuchObject,
         "Network " + name + " has no address pool. Make one with: ostra pool create \"" + name + "\" START END");
+}
+
+std::unique_ptr<IPStack> ExistingPool(Context& context, const Network& network) {
+    RequirePool(context, network);
+    return LoadPool(context, network);
 }
 
 std::vector<std::string> AvailableIn(IPStack& pool) {
@@ -92,25 +126,32 @@ std::vector<std::string> Names(const StringMap& addresses) {
 }
 
 HeldAddresses::HeldAddresses(Context& context) {
+    ReadResources(context);
+    ReadInterfaces(context);
+}
+
+void HeldAddresses::ReadResources(Context& context) {
     OstraDLL::Cluster& cluster = context.Cluster();
-    // The scan tells nothing of a resource that it could not read, and what that one holds must not be handed out.
     SetLastError(0);
-    cluster.GetAllTCPIPAddresses(&_records, L"Network", L"Address", L"IP Address");
-    if (const DWORD code = GetLastError()) {
-        DeleteRecords();
-        throw Refusal("The addresses that resources hold cannot be read", code);
-    }
-    for (const CObject* record : _records) _addresses.insert(static_cast<const TCPIPAddress*>(record)->Address());
-    for (NetworkInterface* networkInterface : InterfacesOf(context))
+    cluster.GetAllTCPIPAddresses(&_records.list, L"Network", L"Address", L"IP Address");
+    const DWORD code = GetLastError();
+    std::set<std::wstring> known;
+    if (cluster.ResourcesPtr())
+        for (const auto& [name, object] : *cluster.ResourcesPtr())
+            if (static_cast<Resource*>(object)->Handle()) known.insert(name);
+    RequireAll(context, CLUSTER_ENUM_RESOURCE, known, code);
+    for (const CObject* record : _records.list) _addresses.insert(static_cast<const TCPIPAddress*>(record)->Address());
+}
+
+void HeldAddresses::ReadInterfaces(Context& context) {
+    std::set<std::wstring> known;
+    const std::vector<NetworkInterface*> interfaces = InterfacesOf(context);
+    SetLastError(0);
+    for (NetworkInterface* networkInterface : interfaces) {
         _addresses.insert(FromUtf8(TextOf(Summary(*networkInterface)["address"])));
-}
-
-HeldAddresses::~HeldAddresses() {
-    DeleteRecords();
-}
-
-void HeldAddresses::DeleteRecords() {
-    for (const CObject* record : _records) delete record;
+        if (networkInterface->Handle()) known.insert(networkInterface->Name());
+    }
+    RequireAll(context, CLUSTER_ENUM_NETINTERFACE, known, GetLastError());
 }
 
 void RequireSaved(Context& context, const Network& network, const std::vector<std::string>& addresses, bool areUsed) {

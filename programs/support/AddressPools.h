@@ -35,8 +35,13 @@ private:
 
 /// Opening a pool makes its key, so that only a key with values is a pool, and only such a pool is to be opened.
 bool HasPool(Context& context, const std::wstring& networkID);
+/// Ends the command when the pool object is empty where the database has addresses: the library's pool counts what it
+/// could not read as empty, and would save it so. For use within a transaction, as LoadPool and what loads one are: who
+/// changes the pool meanwhile looks like a failure.
+void RequireLoaded(Context& context, const Network& network, const IPStack& pool);
 std::unique_ptr<IPStack> LoadPool(Context& context, const Network& network);
-/// Ends the command when the network has no pool.
+// Both end the command when the network has no pool.
+void RequirePool(Context& context, const Network& network);
 std::unique_ptr<IPStack> ExistingPool(Context& context, const Network& network);
 
 /// "The pool of network NAME".
@@ -46,22 +51,30 @@ std::string PoolOf(const Network& network);
 std::vector<std::string> AvailableIn(IPStack& pool);
 std::vector<std::string> Names(const StringMap& addresses);
 
-/// The addresses that the cluster's "IP Address" resources and the interfaces of its nodes hold, as they are when the
-/// object is made.
+/// The addresses that the cluster's "IP Address" resources and the interfaces of its nodes hold, all of them, as they
+/// are when the object is made: what cannot be read ends the command. For use within a transaction, as what comes or
+/// goes meanwhile cannot be told from what cannot be read.
 class HeldAddresses {
 public:
     explicit HeldAddresses(Context& context);
     HeldAddresses(const HeldAddresses&) = delete;
     HeldAddresses& operator=(const HeldAddresses&) = delete;
-    ~HeldAddresses();
     /// Those of the resources, with their networks' names.
-    const CArray<CObject*>& Records() const { return _records; }
+    const CArray<CObject*>& Records() const { return _records.list; }
     const std::set<std::wstring>& Addresses() const { return _addresses; }
 
 private:
-    void DeleteRecords();
+    struct OwnedRecords {
+        CArray<CObject*> list;
+        ~OwnedRecords() {
+            for (const CObject* record : list) delete record;
+        }
+    };
 
-    CArray<CObject*> _records;
+    void ReadResources(Context& context);
+    void ReadInterfaces(Context& context);
+
+    OwnedRecords _records;
     std::set<std::wstring> _addresses;
 };
 

@@ -3,6 +3,7 @@
 #include <ostra/cluster/NetworkInterfaces.h>
 #include <ostra/cluster/Networks.h>
 #include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/cluster/control_codes.h>
@@ -34,6 +35,16 @@ std::vector<Object*> MembersIn(const CMapStringToOb* collection) {
     for (const auto& [name, object] : *collection)
         if (auto* member = dynamic_cast<Object*>(object)) members.push_back(member);
     return members;
+}
+
+// The library shows what it could read and no failure; a command must not take that for all there is. An object that
+// went away while the others were read is none.
+template <typename Read>
+void Discover(const std::string& what, const Read& read) {
+    SetLastError(0);
+    read();
+    const DWORD code = GetLastError();
+    if (code && ExitCodeOf(code) != ExitCode::NoSuchObject) throw Refusal("The " + what + " cannot be read", code);
 }
 
 template <typename Object>
@@ -91,13 +102,13 @@ std::vector<Resource*> ResourcesOf(Group& group) {
 
 std::vector<Network*> NetworksOf(Context& context) {
     OstraDLL::Cluster& cluster = context.Cluster();
-    if (!cluster.NetworksPtr()) cluster.GetAllNetworks();
+    if (!cluster.NetworksPtr()) Discover("networks", [&] { cluster.GetAllNetworks(); });
     return MembersIn<Network>(cluster.NetworksPtr());
 }
 
 std::vector<NetworkInterface*> InterfacesOf(Context& context) {
     OstraDLL::Cluster& cluster = context.Cluster();
-    if (!cluster.NetworkInterfacesPtr()) cluster.GetAllNetworkInterfaces();
+    if (!cluster.NetworkInterfacesPtr()) Discover("interfaces", [&] { cluster.GetAllNetworkInterfaces(); });
     return MembersIn<NetworkInterface>(cluster.NetworkInterfacesPtr());
 }
 

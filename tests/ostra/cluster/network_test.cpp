@@ -26,33 +26,25 @@ using ANetworkInterface = ANetwork;
 TEST_F(ANetwork, IsFoundWithItsIdentifierAndProperties) {
     const Networks networks(L"Test", cluster);
     ASSERT_EQ((StringArray{L"Both", L"Inner", L"None", L"Outer"}), KeysOf(&networks));
-    const struct {
-        const wchar_t* name;
-        const wchar_t* address;
-        const wchar_t* role;
-        const wchar_t* description;
-        int isInternal;
-    } rows[] = {{L"None", L"10.1.1.0", L"0", L"", 0},
-                {L"Inner", L"10.1.2.0", L"1", L"", 1},
-                {L"Outer", L"10.1.3.0", L"2", L"Customers", 0},
-                {L"Both", L"10.1.4.0", L"3", L"", 0}};
-    for (const auto& row : rows) {
-        ::Network& network = *Member(networks, row.name);
-        EXPECT_EQ(row.name, network.Name());
-        EXPECT_EQ(IdentifierOf(row.name), network.ID());
-        EXPECT_EQ(row.address, network.IPAddress());
-        EXPECT_EQ(L"255.255.255.0", network.SubnetMask());
-        EXPECT_EQ(row.role, network.Role());
-        EXPECT_EQ(row.description, network.Description());
+    const std::tuple<const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*, int> rows[] = {
+        {L"None", L"10.1.1.0", L"0", L"", 0},
+        {L"Inner", L"10.1.2.0", L"1", L"", 1},
+        {L"Outer", L"10.1.3.0", L"2", L"Customers", 0},
+        {L"Both", L"10.1.4.0", L"3", L"", 0}};
+    for (const auto& [name, address, role, description, isInternal] : rows) {
+        ::Network& network = *Member(networks, name);
+        EXPECT_EQ(IdentifierOf(name) + L" " + name, network.ID() + L" " + network.Name());
+        EXPECT_EQ(address + std::wstring(L"/255.255.255.0"), network.IPAddress() + L"/" + network.SubnetMask());
+        EXPECT_EQ(role, network.Role());
+        EXPECT_EQ(description, network.Description());
         EXPECT_EQ(L"Test", network.ClusterName());
         EXPECT_EQ(L"", static_cast<ClusterComponent&>(network).ClusterName());
 
         StringMap attributes{{L"Other", L"stays"}};
         EXPECT_EQ(0, network.IsForInternalUse());
         EXPECT_EQ(2u, network.GetAttributes(&attributes, readNetwork));
-        EXPECT_EQ((StringMap{{L"Other", L"stays"}, {L"Role", row.role}, {L"Description", row.description}}),
-                  attributes);
-        EXPECT_EQ(row.isInternal, network.IsForInternalUse());
+        EXPECT_EQ((StringMap{{L"Other", L"stays"}, {L"Role", role}, {L"Description", description}}), attributes);
+        EXPECT_EQ(isInternal, network.IsForInternalUse());
     }
     printed.Take();
     StringMap attributes;
@@ -64,11 +56,7 @@ TEST_F(ANetwork, IsFoundWithItsIdentifierAndProperties) {
 }
 
 TEST_F(ANetwork, TellsItsStateAndAnInterfaceItsOwn) {
-    const struct {
-        DWORD state;
-        const wchar_t* network;
-        const wchar_t* interface;
-    } rows[] = {
+    const std::tuple<DWORD, const wchar_t*, const wchar_t*> rows[] = {
         {0xFFFFFFFF, L"Network is in a unknown state.", L"NetworkInterface is in a unknown state."},
         {0, L"Network is unavailable.", L"NetworkInterface is unavailable."},
         {1, L"Network is down.", L"NetworkInterface is failed."},
@@ -77,14 +65,13 @@ TEST_F(ANetwork, TellsItsStateAndAnInterfaceItsOwn) {
     };
     ::Network network(L"Both", cluster, L"Test", 0);
     NetworkInterface interface(L"N1 - Both", cluster, L"Test", 0);
-    for (const auto& row : rows) {
-        observed->state = row.state;
-        EXPECT_EQ(1, network.Status(0));
-        EXPECT_EQ(row.state, network.StatusCode(0));
-        EXPECT_EQ(row.network, network.StatusString(0));
-        EXPECT_EQ(1, interface.Status(0));
+    for (const auto& [state, networkText, interfaceText] : rows) {
+        observed->state = state;
+        EXPECT_EQ(2, network.Status(0) + interface.Status(0));
+        EXPECT_EQ(state, network.StatusCode(0));
+        EXPECT_EQ(networkText, network.StatusString(0));
         EXPECT_EQ(0u, interface.StatusCode(0));
-        EXPECT_EQ(row.interface, interface.StatusString(0));
+        EXPECT_EQ(interfaceText, interface.StatusString(0));
     }
     observed->state = 4;
     EXPECT_EQ(0, network.Status(0) + interface.Status(0));
@@ -102,13 +89,10 @@ TEST_F(ANetwork, TellsItsStateAndAnInterfaceItsOwn) {
 }
 
 TEST_F(ANetwork, IsNotOpenedWithoutItsNameOrItsCluster) {
-    const struct {
-        const wchar_t* name;
-        HCLUSTER cluster;
-    } rows[] = {{L"", cluster}, {L"Both", nullptr}, {L"Nowhere", cluster}};
-    for (const auto& row : rows) {
-        ::Network network(row.name, row.cluster, L"Test", 1);
-        NetworkInterface interface(row.name, row.cluster, L"Test", 1);
+    const std::pair<const wchar_t*, HCLUSTER> rows[] = {{L"", cluster}, {L"Both", nullptr}, {L"Nowhere", cluster}};
+    for (const auto& [name, handle] : rows) {
+        ::Network network(name, handle, L"Test", 1);
+        NetworkInterface interface(name, handle, L"Test", 1);
         EXPECT_EQ(0, network.Open() + interface.Open() + network.Discover());
         EXPECT_EQ(nullptr, network.Handle());
         EXPECT_EQ(L"", network.ID() + network.GetInterfaceName(L"N1"));
@@ -146,31 +130,26 @@ TEST_F(ANetwork, ReadsNothingWithACodeForOtherObjectsButTakesOverWhatTheMapHolds
 TEST_F(ANetwork, IsWrittenWithOneCallForTextsAndOneForNumbers) {
     ::Network network(L"Both", cluster, L"Test", 1);
     NetworkInterface interface(L"N1 - Both", cluster, L"Test", 1);
-    const struct {
-        StringArray parameters;
-        int accepted;
-        int calls;
-        const wchar_t* role;
-        const wchar_t* description;
-    } rows[] = {
-        {{L"Role=REG_DWORD:2", L"Description=REG_SZ:Front"}, 2, 2, L"2", L"Front"},
+    const StringArray both{L"Role=REG_DWORD:2", L"Description=REG_SZ:Front"};
+    const std::tuple<StringArray, int, int, const wchar_t*, const wchar_t*> rows[] = {
+        {both, 2, 2, L"2", L"Front"},
         {{L"Role=REG_DWORD:9", L"Description=REG_SZ:Back"}, 1, 2, L"2", L"Back"},
         {{L"Role=REG_DWORD:1"}, 1, 1, L"1", L"Back"},
         {{L"REG_SZ:no name", L"Description=REG_BINARY:00", L""}, 0, 0, L"1", L"Back"},
         {{}, 0, 0, L"1", L"Back"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [parameters, accepted, calls, role, description] : rows) {
         failing->ForgetCalls();
-        EXPECT_EQ(row.accepted, network.SetAttributes(&row.parameters, writeNetwork));
-        EXPECT_EQ(row.calls, failing->Calls(Operation::Control));
+        EXPECT_EQ(accepted, network.SetAttributes(&parameters, writeNetwork));
+        EXPECT_EQ(calls, failing->Calls(Operation::Control));
         EXPECT_EQ(2u, network.GetAttributes(readNetwork));
-        EXPECT_EQ(row.role, network.Role());
-        EXPECT_EQ(row.description, network.Description());
+        EXPECT_EQ(role, network.Role());
+        EXPECT_EQ(description, network.Description());
     }
     EXPECT_EQ(0, network.SetAttributes(nullptr, writeNetwork));
 
     StringMap attributes;
-    EXPECT_EQ(1, interface.SetAttributes(&rows[0].parameters, writeInterface));  // it has no role
+    EXPECT_EQ(1, interface.SetAttributes(&both, writeInterface));  // it has no role
     EXPECT_EQ(1u, interface.GetAttributes(&attributes, readInterface));
     EXPECT_EQ((StringMap{{L"Description", L"Front"}}), attributes);
 }
