@@ -19,8 +19,8 @@ public:
     /// A number; as a text it is the signed decimal form.
     Property(const std::wstring& name, DWORD value, CLUSTER_PROPERTY_FORMAT format);
 
-    std::wstring Name() const { return _name; }
-    std::wstring Value() const { return _valueInString; }
+    const std::wstring& Name() const { return _name; }
+    const std::wstring& Value() const { return _valueInString; }
     DWORD ValueInDWORD() const { return _valueInDWORD; }
     CLUSTER_PROPERTY_FORMAT Format() const { return _format; }
 

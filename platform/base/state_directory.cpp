@@ -29,7 +29,7 @@ std::string HomeDirectory() {
 }
 
 std::string ChosenDirectory() {
-    const std::string chosen = Environment("OSTRA_HOME");
+    std::string chosen = Environment("OSTRA_HOME");
     if (chosen.starts_with('/')) return chosen;
     if (!chosen.empty()) {
         std::error_code failure;

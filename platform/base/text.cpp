@@ -79,18 +79,19 @@ wchar_t TakeUtf8(std::string_view& bytes) {
 
 /// Reads a UTF-16LE text up to its null unit or the end of the bytes, which it takes from the front of `bytes`.
 std::wstring TakeUtf16(std::span<const BYTE>& bytes) {
-    std::wstring text;
     const auto unitAt = [&](std::size_t at) { return static_cast<std::uint32_t>(bytes[at] | (bytes[at + 1] << 8)); };
-    std::size_t at = 0;
-    while (at + 1 < bytes.size()) {
+    std::size_t end = 0;
+    while (end + 1 < bytes.size() && unitAt(end) != 0) end += 2;
+    std::wstring text;
+    text.reserve(end / 2);
+    for (std::size_t at = 0; at < end;) {
         const std::uint32_t unit = unitAt(at);
         at += 2;
-        if (unit == 0) break;
         if (!IsSurrogate(unit)) {
             text += static_cast<wchar_t>(unit);
             continue;
         }
-        const std::uint32_t low = at + 1 < bytes.size() ? unitAt(at) : 0;
+        const std::uint32_t low = at < end ? unitAt(at) : 0;
         if (unit >= 0xDC00 || low < 0xDC00 || low > 0xDFFF) {
             text += replacement;
             continue;
@@ -98,7 +99,7 @@ std::wstring TakeUtf16(std::span<const BYTE>& bytes) {
         at += 2;
         text += static_cast<wchar_t>(0x10000U + ((unit - 0xD800U) << 10) + (low - 0xDC00U));
     }
-    bytes = bytes.subspan(std::min(bytes.size(), at));
+    bytes = bytes.subspan(std::min(bytes.size(), end + 2));
     return text;
 }
 
@@ -137,15 +138,21 @@ constexpr CaseRange caseRanges[] = {
     {0x1EA0, 0x1EFE, 2, 1},     {0xFF21, 0xFF3A, 1, 32},
 };
 
-wchar_t FoldCharacter(wchar_t character) {
+wchar_t FoldBeyondAscii(wchar_t character) {
     const auto code = static_cast<std::uint32_t>(character);
-    if (code < 0x80) return code - L'A' < 26 ? character + 32 : character;  // nearly all that is ever asked
     const auto* range = std::upper_bound(std::begin(caseRanges), std::end(caseRanges), code,
                                          [](std::uint32_t value, const CaseRange& each) { return value < each.first; });
     if (range == std::begin(caseRanges)) return character;
     --range;
     if (code > range->last || (code - range->first) % static_cast<std::uint32_t>(range->step) != 0) return character;
     return character + range->delta;
+}
+
+// Small enough to be compiled into the loops over texts, nearly all of which are ASCII.
+wchar_t FoldCharacter(wchar_t character) {
+    const auto code = static_cast<std::uint32_t>(character);
+    if (code >= 0x80) return FoldBeyondAscii(character);
+    return code - L'A' < 26 ? character + 32 : character;
 }
 
 bool IsSpace(wchar_t character) {
@@ -242,6 +249,7 @@ StringArray ListFromUtf16(std::span<const BYTE> bytes) {
 }
 
 std::wstring_view CutToUnits(std::wstring_view text, std::size_t units) {
+    if (text.size() <= units / 2) return text;  // nearly all of them
     std::size_t length = 0;
     while (length < text.size()) {
         const std::size_t width = ScalarValue(text[length]) > 0xFFFF ? 2 : 1;

@@ -84,7 +84,9 @@ bool ReadProperty(Reader& reader, PropertyValue& property) {
 }  // namespace
 
 std::vector<BYTE> EncodePropertyList(const std::vector<PropertyValue>& properties) {
+    constexpr std::size_t usualSize = 96;  // of a property: two texts of twenty characters
     std::vector<BYTE> list;
+    list.reserve(wordSize + properties.size() * usualSize);
     AppendWord(list, static_cast<DWORD>(properties.size()));
     for (const PropertyValue& property : properties) {
         AppendValueEntry(list, CLUSPROP_SYNTAX_NAME, ToUtf16(property.name));

@@ -24,35 +24,36 @@ public:
 
     /// FileNotFound without the file, when it must exist; that costs one look at the file system.
     DWORD Find(const HostPlace& place, OpenMode mode, std::shared_ptr<File>& file) {
-        const std::string path = (place.isLocal ? StateDirectory() : place.directory) + _fileName;
+        const std::string directory = place.isLocal ? StateDirectory() : place.directory;
         const std::scoped_lock lock(_mutex);
-        const auto found = _files.find(path);
+        const auto found = _files.find(directory);
         if (found != _files.end()) {
             file = found->second;
             return error::Success;
         }
+        const std::string path = directory + _fileName;
         struct stat status {};
         if (mode == OpenMode::MustExist && ::stat(path.c_str(), &status) != 0) {
-            _missingPath = path;
+            _missingFrom = directory;
             _missingSince = CoarseTick();
             return error::FileNotFound;
         }
-        _missingPath.clear();
+        _missingSince = 0;
         std::erase_if(_files, [](const auto& entry) { return entry.second->database->IsStale(); });
         if (mode == OpenMode::CreateIfMissing && place.isLocal && EnsureStateDirectory().empty()) {
             return error::AccessDenied;
         }
         const DWORD code = File::Open(path, mode, file);
-        if (code == error::Success) _files.emplace(path, file);
+        if (code == error::Success) _files.emplace(directory, file);
         return code;
     }
 
     /// Whether this machine's file was looked for in vain within the present tick of the coarse clock, and not made
     /// since by this process. Costs no look at the file system.
     bool WasMissingJustNow() {
-        const std::string path = StateDirectory() + _fileName;
+        const std::string directory = StateDirectory();
         const std::scoped_lock lock(_mutex);
-        return path == _missingPath && _missingSince == CoarseTick();
+        return directory == _missingFrom && _missingSince == CoarseTick();
     }
 
     /// The file was found to be no longer in its place.
@@ -89,9 +90,9 @@ private:
 
     const std::string _fileName;
     std::mutex _mutex;
-    std::string _missingPath;
+    std::string _missingFrom;  // a directory
     std::int64_t _missingSince = 0;
-    std::map<std::string, std::shared_ptr<File>> _files;
+    std::map<std::string, std::shared_ptr<File>> _files;  // by directory
 };
 
 /// The one StateFiles of a kind: it lives as long as anything may use it, and its files are closed when the process

@@ -12,8 +12,9 @@ namespace {
 Json ReadStatus(Context& context) {
     Json status{
         {"cluster", platform::ToUtf8(context.ClusterName())}, {"nodes", Json::array()}, {"groups", Json::array()}};
-    for (Node* node : NodesOf(context)) status["nodes"].push_back(Summary(*node));
-    for (Group* group : GroupsOf(context)) {
+    const Overview overview = ReadOverview(context);
+    for (const auto& node : overview.nodes) status["nodes"].push_back(Summary(*node));
+    for (Group* group : overview.groups) {
         Json summary = Summary(*group);
         summary["resources"] = Json::array();
         for (Resource* resource : ResourcesOf(*group)) summary["resources"].push_back(Summary(*resource));

@@ -88,19 +88,29 @@ platform::ClusterAdministration& Context::Administration() {
     throw CommandError(ExitCode::Refused, "This cluster's engine does not offer that.");
 }
 
-OstraDLL::Cluster& Context::Cluster() {
+OstraDLL::Cluster& Context::OpenedCluster() {
     if (_cluster) return *_cluster;
     const std::wstring name = ClusterName();
     _progress->Show("Initiating Cluster " + platform::ToUtf8(name));
     auto cluster = std::make_unique<OstraDLL::Cluster>(name, 0, 0);
     cluster->SetStatusBar(_progress.get());
-    const int isOpen = cluster->Open(1);
+    const int isOpen = cluster->Open(0);
     _progress->Clear();
     if (!isOpen)
         throw CommandError(ExitCode::Unreachable,
                            "Cluster " + platform::ToUtf8(name) + " cannot be opened: " + CauseText(GetLastError()));
     _cluster = std::move(cluster);
     return *_cluster;
+}
+
+OstraDLL::Cluster& Context::Cluster() {
+    OstraDLL::Cluster& cluster = OpenedCluster();
+    if (!_isDiscovered) {
+        cluster.Discover();
+        _progress->Clear();
+        _isDiscovered = true;
+    }
+    return cluster;
 }
 
 void Context::Transact(const std::string& what, const std::function<void()>& steps) {
@@ -110,6 +120,7 @@ void Context::Transact(const std::string& what, const std::function<void()>& ste
 
 void Context::ForgetCluster() {
     _cluster.reset();
+    _isDiscovered = false;
     _service.reset();
 }
 

@@ -51,7 +51,9 @@ public:
     platform::ClusterService& Service();
     /// The engine's own side; ends the command when the engine has none.
     platform::ClusterAdministration& Administration();
-    /// The object model, opened and discovered on first use. Status texts show as progress meanwhile.
+    /// The object model, opened on first use; without nodes, groups and resources until Cluster is asked for.
+    OstraDLL::Cluster& OpenedCluster();
+    /// The same, discovered on first use. Status texts show as progress meanwhile.
     OstraDLL::Cluster& Cluster();
     /// Runs `steps` as one transaction of the cluster: nobody else sees or makes a change in between. What they throw
     /// undoes all of it and goes on to the caller; a transaction that is refused ends the command with "WHAT: cause".
@@ -95,6 +97,7 @@ private:
     std::unique_ptr<ProgressLine> _progress;
     std::shared_ptr<platform::ClusterService> _service;
     std::unique_ptr<OstraDLL::Cluster> _cluster;
+    bool _isDiscovered = false;
     std::wstring _rehearsedName;  // a cluster made for a rehearsal only
     bool _isDeleted = false;
 };

@@ -101,15 +101,29 @@ std::vector<Resource*> ResourcesOf(Group& group) {
 }
 
 std::vector<Network*> NetworksOf(Context& context) {
-    OstraDLL::Cluster& cluster = context.Cluster();
+    OstraDLL::Cluster& cluster = context.OpenedCluster();
     if (!cluster.NetworksPtr()) Discover("networks", [&] { cluster.GetAllNetworks(); });
     return MembersIn<Network>(cluster.NetworksPtr());
 }
 
 std::vector<NetworkInterface*> InterfacesOf(Context& context) {
-    OstraDLL::Cluster& cluster = context.Cluster();
+    OstraDLL::Cluster& cluster = context.OpenedCluster();
     if (!cluster.NetworkInterfacesPtr()) Discover("interfaces", [&] { cluster.GetAllNetworkInterfaces(); });
     return MembersIn<NetworkInterface>(cluster.NetworkInterfacesPtr());
+}
+
+Overview ReadOverview(Context& context) {
+    OstraDLL::Cluster& cluster = context.OpenedCluster();
+    const HCLUSTER handle = cluster.ClusterHandle();
+    StringArray names = Names(ClusterOpenEnum(handle, CLUSTER_ENUM_NODE), ClusterEnum, ClusterCloseEnum);
+    std::ranges::sort(names);
+    Overview overview;
+    for (const std::wstring& name : names)
+        overview.nodes.push_back(std::make_unique<Node>(name, handle, cluster.ClusterName(), 1));
+    if (names.empty()) return overview;
+    overview.nodes.back()->Discover();
+    overview.groups = MembersIn<Group>(overview.nodes.back()->GroupsPtr());
+    return overview;
 }
 
 Node& FindNode(Context& context, const std::string& name) {
@@ -148,6 +162,8 @@ Json Summary(Group& group) {
 
 Json Summary(Resource& resource) {
     const std::wstring text = resource.StatusString(0);
+    StringMap fixed;  // the type is among them, and they are fewer than those that Type would read
+    resource.GetAttributes(&fixed, CLUS_OBJECT_RESOURCE | CLUSCTL_GET_RO_COMMON_PROPERTIES);
     Json summary{{"name", ToUtf8(resource.Name())}, {"type", ToUtf8(resource.Type())}};
     summary.update(StateAndText(StateOf(resource), text));
     return summary;
@@ -197,7 +213,7 @@ DWORD StateOf(NetworkInterface& networkInterface) {
 }
 
 StringArray ResourceTypesOf(Context& context) {
-    const HCLUSTER cluster = context.Cluster().ClusterHandle();
+    const HCLUSTER cluster = context.OpenedCluster().ClusterHandle();
     return Names(ClusterOpenEnum(cluster, CLUSTER_ENUM_RESTYPE), ClusterEnum, ClusterCloseEnum);
 }
 

@@ -7,6 +7,7 @@
 #include <ostra/cluster/Resource.h>
 #include <programs/support/Context.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,14 @@ std::vector<Group*> GroupsOf(Context& context);
 std::vector<Resource*> ResourcesOf(Group& group);
 std::vector<Network*> NetworksOf(Context& context);
 std::vector<NetworkInterface*> InterfacesOf(Context& context);
+
+/// The nodes and groups as objects of its own, in name order, for what only reads: every node that is discovered finds
+/// all groups of the cluster, and here one node does it for all.
+struct Overview {
+    std::vector<std::unique_ptr<Node>> nodes;
+    std::vector<Group*> groups;  // a node's
+};
+Overview ReadOverview(Context& context);
 
 // The object of that name: exactly so, or but for case when just one is meant. Ends the command with the names that
 // there are.

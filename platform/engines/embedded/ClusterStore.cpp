@@ -102,7 +102,7 @@ DWORD ClusterStore::ReadCluster() {
 
 DWORD ClusterStore::Refresh() {
     std::uint64_t counter = 0;
-    if (const DWORD code = _database->ReadChangeCounter(counter)) return code;
+    if (const DWORD code = _database->GlanceAtChangeCounter(counter)) return code;
     if (_isLoaded && counter == _counter) return error::Success;
     ReadTransaction transaction(*_database);
     DWORD code = transaction.Begin();

@@ -30,7 +30,8 @@ public:
     KeyStore& Keys() { return _keys; }
     KeyId RootKey() const { return _rootKey; }
 
-    /// Answers what `question` does.
+    /// Answers what `question` does. What others committed shows at once; that the file was removed or replaced may
+    /// show some milliseconds late to a question that reads no rows.
     template <typename Question>
     DWORD Read(Question&& question) {
         const auto lock = _database->Lock();

@@ -52,7 +52,8 @@ DWORD EmbeddedClusterService::Control(ObjectId object, std::optional<ObjectId> h
 
 DWORD EmbeddedClusterService::ReadProperties(ObjectId object, DWORD function, std::vector<BYTE>& output) {
     ReadTransaction transaction(_store->Keys().Store());  // one for all values, instead of one for each
-    if (const DWORD failed = transaction.Begin()) return failed;
+    const bool isInModel = function == CLUSCTL_GET_RO_COMMON_PROPERTIES;
+    if (const DWORD failed = isInModel ? error::Success : transaction.Begin()) return failed;
     std::vector<PropertyValue> properties;
     DWORD code = error::CallNotImplemented;
     switch (function) {
