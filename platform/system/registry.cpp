@@ -312,4 +312,8 @@ void EndRegistryRehearsal() {
     rehearsal.copy = nullptr;
 }
 
+bool IsRegistryRehearsed() {
+    return RehearsedCopy() != nullptr;
+}
+
 }  // namespace platform

@@ -80,5 +80,6 @@ PLATFORM_API DWORD ReadRegistryVersion(RegistryVersion& version);
 /// is under way already.
 PLATFORM_API DWORD BeginRegistryRehearsal();
 PLATFORM_API void EndRegistryRehearsal();
+PLATFORM_API bool IsRegistryRehearsed();
 
 }  // namespace platform
