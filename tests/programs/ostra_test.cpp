@@ -239,7 +239,7 @@ TEST_F(OstraCommands, FollowsWhatOthersChange) {
     EXPECT_EQ("Later", history[1]["name"]);
     EXPECT_NE("", history[1]["user"]);
     clock.meanwhile = [] { Do({"group", "create", "Last"}); };
-    EXPECT_EQ(1, IntoNowhere({"watch"})) << "it ends when nobody can read it any more";
+    EXPECT_EQ(1, IntoNowhere({"watch", "--for", "60"})) << "it ends when nobody can read it any more";
 }
 
 TEST_F(OstraCommands, TellsWhenItsOutputIsLost) {
