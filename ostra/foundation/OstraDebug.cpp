@@ -34,6 +34,7 @@ std::wstring_view FileNameOf(std::wstring_view path) {
 
 /// The open log of a component; null when it cannot be opened.
 std::shared_ptr<std::FILE> OpenLog(std::wstring_view componentName) {
+    if (platform::IsRegistryRehearsed()) return nullptr;  // what is rehearsed has not happened
     static auto& logs = *new SharedObjects<std::FILE>;
     const std::string directory = platform::EnsureStateDirectory("log");
     if (directory.empty()) return nullptr;

@@ -340,4 +340,8 @@ void EndRegistryRehearsal() {
     rehearsal.copy = nullptr;
 }
 
+bool IsRegistryRehearsed() {
+    return RehearsedCopy() != nullptr;
+}
+
 }  // namespace platform

@@ -91,5 +91,6 @@ PLATFORM_API void ViewRegistry(const std::function<void()>& steps);
 /// is under way already.
 PLATFORM_API DWORD BeginRegistryRehearsal();
 PLATFORM_API void EndRegistryRehearsal();
+PLATFORM_API bool IsRegistryRehearsed();
 
 }  // namespace platform

@@ -145,7 +145,7 @@ void AddChangeCommands(CLI::App& app, Run& run) {
     CLI::App* watch = AddCommand(app, run, "watch", "Prints changes as they come; with --json one object a line",
                                  {"watch", "watch --count 1 --for 60"}, Effect::Reads,
                                  [count, seconds](Context& context) { WatchCluster(context, *count, *seconds); });
-    watch->add_option("--count", *count, "End after so many changes");
+    watch->add_option("--count", *count, "End after so many changes")->check(CLI::NonNegativeNumber);
     watch->add_option("--for", *seconds, "End after so many seconds")
         ->type_name("SECONDS")
         ->check(CLI::Range(0, 86'400));

@@ -1,4 +1,5 @@
 #include <platform/base/error_codes.h>
+#include <platform/base/state_directory.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/cluster/cluster_api.h>
@@ -153,8 +154,14 @@ void InstallCluster(Context& context, const NewCluster& wish) {
     const std::string& given = context.options.cluster;
     const std::wstring name = FromUtf8(given);
     std::shared_ptr<platform::ClusterService> service;
-    if (const DWORD code = context.CreateCluster(name, service))
-        throw Refusal("Cluster " + given + " was not created", code);
+    Context::RequireReadableState();
+    if (const DWORD code = context.CreateCluster(name, service)) {
+        const std::string hint = code == error::AccessDenied
+                                     ? " This user must own the state directory, " + platform::StateDirectory() +
+                                           "; OSTRA_HOME names another."
+                                     : "";
+        throw CommandError(ExitCodeOf(code), "Cluster " + given + " was not created: " + CauseText(code) + hint);
+    }
     if (const DWORD code = Install(*service, hardware)) {
         service.reset();
         context.DeleteCluster(name);
@@ -168,6 +175,7 @@ void CreateCluster(Context& context, const NewCluster& wish) {
 }
 
 void ListClusters(Context& context) {
+    Context::RequireReadableState();
     Json rows = Json::array();
     for (const std::wstring& name : platform::ClusterDirectory::Names()) rows.push_back(Row(name));
     if (rows.empty()) context.Say("There is no cluster yet. Create one with: ostra cluster create NAME");

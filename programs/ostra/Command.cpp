@@ -8,6 +8,7 @@
 #include <programs/support/Rehearsal.h>
 
 #include <algorithm>
+#include <sstream>
 
 namespace programs {
 
@@ -21,7 +22,15 @@ public:
     TraceSink& operator=(const TraceSink&) = delete;
     ~TraceSink() override { platform::SetOutputSink(_before); }
     void Write(std::wstring_view text) override {
-        if (_context.options.isTraced) _context.Channels().err << platform::ToUtf8(text);
+        if (!_context.options.isTraced) return;
+        const std::string lines = platform::ToUtf8(text);
+        std::ostream& err = _context.Channels().err;
+        for (std::size_t begin = 0; begin < lines.size();) {
+            const std::size_t end = std::min(lines.find('\n', begin), lines.size());
+            TextWriter(err, false).Write(std::string_view(lines).substr(begin, end - begin));
+            if (end < lines.size()) err << '\n';
+            begin = end + 1;
+        }
     }
 
 private:
@@ -120,11 +129,28 @@ std::string ChoiceOf(const CLI::App& app) {
     return choice.empty() ? "" : "\"" + path + "\" takes one of these commands: " + choice;
 }
 
-int Usage(const CLI::App& app, const CLI::ParseError& problem, const Streams& streams, bool isJson) {
-    if (problem.get_exit_code() == 0) return app.exit(problem, streams.out, streams.err);
+std::string Misuse(const CLI::App& app, const CLI::ParseError& problem) {
     const std::string choice = ChoiceOf(app);
-    ReportError(streams, isJson, choice.empty() ? problem.what() : choice, "Run with --help for more information.");
-    return static_cast<int>(ExitCode::Usage);
+    if (choice.empty() || !dynamic_cast<const CLI::RequiredError*>(&problem)) return problem.what();
+    const std::vector<std::string> unknown = app.remaining(true);
+    return unknown.empty() ? choice : "\"" + unknown.front() + "\" was not expected; " + choice;
+}
+
+bool IsJsonWanted(const std::vector<std::string>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
+}
+
+// Asked for help or for the version, it writes that, and leaves nothing to run.
+void Parse(CLI::App& app, const std::vector<std::string>& arguments, Run& run) {
+    try {
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::Success& request) {
+        std::ostringstream text;
+        app.exit(request, text, text);
+        run.action = [&run, answer = text.str()] { run.context.PrintText(answer); };
+        run.context.options.isRehearsal = false;
+    }
 }
 
 }  // namespace
@@ -140,6 +166,7 @@ CLI::App* AddCommand(CLI::App& parent, Run& run, const std::string& name, const 
     CLI::App* command = parent.add_subcommand(name, description);
     std::string footer = "Examples:";
     for (const std::string& example : examples) footer += "\n  ostra " + example;
+    footer += "\n\nAlso: --cluster NAME, --json, --trace; see: ostra --help";
     command->footer(footer);
     if (effect == Effect::Changes)
         command->add_flag("--dry-run", run.context.options.isRehearsal, "Show what would change, and change nothing");
@@ -169,7 +196,8 @@ int RunOstra(const std::vector<std::string>& arguments, const Streams& streams) 
     const BoxesAsWarnings boxes(context);
     const ClusterEnd end(context);
     Run run{context, {}};
-    const bool isJson = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    const bool& isJson = context.options.isJson;
+    context.options.isJson = IsJsonWanted(arguments);  // also where the line cannot be understood
 
     CLI::App app("Administration of high-availability clusters", "ostra");
     app.fallthrough();
@@ -178,16 +206,17 @@ int RunOstra(const std::vector<std::string>& arguments, const Streams& streams) 
     AddGlobalOptions(app, context);
     AddCommands(app, run);
     try {
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        Parse(app, arguments, run);
         platform::SetChangeCommand(Joined(arguments));
         if (context.options.isRehearsal)
             Rehearse(context, run.action);
         else
             run.action();
-        streams.out.flush();
+        context.Flush();
         return static_cast<int>(ExitCode::Done);
     } catch (const CLI::ParseError& problem) {
-        return Usage(app, problem, streams, isJson);
+        ReportError(streams, isJson, Misuse(app, problem), "Run with --help for more information.");
+        return static_cast<int>(ExitCode::Usage);
     } catch (const CommandError& problem) {
         ReportError(streams, isJson, problem.what());
         return static_cast<int>(problem.Code());

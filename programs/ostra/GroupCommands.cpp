@@ -40,7 +40,7 @@ void ShowGroup(Context& context, const std::string& name) {
 // The library writes the preferred owners as one text, each name ended by "#".
 std::wstring OwnersParameter(Context& context, const std::vector<std::string>& owners) {
     std::wstring parameter = L"PreferredOwners=REG_SZ:";
-    for (const std::string& owner : owners) parameter += FindNode(context, owner).Name() + L"#";
+    for (const Node* owner : FindNodes(context, owners)) parameter += owner->Name() + L"#";
     return parameter;
 }
 
@@ -113,11 +113,10 @@ void SetOwners(Context& context, const std::string& name, const std::vector<std:
     if (!owners.empty() || isNone) {
         std::vector<HNODE> nodes;
         StringArray wanted;
-        for (const std::string& owner : owners) {
-            Node& node = FindNode(context, owner);
-            if (!node.Open()) throw Refusal("Node " + owner, GetLastError());
-            nodes.push_back(node.Handle());
-            wanted.push_back(node.Name());
+        for (Node* node : FindNodes(context, owners)) {
+            if (!node->Open()) throw Refusal("Node " + ToUtf8(node->Name()), GetLastError());
+            nodes.push_back(node->Handle());
+            wanted.push_back(node->Name());
         }
         SetLastError(0);
         group.SetPreferredOwners(static_cast<int>(nodes.size()), nodes.data());

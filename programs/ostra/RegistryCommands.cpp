@@ -103,22 +103,34 @@ void Get(Context& context, const Arguments& arguments) {
     for (const Json& row : rows) context.Say(TextOf(row["value"]));
 }
 
-void Set(Context& context, const Arguments& arguments) {
-    std::vector<KeyValue> values;
-    for (const std::string& text : arguments.values) values.push_back(ParseKeyValue(text));
-    const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
+// The cluster's database changes whole or not at all; the local registry has no such bracket.
+void Change(Context& context, const Arguments& arguments, const std::function<void()>& steps) {
+    if (!arguments.isClusterDatabase) return steps();
+    context.Transact("Key \"" + arguments.path + "\" was not changed", steps);
+}
+
+void WriteKey(KeyTree& tree, const Arguments& arguments, const std::vector<KeyValue>& values) {
     HKEY created = nullptr;
-    if (const DWORD code = tree->Create(PathOf(arguments), created))
+    if (const DWORD code = tree.Create(PathOf(arguments), created))
         throw CommandError(ExitCodeOf(code), "Key \"" + arguments.path + "\" was not created: " + CauseText(code) +
                                                  (code == error::InvalidParameter ? PathHint(arguments) : ""));
-    tree->Close(created);
-    const OpenKey key(*tree, arguments, KEY_ALL_ACCESS);
-    std::vector<std::wstring> names;
-    for (const KeyValue& value : values) {
-        if (const DWORD code = tree->Set(key.Get(), value))
+    tree.Close(created);
+    const OpenKey key(tree, arguments, KEY_ALL_ACCESS);
+    for (const KeyValue& value : values)
+        if (const DWORD code = tree.Set(key.Get(), value))
             throw Refusal("Value \"" + ToUtf8(value.name) + "\" was not written", code);
-        names.push_back(value.name);
+}
+
+void Set(Context& context, const Arguments& arguments) {
+    std::vector<KeyValue> values;
+    std::vector<std::wstring> names;
+    for (const std::string& text : arguments.values) {
+        values.push_back(ParseKeyValue(text));
+        names.push_back(values.back().name);
     }
+    const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
+    Change(context, arguments, [&] { WriteKey(*tree, arguments, values); });
+    const OpenKey key(*tree, arguments, KEY_READ);
     context.PrintList(columns, ReadValues(*tree, key.Get(), names, arguments.path));
 }
 
@@ -126,18 +138,21 @@ void DeleteKey(Context& context, const Arguments& arguments) {
     const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
     const std::wstring path = PathOf(arguments);
     const std::size_t last = path.rfind(L'\\');
-    if (!arguments.isClusterDatabase && last == std::wstring::npos)
+    if (path.empty() || (!arguments.isClusterDatabase && last == std::wstring::npos))
         throw CommandError(ExitCode::Usage, "A root cannot be deleted, only a key below it.");
     Arguments above = arguments;
     above.path = last == std::wstring::npos ? "" : ToUtf8(path.substr(0, last));
     const OpenKey parent(*tree, above, KEY_ALL_ACCESS);
-    DWORD code = arguments.isRecursive ? DeleteSubkeys(*tree, path) : DWORD{error::Success};
-    if (!code) code = tree->DeleteKey(parent.Get(), last == std::wstring::npos ? path : path.substr(last + 1));
-    if (code) {
+    Change(context, arguments, [&] {
+        DWORD code = arguments.isRecursive ? DeleteSubkeys(*tree, path) : DWORD{error::Success};
+        if (!code) code = tree->DeleteKey(parent.Get(), last == std::wstring::npos ? path : path.substr(last + 1));
+        if (!code) return;
         const bool hasSubkeys = code == error::KeyHasChildren || code == error::AccessDenied;
-        throw CommandError(ExitCodeOf(code), "Key \"" + arguments.path + "\" was not deleted: " + CauseText(code) +
-                                                 (hasSubkeys ? " Delete what is below it too with --recursive." : ""));
-    }
+        throw CommandError(
+            ExitCodeOf(code),
+            "Key \"" + arguments.path + "\" was not deleted: " + CauseText(code) +
+                (hasSubkeys && !arguments.isRecursive ? " Delete what is below it too with --recursive." : ""));
+    });
     context.PrintRecord({{"name", arguments.path}, {"text", "deleted"}});
 }
 
@@ -145,9 +160,11 @@ void Delete(Context& context, const Arguments& arguments) {
     if (arguments.values.empty()) return DeleteKey(context, arguments);
     const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
     const OpenKey key(*tree, arguments, KEY_ALL_ACCESS);
-    for (const std::string& name : arguments.values)
-        if (const DWORD code = tree->DeleteValue(key.Get(), FromUtf8(name)))
-            throw Refusal("Value \"" + name + "\" was not deleted", code);
+    Change(context, arguments, [&] {
+        for (const std::string& name : arguments.values)
+            if (const DWORD code = tree->DeleteValue(key.Get(), FromUtf8(name)))
+                throw Refusal("Value \"" + name + "\" was not deleted", code);
+    });
     List(context, arguments);
 }
 

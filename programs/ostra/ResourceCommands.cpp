@@ -79,50 +79,78 @@ void SetProperties(Context& context, const std::string& name, const std::vector<
     StringArray common;
     StringArray parameters;
     for (const Setting& setting : settings)
-        (resource.CommonAttributes()->contains(setting.name) ? common : parameters).push_back(setting.text);
-    SetLastError(0);
-    if (!common.empty()) resource.SetAttributes(&common, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
-    if (!parameters.empty()) resource.SetAttributes(&parameters, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
-    CheckStored(resource, settings, GetLastError());
+        (FindAttribute(*resource.CommonAttributes(), setting.name) ? common : parameters).push_back(setting.text);
+    context.Transact("Resource " + name + " was not changed", [&] {
+        SetLastError(0);
+        if (!common.empty()) resource.SetAttributes(&common, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
+        if (!parameters.empty()) resource.SetAttributes(&parameters, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
+        CheckStored(resource, settings, GetLastError());
+    });
     PrintOutcome(context, resource);
 }
 
-void Depend(Context& context, const std::string& name, const std::vector<std::string>& others, bool isRemoved) {
-    Resource& resource = FindResource(context, name);
-    for (const std::string& otherName : others) {
-        Resource& other = FindResource(context, otherName);
+std::vector<Resource*> FindResources(Context& context, const std::vector<std::string>& names) {
+    std::vector<Resource*> resources;
+    for (const std::string& name : names) resources.push_back(&FindResource(context, name));
+    return resources;
+}
+
+void MakeDependent(Resource& resource, const std::vector<Resource*>& others, const std::string& refusal) {
+    for (Resource* other : others) {
         SetLastError(0);
-        const bool isDone = isRemoved ? !RemoveClusterResourceDependency(resource.Handle(), other.Handle())
-                                      : resource.MakeItDependOn(&other) != 0;
-        if (isDone) continue;
-        const std::string outcome = isRemoved ? " still depends on " : " was not made to depend on ";
-        throw Refusal("Resource " + name + outcome + otherName, GetLastError());
+        if (resource.MakeItDependOn(other)) continue;
+        const DWORD cause = GetLastError();
+        const bool isOfAnother = Row(*other)["group"] != Row(resource)["group"];
+        throw CommandError(ExitCodeOf(cause ? cause : DWORD{error::GeneralFailure}),
+                           refusal + " on " + ToUtf8(other->Name()) + ": " + CauseText(cause) +
+                               (isOfAnother ? " Resources depend on others of their own group only." : ""));
     }
+}
+
+void MakeIndependent(Resource& resource, const std::vector<Resource*>& others) {
+    for (Resource* other : others)
+        if (const DWORD code = RemoveClusterResourceDependency(resource.Handle(), other->Handle()))
+            throw Refusal("Resource " + ToUtf8(resource.Name()) + " still depends on " + ToUtf8(other->Name()), code);
+}
+
+void Depend(Context& context, const std::string& name, const std::vector<std::string>& otherNames, bool isRemoved) {
+    Resource& resource = FindResource(context, name);
+    const std::vector<Resource*> others = FindResources(context, otherNames);
+    context.Transact("Resource " + name + " was not changed", [&] {
+        if (isRemoved)
+            MakeIndependent(resource, others);
+        else
+            MakeDependent(resource, others, "Resource " + name + " was not made to depend");
+    });
     PrintOutcome(context, resource);
+}
+
+void ReplaceOwners(Context& context, Resource& resource, const std::vector<Node*>& owners, const std::string& refusal) {
+    StringArray wanted;
+    for (const Node* owner : owners) wanted.push_back(owner->Name());
+    const StringArray present = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
+    StringArray added;
+    for (const std::wstring& node : wanted)
+        if (std::find(present.begin(), present.end(), node) == present.end()) added.push_back(node);
+    SetLastError(0);
+    resource.SetPossibleOwners(&added);
+    for (const std::wstring& node : present) {
+        if (std::find(wanted.begin(), wanted.end(), node) != wanted.end()) continue;
+        Node& former = FindNode(context, ToUtf8(node));
+        if (former.Open()) RemoveClusterResourceNode(resource.Handle(), former.Handle());
+    }
+    const DWORD cause = GetLastError();
+    StringArray after = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
+    std::sort(after.begin(), after.end());
+    std::sort(wanted.begin(), wanted.end());
+    if (after != wanted) throw Refusal(refusal, cause);
 }
 
 void SetOwners(Context& context, const std::string& name, const std::vector<std::string>& owners) {
     Resource& resource = FindResource(context, name);
-    if (!owners.empty()) {
-        StringArray wanted;
-        for (const std::string& owner : owners) wanted.push_back(FindNode(context, owner).Name());
-        const StringArray present = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
-        StringArray added;
-        for (const std::wstring& node : wanted)
-            if (std::find(present.begin(), present.end(), node) == present.end()) added.push_back(node);
-        SetLastError(0);
-        resource.SetPossibleOwners(&added);
-        for (const std::wstring& node : present) {
-            if (std::find(wanted.begin(), wanted.end(), node) != wanted.end()) continue;
-            Node& former = FindNode(context, ToUtf8(node));
-            if (former.Open()) RemoveClusterResourceNode(resource.Handle(), former.Handle());
-        }
-        const DWORD cause = GetLastError();
-        StringArray after = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
-        std::sort(after.begin(), after.end());
-        std::sort(wanted.begin(), wanted.end());
-        if (after != wanted) throw Refusal("The possible owners of resource " + name + " were not set", cause);
-    }
+    const std::vector<Node*> wanted = FindNodes(context, owners);
+    const std::string refusal = "The possible owners of resource " + name + " were not set";
+    if (!wanted.empty()) context.Transact(refusal, [&] { ReplaceOwners(context, resource, wanted, refusal); });
     context.PrintRecord({{"name", ToUtf8(resource.Name())},
                          {"possibleOwners", ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES))}});
 }
@@ -135,23 +163,35 @@ struct NewResource {
     std::vector<std::string> dependencies;
 };
 
+// The defaults of a type go by its exact name; one that the cluster does not know is for the cluster to refuse.
+std::wstring TypeOf(Context& context, const std::string& name) {
+    const std::wstring wanted = FromUtf8(name);
+    for (const std::wstring& type : ResourceTypesOf(context))
+        if (platform::EqualIgnoringCase(type, wanted)) return type;
+    return wanted;
+}
+
+// Whole or not at all.
 void CreateResource(Context& context, const NewResource& wish) {
     const std::vector<Setting> settings = ParseSettings(wish.settings);
     OstraDLL::Cluster& cluster = context.Cluster();
     Group& group = FindGroup(context, wish.group);
     if (!group.Open()) throw Refusal("Group " + wish.group, GetLastError());
-    for (const std::string& dependency : wish.dependencies) FindResource(context, dependency);
-
+    const std::vector<Resource*> dependencies = FindResources(context, wish.dependencies);
     const std::unique_ptr<ResourceType> type =
-        MakeResourceType(FromUtf8(wish.type), cluster.ClusterHandle(), cluster.Name());
+        MakeResourceType(TypeOf(context, wish.type), cluster.ClusterHandle(), cluster.Name());
     StringArray parameters;
     for (const Setting& setting : settings) parameters.push_back(setting.text);
-    SetLastError(0);
-    Resource* resource = cluster.CreateResource(group.Name(), FromUtf8(wish.name), type.get(), &parameters);
-    const DWORD cause = GetLastError();
-    if (!resource || !resource->Handle()) throw Refusal("Resource " + wish.name + " was not created", cause);
-    CheckStored(*resource, settings, cause);
-    if (!wish.dependencies.empty()) return Depend(context, wish.name, wish.dependencies, false);
+    const std::string refusal = "Resource " + wish.name + " was not created";
+    Resource* resource = nullptr;
+    context.Transact(refusal, [&] {
+        SetLastError(0);
+        resource = cluster.CreateResource(group.Name(), FromUtf8(wish.name), type.get(), &parameters);
+        const DWORD cause = GetLastError();
+        if (!resource || !resource->Handle()) throw Refusal(refusal, cause);
+        CheckStored(*resource, settings, cause);
+        MakeDependent(*resource, dependencies, refusal + ": it cannot depend");
+    });
     PrintOutcome(context, *resource);
 }
 
@@ -197,7 +237,7 @@ void AddCreate(CLI::App& family, Run& run) {
     const auto wish = std::make_shared<NewResource>();
     CLI::App* command = AddCommand(
         family, run, "create", "Creates a resource, offline, with its type's default parameters and the given ones",
-        {"resource create \"Disk E:\" --group Files --type \"Physical Disk\" --set \"Signature=REG_DWORD:439041101\"",
+        {"resource create \"Disk E:\" --group Files --type \"Physical Disk\" --set \"Signature=REG_DWORD:439041025\"",
          "resource create Share --group Files --type \"File Share\" --set \"ShareName=REG_SZ:public\" --depends \"Disk "
          "E:\""},
         Effect::Changes, [wish](Context& context) { CreateResource(context, *wish); });

@@ -15,6 +15,6 @@ int main(int argc, char** argv) {
                           std::cerr,
                           IsTerminal(STDIN_FILENO) && IsTerminal(STDERR_FILENO),
                           ColoursAreWelcome(STDOUT_FILENO),
-                          IsTerminal(STDERR_FILENO)};
+                          ObeysEscapes(STDERR_FILENO)};
     return RunOstra(std::vector<std::string>(argv + 1, argv + argc), streams);
 }

@@ -10,6 +10,11 @@
 #include <platform/framework/CStatusBar.h>
 #include <programs/support/Transaction.h>
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
 #include <utility>
 
 namespace error = platform::error;
@@ -33,7 +38,7 @@ public:
     void Show(const std::string& text) {
         if (!_streams.errIsTerminal) return;
         _streams.err << "\r\x1b[K";
-        TextWriter(_streams.err, true).Write(text.substr(0, 100), Tone::Faint);
+        TextWriter(_streams.err, true).Write(Beginning(text, 100), Tone::Faint);
         _streams.err.flush();
         _isShown = true;
     }
@@ -56,6 +61,14 @@ Context::~Context() {
     if (!_rehearsedName.empty()) platform::ClusterDirectory::Register(_rehearsedName, nullptr);
 }
 
+void Context::RequireReadableState() {
+    const std::string clusters = platform::StateDirectory() + "/clusters";
+    if (access(clusters.c_str(), R_OK | X_OK) == 0 || errno == ENOENT) return;
+    throw CommandError(ExitCode::Unreachable, "The state directory cannot be read: " + clusters + ": " +
+                                                  std::system_category().message(errno) +
+                                                  ". OSTRA_HOME names another.");
+}
+
 std::wstring Context::ClusterName() {
     std::wstring name;
     if (const DWORD code = Service().Information(name))
@@ -67,14 +80,19 @@ platform::ClusterService& Context::Service() {
     if (_service) return *_service;
     const DWORD code = platform::ClusterDirectory::Resolve(platform::FromUtf8(options.cluster), _service);
     if (!code) return *_service;
+    RequireReadableState();
     const StringArray names = platform::ClusterDirectory::Names();
     std::string known;
     for (const std::wstring& name : names) known += (known.empty() ? "" : ", ") + platform::ToUtf8(name);
+    const char* chosen = std::getenv("OSTRA_CLUSTER");
     std::string text;
     if (names.empty())
         text = "There is no cluster yet. Create one with: ostra cluster create NAME";
     else if (options.cluster.empty() && code == error::InvalidParameter)
         text = "There are several clusters. Name one with --cluster or in OSTRA_CLUSTER: " + known;
+    else if (code == error::FileNotFound && options.cluster.empty() && chosen)
+        text = std::string("There is no cluster named \"") + chosen +
+               "\", as OSTRA_CLUSTER says. Known clusters: " + known;
     else if (code == error::FileNotFound)
         text = "There is no cluster named \"" + options.cluster + "\". Known clusters: " + known;
     else
@@ -142,7 +160,12 @@ DWORD Context::DeleteCluster(const std::wstring& name) {
 }
 
 void Context::PrintList(const std::vector<Column>& columns, const Json& rows) {
-    if (options.isJson) return PrintJson(rows);
+    if (options.isJson) {
+        Json document = rows;
+        for (Json& row : document)
+            for (const Column& column : columns) row.emplace(column.key, nullptr);  // unless it is there
+        return PrintJson(document);
+    }
     TextWriter writer = Text();
     WriteTable(writer, columns, rows);
 }
@@ -156,7 +179,7 @@ void Context::PrintRecord(const Json& record) {
 void Context::Say(const std::string& text, Tone tone) {
     if (options.isJson) return;
     Text().Line(text, tone);
-    _out->flush();
+    Flush();
 }
 
 void Context::PrintJson(const Json& document) {
@@ -169,7 +192,17 @@ void Context::Warn(const std::string& text) {
 }
 
 void Context::PrintJsonLine(const Json& document) {
-    *_out << document.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
+    *_out << document.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+    Flush();
+}
+
+void Context::PrintText(const std::string& lines) {
+    if (options.isJson) return PrintJson({{"text", lines}});
+    *_out << lines;
+}
+
+void Context::Flush() {
+    if (!_out->flush()) throw CommandError(ExitCode::Refused, "The output cannot be written");
 }
 
 bool Context::Confirm(const std::string& question) {

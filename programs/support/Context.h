@@ -45,6 +45,8 @@ public:
 
     Options options;
 
+    /// Ends the command when this user may not look into the state directory: it would seem to hold no cluster.
+    static void RequireReadableState();
     /// The cluster's name as it will be opened; ends the command when there is none or no telling which.
     std::wstring ClusterName();
     /// The service behind the cluster's name.
@@ -76,6 +78,10 @@ public:
     void PrintJson(const Json& document);
     /// One object of a stream that goes on: a line of its own, written at once.
     void PrintJsonLine(const Json& document);
+    /// Lines that are a document of their own; with --json the member "text" of an object.
+    void PrintText(const std::string& lines);
+    /// Ends the command when what it wrote cannot get to where it goes.
+    void Flush();
     TextWriter Text() { return TextWriter(*_out, _streams.outIsColoured); }
     void Warn(const std::string& text);
 

@@ -55,7 +55,7 @@ public:
     }
     DWORD Create(const std::wstring& path, HKEY& key) override {
         const auto [root, rest] = Split(path);
-        if (!root || rest.empty()) return error::InvalidParameter;
+        if (!root || rest.empty()) return Open(path, KEY_ALL_ACCESS, key);
         return Code(RegCreateKeyExW(root, rest.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr));
     }
     void Close(HKEY key) override { RegCloseKey(key); }
@@ -100,7 +100,8 @@ private:
         const std::size_t end = path.find(L'\\');
         const std::wstring name = path.substr(0, end);
         for (const auto& [rootName, root] : roots)
-            if (name == rootName) return {root, end == std::wstring::npos ? std::wstring() : path.substr(end + 1)};
+            if (platform::EqualIgnoringCase(name, rootName))
+                return {root, end == std::wstring::npos ? std::wstring() : path.substr(end + 1)};
         return {nullptr, {}};
     }
 };

@@ -130,6 +130,17 @@ Node& FindNode(Context& context, const std::string& name) {
     return FindIn(NodesOf(context), "node", name);
 }
 
+std::vector<Node*> FindNodes(Context& context, const std::vector<std::string>& names) {
+    std::vector<Node*> nodes;
+    for (const std::string& name : names) {
+        Node& node = FindNode(context, name);
+        if (std::find(nodes.begin(), nodes.end(), &node) != nodes.end())
+            throw CommandError(ExitCode::Usage, "Node " + name + " is named twice");
+        nodes.push_back(&node);
+    }
+    return nodes;
+}
+
 Group& FindGroup(Context& context, const std::string& name) {
     return FindIn(GroupsOf(context), "group", name);
 }

@@ -31,6 +31,8 @@ Overview ReadOverview(Context& context);
 // The object of that name: exactly so, or but for case when just one is meant. Ends the command with the names that
 // there are.
 Node& FindNode(Context& context, const std::string& name);
+/// Several nodes, each named once; ends the command when one is named twice.
+std::vector<Node*> FindNodes(Context& context, const std::vector<std::string>& names);
 Group& FindGroup(Context& context, const std::string& name);
 Resource& FindResource(Context& context, const std::string& name);
 Network& FindNetwork(Context& context, const std::string& name);

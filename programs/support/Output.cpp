@@ -124,6 +124,10 @@ std::size_t WidthOf(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
+std::string Beginning(const std::string& text, std::size_t most) {
+    return platform::ToUtf8(platform::FromUtf8(text).substr(0, most));
+}
+
 std::string TimeText(std::int64_t time) {
     constexpr std::int64_t latest = std::numeric_limits<TimeValue>::max();
     const auto clamped = static_cast<TimeValue>(std::clamp<std::int64_t>(time, -latest - 1, latest));
@@ -159,9 +163,14 @@ bool IsTerminal(int descriptor) {
     return isatty(descriptor) == 1;
 }
 
+bool ObeysEscapes(int descriptor) {
+    const char* kind = std::getenv("TERM");
+    return IsTerminal(descriptor) && (!kind || std::string_view(kind) != "dumb");
+}
+
 bool ColoursAreWelcome(int descriptor) {
     const char* noColour = std::getenv("NO_COLOR");
-    return (!noColour || !*noColour) && IsTerminal(descriptor);
+    return (!noColour || !*noColour) && ObeysEscapes(descriptor);
 }
 
 }  // namespace programs

@@ -45,6 +45,9 @@ std::string TextOf(const Json& value);
 /// The number of columns that a UTF-8 text takes on a terminal, one a character.
 std::size_t WidthOf(std::string_view text);
 
+/// The first `most` characters of a UTF-8 text.
+std::string Beginning(const std::string& text, std::size_t most);
+
 /// A time as local date and clock, "2026-11-24 19:30:00".
 std::string TimeText(std::int64_t time);
 
@@ -54,8 +57,10 @@ std::string OneLine(std::string text);
 /// The tone of a state text as the library gives it.
 Tone ToneOfState(std::string_view text);
 
-/// Whether a terminal is behind this descriptor, and colours are welcome there (NO_COLOR respected).
+/// Whether a terminal is behind this descriptor, one that obeys escape sequences (TERM is not "dumb"), and colours are
+/// welcome there (NO_COLOR respected).
 bool IsTerminal(int descriptor);
+bool ObeysEscapes(int descriptor);
 bool ColoursAreWelcome(int descriptor);
 
 }  // namespace programs

@@ -216,6 +216,10 @@ private:
 
 Snapshot TakeWorld(const Context& context) {
     Snapshot snapshot = TakeRegistrySnapshot();
+    for (const std::wstring& name : platform::ClusterDirectory::Names())
+        if (!context.IsClusterDeleted() ||
+            !platform::EqualIgnoringCase(name, platform::FromUtf8(context.options.cluster)))
+            snapshot["cluster " + ToUtf8(name)] = "present";
     std::shared_ptr<ClusterService> service;
     if (context.IsClusterDeleted() ||
         platform::ClusterDirectory::Resolve(platform::FromUtf8(context.options.cluster), service))
@@ -242,8 +246,7 @@ Json Differences(const Snapshot& before, const Snapshot& after) {
 std::string Excerpt(const Json& value) {
     constexpr std::size_t longest = 100;
     const std::string text = OneLine(TextOf(value));
-    if (text.size() <= longest) return "\"" + text + "\"";
-    return "\"" + platform::ToUtf8(platform::FromUtf8(text).substr(0, longest)) + "...\"";
+    return "\"" + (text.size() <= longest ? text : Beginning(text, longest) + "...") + "\"";
 }
 
 void PrintDifferences(Context& context, const Json& changes) {
@@ -265,6 +268,17 @@ void PrintDifferences(Context& context, const Json& changes) {
         if (!isGone) writer.Write(Excerpt(change["after"]));
         writer.Line();
     }
+}
+
+void RunUnseen(Context& context, const std::function<void()>& action) {
+    struct Redirection {
+        explicit Redirection(Context& redirected) : context(redirected) { context.Redirect(&unseen); }
+        ~Redirection() { context.Redirect(nullptr); }
+        Context& context;
+        std::ostringstream unseen;
+    };
+    const Redirection redirection(context);
+    action();
 }
 
 }  // namespace
@@ -294,10 +308,7 @@ Snapshot TakeRegistrySnapshot() {
 void Rehearse(Context& context, const std::function<void()>& action) {
     const RehearsedWorld world(context);
     const Snapshot before = TakeWorld(context);
-    std::ostringstream unseen;
-    context.Redirect(&unseen);
-    action();
-    context.Redirect(nullptr);
+    RunUnseen(context, action);
     PrintDifferences(context, Differences(before, TakeWorld(context)));
 }
 

@@ -43,11 +43,17 @@ std::vector<Setting> ParseSettings(const std::vector<std::string>& texts) {
     return settings;
 }
 
+const std::wstring* FindAttribute(const StringMap& attributes, const std::wstring& name) {
+    for (const auto& [known, value] : attributes)
+        if (platform::EqualIgnoringCase(known, name)) return &value;
+    return nullptr;
+}
+
 bool IsStored(const Setting& setting, const StringMap& attributes) {
-    const auto found = attributes.find(setting.name);
-    if (found == attributes.end()) return false;
-    if (setting.type == L"REG_SZ") return found->second == setting.value;
-    return platform::ParseDecimal(found->second) == platform::ParseDecimal(setting.value);
+    const std::wstring* found = FindAttribute(attributes, setting.name);
+    if (!found) return false;
+    if (setting.type == L"REG_SZ") return *found == setting.value;
+    return platform::ParseDecimal(*found) == platform::ParseDecimal(setting.value);
 }
 
 }  // namespace programs

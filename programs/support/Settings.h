@@ -32,6 +32,9 @@ struct Setting {
 /// Ends the command with what is wrong with the first that is none.
 std::vector<Setting> ParseSettings(const std::vector<std::string>& texts);
 
+/// The attribute of that name, in any case as properties are named; null when there is none.
+const std::wstring* FindAttribute(const StringMap& attributes, const std::wstring& name);
+
 /// Whether the attributes have the setting's value under its name.
 bool IsStored(const Setting& setting, const StringMap& attributes);
 

@@ -1,26 +1,47 @@
 #include <platform/base/error_codes.h>
-#include <platform/base/text.h>
 #include <tests/programs/OstraRun.h>
 #include <tests/support/FailingClusterService.h>
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <numeric>
 
 namespace tests {
 namespace {
 
 using programs::Json;
+using Words = std::vector<std::string>;
 
-std::string State(const Json& status, const std::string& resource) {
-    for (const Json& group : status["groups"])
-        for (const Json& candidate : group["resources"])
-            if (candidate["name"] == resource) return candidate["text"];
-    return "no such resource";
-}
+class OstraCommands : public OstraProgram {
+protected:
+    /// All that a command could have changed, as this program's own commands read it.
+    static Json Everything() {
+        Json all;
+        for (const Words& question : std::vector<Words>{{"status"},
+                                                        {"history", "--last", "1000"},
+                                                        {"registry", "list", "--cluster-database", "", "--recursive"},
+                                                        {"registry", "list", "HKEY_LOCAL_MACHINE", "--recursive"},
+                                                        {"events", "--last", "1000"},
+                                                        {"cluster", "list"}})
+            all.push_back(Read(question));
+        return all;
+    }
 
-TEST_F(OstraProgram, ManagesAClusterFromItsCreationOn) {
+    static std::string Content(const std::filesystem::path& path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /// The exit code of a command whose output cannot be written.
+    static int IntoNowhere(const Words& arguments) {
+        std::istringstream in;
+        std::ostream out(nullptr);
+        std::ostringstream err;
+        return programs::RunOstra(arguments, {in, out, err});
+    }
+};
+
+TEST_F(OstraCommands, ManagesAClusterFromItsCreationOn) {
     EXPECT_EQ(6, Ostra({"status"}).code);
     GivenFiles();
     Do({"group", "online", "Files"});
@@ -37,13 +58,8 @@ TEST_F(OstraProgram, ManagesAClusterFromItsCreationOn) {
     EXPECT_EQ(expected, status);
 
     const Json share = Read({"resource", "show", "Share"});
-    EXPECT_EQ(Json({"Name", "Disk E:"}).size(), share["dependsOn"].size());
+    EXPECT_EQ(2U, share["dependsOn"].size());
     EXPECT_EQ("public", share["parameters"]["ShareName"]);
-    const Json disks = Read({"disk", "list"});
-    ASSERT_EQ(2U, disks.size());
-    EXPECT_EQ("available", disks[0]["use"]);
-    EXPECT_EQ("Disk E:", disks[1]["resource"]);
-
     EXPECT_EQ("N2", Read({"group", "move", "Files"})["owner"]);
     EXPECT_EQ(2, Read({"node", "pause", "N1"})["state"]);
     EXPECT_EQ(1, Ostra({"group", "move", "Files"}).code) << "no node is left to move to";
@@ -55,7 +71,7 @@ TEST_F(OstraProgram, ManagesAClusterFromItsCreationOn) {
     EXPECT_EQ(1, Ostra({"node", "evict", "N2"}).code) << "the last node stays";
 }
 
-TEST_F(OstraProgram, TellsWhatIsAndNotWhatWasAsked) {
+TEST_F(OstraCommands, TellsWhatIsAndNotWhatWasAsked) {
     GivenFiles();
     Do({"resource", "set", "Address", "Address=REG_SZ:10.0.1.30"});
     Do({"group", "create", "Other"});
@@ -63,13 +79,11 @@ TEST_F(OstraProgram, TellsWhatIsAndNotWhatWasAsked) {
     Do({"group", "online", "Files"});
     const Outcome outcome = Ostra({"group", "online", "Other"});
     EXPECT_EQ(1, outcome.code);
-    EXPECT_EQ("", outcome.out);
     EXPECT_NE(std::string::npos, outcome.err.find("code 5057")) << outcome.err;
 
     Do({"simulate", "fail", "Share"});
-    const Json failed = Read({"status"});
-    EXPECT_EQ("Resource failed.", State(failed, "Share"));
-    EXPECT_EQ("Resource is online.", State(failed, "Address"));
+    EXPECT_EQ("Resource failed.", Read({"resource", "show", "Share"})["text"]);
+    EXPECT_EQ("Resource is online.", Read({"resource", "show", "Address"})["text"]);
     Do({"group", "online", "Files"});
     Do({"simulate", "node-down", "N1"});
     EXPECT_EQ("N2", Read({"group", "show", "Files"})["owner"]);
@@ -81,134 +95,117 @@ TEST_F(OstraProgram, TellsWhatIsAndNotWhatWasAsked) {
 }
 
 struct Refused {
-    std::vector<std::string> arguments;
+    Words arguments;
     int code;
     const char* saying;
 };
 
-TEST_F(OstraProgram, AnswersEachMistakeWithItsExitCodeAndWords) {
+TEST_F(OstraCommands, AnswersEachMistakeWithItsExitCodeAndWordsAndChangesNothing) {
     GivenFiles();
+    Do({"group", "create", "Other"});
+    Do({"resource", "owners", "Share", "N1"});
+    Do({"group", "online", "Files"});
+    const Json before = Everything();
     const Refused table[] = {
         {{"node", "show", "N9"}, 3, "Known: N1, N2"},
         {{"group", "online", "Nobody"}, 3, "no group named"},
-        {{"resource", "show", "Nothing"}, 3, "no resource named"},
-        {{"type", "show", "Nothing"}, 3, "type list"},
         {{"registry", "list", R"(HKEY_LOCAL_MACHINE\No)"}, 3, "code 2"},
         {{"registry", "list", "Nowhere"}, 1, "HKEY_LOCAL_MACHINE"},
         {{"group", "create", "files"}, 4, "was not created"},
         {{"cluster", "create", "demo"}, 4, "was not created"},
         {{"resource", "create", "Share", "--group", "Files", "--type", "File Share"}, 4, "was not created"},
         {{"resource", "create", "X", "--group", "Files", "--type", "No Such Type"}, 3, "was not created"},
-        {{"resource", "create", "X", "--group", "Files", "--type", "IP Address", "--set", "Address"},
-         2,
-         "NAME=TYPE:VALUE"},
+        {{"resource", "create", "X", "--group", "Other", "--type", "Time Service", "--depends", "Name"},
+         1,
+         "own group"},
+        {{"resource", "depend", "Share", "Disk E:", "Nothing", "--remove"}, 3, "no resource named"},
+        {{"resource", "owners", "Share", "N2"}, 1, "online"},
+        {{"group", "owners", "Files", "N1", "n1"}, 2, "named twice"},
+        {{"resource", "set", "Share", "MaxUsers"}, 2, "NAME=TYPE:VALUE"},
         {{"resource", "set", "Share", "Names=REG_MULTI_SZ:a"}, 2, "REG_SZ or REG_DWORD"},
         {{"resource", "set", "Share", "MaxUsers=REG_DWORD:many"}, 2, "no number"},
         {{"resource", "depend", "Address", "Share"}, 1, "not made to depend"},
         {{"resource", "delete", "Address"}, 1, "nothing may depend on it"},
         {{"group", "delete", "Files"}, 1, "delete its resources first"},
         {{"cluster", "delete", "nothing"}, 3, "cluster list"},
-        {{"cluster", "delete", "demo"}, 1, "--yes"},
+        {{"cluster", "delete", "demo"}, 1, "--force"},
+        {{"cluster", "delete", "demo", "--force"}, 1, "--yes"},
         {{"cluster", "create", "x/y"}, 1, "was not created"},
         {{"cluster", "create", "x", "--network", "A=10.0.1.5/24"}, 2, "the subnet is 10.0.1.0/24"},
         {{"cluster", "create", "x", "--network", "A=10.0.1.0"}, 2, "prefix"},
-        {{"cluster", "create", "x", "--network", "A=10.0.256.0/24"}, 2, "no subnet"},
         {{"cluster", "create", "x", "--network", "A=10.0.1.0/24,role=4"}, 2, "no role"},
         {{"cluster", "create", "x", "--disk", "E:=wrong"}, 2, "no hexadecimal signature"},
         {{"cluster", "create", "x", "--node", "A", "--node", "a"}, 4, "was not created"},
         {{"debug", "set", "two"}, 2, "no mask"},
         {{"node", "list", "--cluster", "elsewhere"}, 6, "Known clusters: demo"},
-        {{"node", "dance"}, 2, "list, show, pause"},
+        {{"node", "dance"}, 2, "\"dance\" was not expected; \"ostra node\" takes one of these commands: list, show"},
         {{"group", "online"}, 2, "NAME"},
+        {{"watch", "--count", "-1"}, 2, "--count"},
+        {{"help", "nothing"}, 2, "exit-codes"},
         {{}, 2, "one of these commands: setup, cluster"},
     };
     for (const Refused& row : table) {
-        std::string line = "ostra";
-        for (const std::string& argument : row.arguments) line += " " + argument;
         const Outcome outcome = Ostra(row.arguments);
-        EXPECT_EQ(row.code, outcome.code) << line << "\n" << outcome.err;
-        EXPECT_NE(std::string::npos, outcome.err.find(row.saying)) << line << "\n" << outcome.err;
-        EXPECT_EQ("", outcome.out) << line;
-        std::vector<std::string> asJson = row.arguments;
+        EXPECT_EQ(row.code, outcome.code) << row.saying << "\n" << outcome.err;
+        EXPECT_NE(std::string::npos, outcome.err.find(row.saying)) << outcome.err;
+        Words asJson = row.arguments;
         asJson.emplace_back("--json");
         const Outcome json = Ostra(asJson);
         const std::string lastLine = json.err.substr(json.err.rfind('\n', json.err.size() - 2) + 1);
-        EXPECT_TRUE(Json::parse(lastLine, nullptr, false).contains("error")) << line << "\n" << json.err;
-        EXPECT_EQ("", json.out) << line;
+        EXPECT_TRUE(Json::parse(lastLine, nullptr, false).contains("error")) << row.saying << "\n" << json.err;
+        EXPECT_EQ("", outcome.out + json.out) << row.saying;
     }
-    EXPECT_EQ(1U, Read({"cluster", "list"}).size()) << "a refused creation leaves nothing behind";
-    Do({"group", "online", "Files"});
+    EXPECT_EQ(before, Everything());
     EXPECT_EQ(1, Ostra({"cluster", "delete", "demo", "--yes"}).code) << "groups are online";
     EXPECT_EQ(1, Ostra({"cluster", "delete", "demo", "--force"}, "n\n").code);
     EXPECT_EQ(0, Ostra({"cluster", "delete", "demo", "--force"}, "y\n").code);
     EXPECT_EQ(0U, Read({"cluster", "list"}).size());
 }
 
-// All that could have been written, as this program's own commands read it.
-Json Everything(const std::function<Json(std::vector<std::string>)>& read) {
-    Json all;
-    all["status"] = read({"status"});
-    all["history"] = read({"history", "--last", "1000"});
-    all["keys"] = read({"registry", "list", "--cluster-database", "", "--recursive"});
-    all["registry"] = read({"registry", "list", "HKEY_LOCAL_MACHINE", "--recursive"});
-    all["events"] = read({"events", "--last", "1000"}).size();
-    all["clusters"] = read({"cluster", "list"});
-    return all;
-}
-
-TEST_F(OstraProgram, RehearsesEveryChangeAndWritesNothing) {
+TEST_F(OstraCommands, RehearsesEveryChangeAndWritesNothing) {
     GivenFiles();
     Do({"group", "online", "Files"});
     Do({"group", "create", "Empty"});
     Do({"registry", "set", R"(HKEY_LOCAL_MACHINE\Software\Example)", "Depth=REG_DWORD:3"});
-    const std::pair<std::vector<std::string>, const char*> table[] = {
+    const std::pair<Words, const char*> table[] = {
         {{"group", "create", "New"}, "group New"},
         {{"group", "offline", "Files"}, "resource Share / state"},
         {{"group", "move", "Files"}, "group Files / owner"},
-        {{"group", "rename", "Files", "Archive"}, "group Archive"},
         {{"group", "owners", "Files", "N2"}, "group Files / preferred owners"},
         {{"group", "delete", "Empty"}, "group Empty"},
         {{"node", "pause", "N1"}, "node N1 / state"},
         {{"node", "evict", "N1"}, "node N1 / state"},
         {{"resource", "create", "X", "--group", "Empty", "--type", "Time Service"}, "resource X"},
         {{"resource", "set", "Share", "ShareName=REG_SZ:private"}, "resource Share / ShareName"},
-        {{"resource", "set", "Share", "Description=REG_SZ:text"}, "resource Share / Description"},
         {{"resource", "depend", "Share", "Disk E:", "--remove"}, "resource Share / depends on"},
         {{"resource", "owners", "Share", "N1"}, "resource Share / possible owners"},
-        {{"resource", "offline", "Share"}, "resource Share / state"},
         {{"simulate", "node-down", "N1"}, "node N1 / state"},
         {{"simulate", "fail", "Share"}, "resource Share / state"},
         {{"registry", "set", R"(HKEY_LOCAL_MACHINE\Software\Other)", "A=REG_SZ:b"}, R"(Software\Other / A)"},
         {{"registry", "delete", R"(HKEY_LOCAL_MACHINE\Software\Example)"}, R"(Software\Example)"},
         {{"registry", "set", "--cluster-database", "Ostra", "A=REG_SZ:b"}, "key Ostra / A"},
-        {{"debug", "set", "2"}, "DebugMask"},
-        {{"cluster", "create", "another"}, "node N1"},
-        {{"cluster", "delete", "demo", "--force"}, "group Files"},
+        {{"debug", "set", "1"}, "DebugMask"},
+        {{"cluster", "create", "another"}, "cluster another"},
+        {{"cluster", "delete", "demo", "--force"}, "cluster demo"},
     };
-    const auto before = Everything(&Read);
+    const Json before = Everything();
     for (const auto& [arguments, changed] : table) {
-        std::vector<std::string> rehearsal = arguments;
+        Words rehearsal = arguments;
         rehearsal.emplace_back("--dry-run");
         const Json document = Read(rehearsal);
-        const std::string line = arguments[0] + " " + arguments[1];
-        ASSERT_TRUE(document.is_object()) << line;
-        EXPECT_EQ(true, document["dryRun"]) << line;
+        EXPECT_EQ(true, document["dryRun"]) << changed;
         const std::string quoted = Json(changed).dump();
         EXPECT_NE(std::string::npos, document["changes"].dump().find(quoted.substr(1, quoted.size() - 2)))
-            << line << document;
-        EXPECT_FALSE(document["changes"].empty()) << line;
-        EXPECT_EQ(before, Everything(&Read)) << line;
+            << changed << document;
+        EXPECT_EQ(before, Everything()) << changed;
     }
     EXPECT_EQ(3, Ostra({"group", "online", "Nobody", "--dry-run"}).code);
     EXPECT_NE(std::string::npos, Do({"group", "move", "Files", "--dry-run"}).out.find("\"N1\" -> \"N2\""));
 }
 
-TEST_F(OstraProgram, WaitsForAClusterThatSettlesLater) {
+TEST_F(OstraCommands, WaitsForAClusterThatSettlesLater) {
     GivenFiles();
-    std::shared_ptr<platform::ClusterService> service;
-    ASSERT_EQ(0U, platform::ClusterDirectory::Resolve(L"demo", service));
-    auto failing = std::make_shared<tests::FailingClusterService>(service);
-    platform::ClusterDirectory::Register(L"demo", failing);
+    const FailingCluster failing(L"demo");
     failing->Fail(tests::Operation::OnlineGroup, platform::error::IoPending);
     const Outcome unsettled = Ostra({"group", "online", "Files", "--wait", "7"});
     EXPECT_EQ(5, unsettled.code) << unsettled.err;
@@ -218,25 +215,11 @@ TEST_F(OstraProgram, WaitsForAClusterThatSettlesLater) {
     EXPECT_EQ(0, Read({"group", "online", "Files", "--wait", "7"})["state"]);
     failing->Fail(tests::Operation::OfflineGroup, platform::error::AccessDenied);
     EXPECT_EQ(1, Ostra({"group", "offline", "Files"}).code);
-    platform::ClusterDirectory::Register(L"demo", nullptr);
 }
 
-/// While someone naps, the cluster changes.
-class BusyClock final : public FakeClock {
-public:
-    explicit BusyClock(std::function<void()> change) : _change(std::move(change)) {}
-    void Sleep(DWORD milliseconds) override {
-        FakeClock::Sleep(milliseconds);
-        if (naps.size() == 2) _change();
-    }
-
-private:
-    std::function<void()> _change;
-};
-
-TEST_F(OstraProgram, FollowsWhatOthersChange) {
+TEST_F(OstraCommands, FollowsWhatOthersChange) {
     GivenFiles();
-    const BusyClock busy([] { Do({"group", "create", "Later"}); });
+    clock.meanwhile = [] { Do({"group", "create", "Later"}); };
     const Outcome watched = Do({"watch", "--count", "1", "--for", "60", "--json"});
     EXPECT_EQ("Later", watched.Json()["name"]);
     EXPECT_EQ("group added", watched.Json()["kind"]);
@@ -245,14 +228,48 @@ TEST_F(OstraProgram, FollowsWhatOthersChange) {
     EXPECT_EQ("ostra group create Later", history[1]["command"]);
     EXPECT_EQ("Later", history[1]["name"]);
     EXPECT_NE("", history[1]["user"]);
+    clock.meanwhile = [] { Do({"group", "create", "Last"}); };
+    EXPECT_EQ(1, IntoNowhere({"watch", "--for", "60"})) << "it ends when nobody can read it any more";
 }
 
-TEST_F(OstraProgram, ReadsAndWritesKeysOfBothTrees) {
+TEST_F(OstraCommands, TellsWhenItsOutputIsLost) {
+    for (const Words& arguments : std::vector<Words>{
+             {"cluster", "create", "demo"}, {"status"}, {"status", "--json"}, {"--help"}, {"completion", "bash"}})
+        EXPECT_EQ(1, IntoNowhere(arguments)) << arguments[0];
+    EXPECT_EQ(1U, Read({"cluster", "list"}).size());
+}
+
+TEST_F(OstraCommands, NamesAClusterThatCannotBeReached) {
     Do({"cluster", "create", "demo"});
-    const std::vector<std::vector<std::string>> trees{{R"(HKEY_LOCAL_MACHINE\Software\Example)"},
-                                                      {"Example", "--cluster-database"}};
-    for (const std::vector<std::string>& tree : trees) {
-        const auto with = [&](const std::string& command, std::vector<std::string> rest) {
+    ::setenv("OSTRA_CLUSTER", "elsewhere", 1);
+    EXPECT_NE(std::string::npos, Ostra({"status"}).err.find("\"elsewhere\", as OSTRA_CLUSTER says"));
+    ::unsetenv("OSTRA_CLUSTER");
+    std::ofstream(home.Path() / "clusters" / "demo" / "cluster.json") << "{}";
+    EXPECT_EQ(6, Ostra({"status"}).code);
+    const Json list = Read({"cluster", "list"});
+    EXPECT_EQ("demo", list[0]["name"]);
+    EXPECT_TRUE(list[0].contains("groups") && list[0]["groups"].is_null());
+    EXPECT_EQ("cluster demo", Read({"cluster", "delete", "demo", "--dry-run"})["changes"][0]["what"]);
+    Do({"cluster", "delete", "demo", "--yes"});
+    std::filesystem::remove_all(home.Path() / "clusters");
+    std::ofstream(home.Path() / "clusters") << "no directory";
+    EXPECT_NE(std::string::npos, Ostra({"status"}).err.find("The state directory cannot be read"));
+}
+
+TEST_F(OstraCommands, KnowsTypesAndPropertiesInAnyCase) {
+    GivenFiles();
+    Do({"resource", "create", "Second", "--group", "files", "--type", "file share", "--depends", "NAME"});
+    Do({"resource", "set", "Second", "maxusers=REG_DWORD:5", "description=REG_SZ:another"});
+    const Json second = Read({"resource", "show", "second"});
+    EXPECT_EQ(Json({"5", "127"}), Json({second["parameters"]["MaxUsers"], second["parameters"]["Permissions"]}));
+    EXPECT_EQ("another", second["properties"]["Description"]);
+}
+
+TEST_F(OstraCommands, ReadsAndWritesKeysOfBothTrees) {
+    Do({"cluster", "create", "demo"});
+    const std::vector<Words> trees{{R"(HKEY_LOCAL_MACHINE\Software\Example)"}, {"Example", "--cluster-database"}};
+    for (const Words& tree : trees) {
+        const auto with = [&](const std::string& command, Words rest) {
             rest.insert(rest.begin(), tree.begin(), tree.end());
             rest.insert(rest.begin(), {"registry", command});
             return rest;
@@ -263,7 +280,7 @@ TEST_F(OstraProgram, ReadsAndWritesKeysOfBothTrees) {
         EXPECT_EQ(3, Ostra(with("get", {"Missing"})).code);
         Do(with("delete", {"--value", "Depth"}));
         EXPECT_EQ(2U, Read(with("list", {})).size());
-        std::vector<std::string> below = with("set", {});
+        Words below = with("set", {});
         below[2] += R"(\Below\Further)";
         Do(below);
         EXPECT_EQ(1, Ostra(with("delete", {})).code) << "it has subkeys";
@@ -272,7 +289,7 @@ TEST_F(OstraProgram, ReadsAndWritesKeysOfBothTrees) {
     }
 }
 
-TEST_F(OstraProgram, ShowsReportsAndTheDebugMask) {
+TEST_F(OstraCommands, ShowsReportsAndTheDebugMask) {
     GivenFiles();
     Do({"group", "online", "Files"});
     const Json events = Read({"events", "--last", "1"});
@@ -280,22 +297,27 @@ TEST_F(OstraProgram, ShowsReportsAndTheDebugMask) {
     EXPECT_EQ("Cluster group Files was brought online!", events[0]["name"]);
     EXPECT_EQ("information", events[0]["type"]);
     EXPECT_EQ(Json({"ostra", "mod3"}), Read({"debug", "set", "0xA"})["enabled"]);
+    Do({"group", "rename", "Files", "Unreal", "--dry-run"});
     Do({"group", "rename", "Files", "Archive"});
-    std::ifstream log(home.Path() / "log" / "Ostra.log");
-    const std::string lines{std::istreambuf_iterator<char>(log), {}};
+    const std::string lines = Content(home.Path() / "log" / "Ostra.log");
     EXPECT_NE(std::string::npos, lines.find("Group::Rename( ). Group renameed!")) << lines;
+    EXPECT_EQ(lines.find("Group renameed!"), lines.rfind("Group renameed!")) << "a rehearsal leaves no trace";
     Do({"debug", "set", "0"});
     EXPECT_NE(std::string::npos, Do({"group", "rename", "Archive", "Files", "--trace"}).err.find("Group renameed!"));
 }
 
-TEST_F(OstraProgram, HelpsWithoutACluster) {
-    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-             {"--help"}, {"--version"}, {"help", "exit-codes"}, {"completion", "bash"}, {"group", "create", "--help"}})
-        EXPECT_NE("", Do(arguments).out);
+TEST_F(OstraCommands, HelpsWithoutACluster) {
+    const std::pair<Words, const char*> table[] = {
+        {{"--version"}, "ostra "},
+        {{"group", "create", "--dry-run", "--help"}, "ostra group create Files"},
+        {{"help", "exit-codes"}, "6  the cluster cannot be reached\n"},
+        {{"completion", "bash"}, "\"ostra group\") echo list show"},
+    };
+    for (const auto& [arguments, saying] : table) {
+        EXPECT_NE(std::string::npos, Do(arguments).out.find(saying)) << saying;
+        EXPECT_EQ(Do(arguments).out, Read(arguments)["text"]) << saying;
+    }
     EXPECT_FALSE(std::filesystem::exists(home.Path() / "clusters")) << "help leaves nothing behind";
-    EXPECT_NE(std::string::npos, Do({"group", "create", "--help"}).out.find("ostra group create Files"));
-    EXPECT_NE(std::string::npos, Do({"help", "exit-codes"}).out.find("6  the cluster cannot be reached"));
-    EXPECT_NE(std::string::npos, Do({"completion", "bash"}).out.find("\"ostra group\") words=\"list show"));
 }
 
 }  // namespace

@@ -15,12 +15,7 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
 #include <variant>
-#include <vector>
 
 namespace tests {
 
@@ -38,7 +33,6 @@ struct ResourceWorld {
     std::wstring type = L"Generic Service";
     StringArray needs = {};                                                     ///< what it depends on
     std::map<std::wstring, std::variant<DWORD, std::wstring>> parameters = {};  ///< private properties
-    StringArray possibleOwners = {};                                            ///< empty: every node
 };
 
 struct GroupWorld {
@@ -50,8 +44,7 @@ struct GroupWorld {
 
 struct NetworkWorld {
     std::wstring name;
-    std::wstring address = {};  ///< empty: 10.1.N.0, N the network's place in the list, from 1
-    std::wstring mask = L"255.255.255.0";
+    std::wstring address = {};  ///< with the mask 255.255.255.0; empty: 10.1.N.0, N its place in the list, from 1
     DWORD role = 3;
     std::wstring description = {};
 };
@@ -88,7 +81,7 @@ protected:
         const auto make = [&] {
             for (const std::wstring& node : world.nodes) Expect(Administration().AddNode(node), node);
             int place = 0;
-            for (const NetworkWorld& network : world.networks) GiveNetwork(network, ++place);
+            for (const NetworkWorld& network : world.networks) Give(network, ++place);
             for (const platform::SharedDisk& disk : world.disks) Expect(Administration().AddDisk(disk), L"a disk");
             for (const GroupWorld& group : world.groups) Give(group);
             return DWORD{0};
@@ -101,7 +94,7 @@ protected:
         Expect(service->CreateGroup(group.name, id), group.name);
         for (const ResourceWorld& resource : group.resources) Give(id, resource);
         if (!group.owner.empty()) Expect(service->MoveGroup(id, Node(group.owner)), group.name);
-        if (group.isOnline) Expect(service->OnlineGroup(id, OwnerNode(id)), group.name);
+        if (group.isOnline) Expect(service->OnlineGroup(id, Node(OwnerOf(group.name))), group.name);
     }
 
     void Give(ObjectId group, const ResourceWorld& resource) {
@@ -109,13 +102,6 @@ protected:
         Expect(service->CreateResource(group, resource.name, resource.type, 0, id), resource.name);
         for (const auto& [name, value] : resource.parameters) SetPrivate(resource.name, {{name, value}});
         for (const std::wstring& need : resource.needs) Expect(service->AddDependency(id, Resource(need)), need);
-        if (resource.possibleOwners.empty()) return;
-        for (const std::wstring& node : Members(id, CLUSTER_RESOURCE_ENUM_NODES)) {
-            Expect(service->RemoveResourceOwner(id, Node(node)), node);
-        }
-        for (const std::wstring& node : resource.possibleOwners) {
-            Expect(service->AddResourceOwner(id, Node(node)), node);
-        }
     }
 
     ObjectId Node(const std::wstring& name) { return Find(ObjectKind::Node, name); }
@@ -138,13 +124,12 @@ protected:
         ObjectId id;
         std::wstring owner;
         std::wstring group;
-        if (service->Find(ObjectKind::Group, name, id) == 0) {
+        if (service->Find(ObjectKind::Group, name, id) == 0)
             Expect(service->GroupState(id, state, owner), name);
-        } else if (service->Find(ObjectKind::Resource, name, id) == 0) {
+        else if (service->Find(ObjectKind::Resource, name, id) == 0)
             Expect(service->ResourceState(id, state, owner, group), name);
-        } else {
+        else
             Expect(service->NodeState(Node(name), state), name);
-        }
         return state;
     }
 
@@ -152,22 +137,14 @@ protected:
     StringArray Members(ObjectId object, DWORD types) {
         std::unique_ptr<platform::ClusterEnumeration> enumeration;
         Expect(service->EnumerateMembers(object, types, enumeration), L"members");
-        return enumeration ? NamesOf(*enumeration) : StringArray();
+        return NamesOf(enumeration.get());
     }
 
     /// All objects of the kinds in `types`, by name.
     StringArray All(DWORD types) {
         std::unique_ptr<platform::ClusterEnumeration> enumeration;
         Expect(service->Enumerate(types, enumeration), L"objects");
-        return enumeration ? NamesOf(*enumeration) : StringArray();
-    }
-
-    static StringArray NamesOf(const platform::ClusterEnumeration& enumeration) {
-        StringArray names;
-        DWORD type = 0;
-        std::wstring name;
-        for (DWORD index = 0; enumeration.Item(index, type, name) == 0; ++index) names.push_back(name);
-        return names;
+        return NamesOf(enumeration.get());
     }
 
     void TakeDown(const std::wstring& node) { Expect(Administration().TakeNodeDown(Node(node)), node); }
@@ -216,24 +193,24 @@ protected:
     std::shared_ptr<platform::ClusterService> service;
 
 private:
-    void GiveNetwork(const NetworkWorld& network, int place) {
-        const std::wstring address =
-            network.address.empty() ? L"10.1." + std::to_wstring(place) + L".0" : network.address;
-        Expect(Administration().AddNetwork({network.name, address, network.mask, network.role, network.description}),
-               network.name);
+    void Give(const NetworkWorld& network, int place) {
+        const auto& [name, given, role, description] = network;
+        const std::wstring address = given.empty() ? L"10.1." + std::to_wstring(place) + L".0" : given;
+        Expect(Administration().AddNetwork({name, address, L"255.255.255.0", role, description}), name);
+    }
+
+    static StringArray NamesOf(const platform::ClusterEnumeration* enumeration) {
+        StringArray names;
+        DWORD type = 0;
+        std::wstring name;
+        for (DWORD i = 0; enumeration && enumeration->Item(i, type, name) == 0; ++i) names.push_back(name);
+        return names;
     }
 
     ObjectId Find(ObjectKind kind, const std::wstring& name) {
         ObjectId id;
         Expect(service->Find(kind, name, id), name);
         return id;
-    }
-
-    ObjectId OwnerNode(ObjectId group) {
-        DWORD state = 0;
-        std::wstring owner;
-        Expect(service->GroupState(group, state, owner), L"a group");
-        return Node(owner);
     }
 
     std::int64_t _forgotten = 0;

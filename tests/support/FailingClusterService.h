@@ -4,77 +4,65 @@
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/cluster/ForwardingClusterService.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <functional>
-#include <initializer_list>
+#include <gtest/gtest.h>
+
 #include <map>
-#include <memory>
-#include <optional>
-#include <span>
-#include <string>
+#include <set>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 namespace tests {
 
-using platform::ClusterKeyId;
 using platform::ObjectId;
 using platform::ObjectKind;
 using Bytes = std::vector<BYTE>;
 using Enumeration = std::unique_ptr<platform::ClusterEnumeration>;
+using Key = platform::ClusterKeyId;
+using Name = const std::wstring&;
+using Text = std::wstring&;
 
-// The operations of the seam, in its order: name, parameters, arguments.
-#define TESTS_OPERATIONS(X)                                                                                            \
-    X(Information, (std::wstring & name), (name))                                                                      \
-    X(Find, (ObjectKind kind, const std::wstring& name, ObjectId& found), (kind, name, found))                         \
-    X(NameOf, (ObjectId object, std::wstring & name), (object, name))                                                  \
-    X(Enumerate, (DWORD types, Enumeration & list), (types, list))                                                     \
-    X(EnumerateMembers, (ObjectId object, DWORD types, Enumeration & list), (object, types, list))                     \
-    X(CreateGroup, (const std::wstring& name, ObjectId& created), (name, created))                                     \
-    X(CreateResource,                                                                                                  \
-      (ObjectId group, const std::wstring& name, const std::wstring& type, DWORD flags, ObjectId& created),            \
-      (group, name, type, flags, created))                                                                             \
-    X(NodeState, (ObjectId node, DWORD & answer), (node, answer))                                                      \
-    X(GroupState, (ObjectId group, DWORD & answer, std::wstring & owner), (group, answer, owner))                      \
-    X(ResourceState, (ObjectId resource, DWORD & answer, std::wstring & owner, std::wstring & group),                  \
-      (resource, answer, owner, group))                                                                                \
-    X(NetworkState, (ObjectId network, DWORD & answer), (network, answer))                                             \
-    X(NetworkInterfaceState, (ObjectId networkInterface, DWORD & answer), (networkInterface, answer))                  \
-    X(OnlineGroup, (ObjectId group, std::optional<ObjectId> node), (group, node))                                      \
-    X(OfflineGroup, (ObjectId group), (group))                                                                         \
-    X(MoveGroup, (ObjectId group, std::optional<ObjectId> node), (group, node))                                        \
-    X(OnlineResource, (ObjectId resource), (resource))                                                                 \
-    X(OfflineResource, (ObjectId resource), (resource))                                                                \
-    X(PauseNode, (ObjectId node), (node))                                                                              \
-    X(ResumeNode, (ObjectId node), (node))                                                                             \
-    X(EvictNode, (ObjectId node), (node))                                                                              \
-    X(RenameGroup, (ObjectId group, const std::wstring& newName), (group, newName))                                    \
-    X(SetGroupOwners, (ObjectId group, std::span<const ObjectId> nodes), (group, nodes))                               \
-    X(AddResourceOwner, (ObjectId resource, ObjectId node), (resource, node))                                          \
-    X(RemoveResourceOwner, (ObjectId resource, ObjectId node), (resource, node))                                       \
-    X(AddDependency, (ObjectId resource, ObjectId provider), (resource, provider))                                     \
-    X(RemoveDependency, (ObjectId resource, ObjectId provider), (resource, provider))                                  \
-    X(NetworkIdentifier, (ObjectId network, std::wstring & id), (network, id))                                         \
-    X(InterfaceOf, (const std::wstring& node, const std::wstring& network, std::wstring& name), (node, network, name)) \
-    X(Control,                                                                                                         \
-      (ObjectId object, std::optional<ObjectId> host, DWORD code, std::span<const BYTE> input, Bytes & output),        \
-      (object, host, code, input, output))                                                                             \
-    X(RootKey, (ClusterKeyId & key), (key))                                                                            \
-    X(ObjectKey, (ObjectId object, ClusterKeyId & key), (object, key))                                                 \
-    X(OpenKey, (ClusterKeyId parent, const std::wstring& path, ClusterKeyId& key), (parent, path, key))                \
-    X(CreateKey, (ClusterKeyId parent, const std::wstring& path, bool isVolatile, ClusterKeyId& key, bool& created),   \
-      (parent, path, isVolatile, key, created))                                                                        \
-    X(DeleteKey, (ClusterKeyId parent, const std::wstring& path), (parent, path))                                      \
-    X(SubkeyAt, (ClusterKeyId key, DWORD index, std::wstring & name), (key, index, name))                              \
-    X(SetValue, (ClusterKeyId key, const std::wstring& name, DWORD type, std::span<const BYTE> data),                  \
-      (key, name, type, data))                                                                                         \
-    X(DeleteValue, (ClusterKeyId key, const std::wstring& name), (key, name))                                          \
-    X(QueryValue, (ClusterKeyId key, const std::wstring& name, DWORD& type, Bytes& data), (key, name, type, data))     \
-    X(ValueAt, (ClusterKeyId key, DWORD index, std::wstring & name, DWORD & type, Bytes & data),                       \
-      (key, index, name, type, data))                                                                                  \
-    X(Transact, (const std::function<DWORD()>& steps), (steps))
+// The operations of ClusterService, in its order: name, parameters, arguments.
+#define TESTS_OPERATIONS(X)                                                                                           \
+    X(Information, (Text a), (a))                                                                                     \
+    X(Find, (ObjectKind a, Name b, ObjectId & c), (a, b, c))                                                          \
+    X(NameOf, (ObjectId a, Text b), (a, b))                                                                           \
+    X(Enumerate, (DWORD a, Enumeration & b), (a, b))                                                                  \
+    X(EnumerateMembers, (ObjectId a, DWORD b, Enumeration & c), (a, b, c))                                            \
+    X(CreateGroup, (Name a, ObjectId & b), (a, b))                                                                    \
+    X(CreateResource, (ObjectId a, Name b, Name c, DWORD d, ObjectId & e), (a, b, c, d, e))                           \
+    X(NodeState, (ObjectId a, DWORD & b), (a, b))                                                                     \
+    X(GroupState, (ObjectId a, DWORD & b, Text c), (a, b, c))                                                         \
+    X(ResourceState, (ObjectId a, DWORD & b, Text c, Text d), (a, b, c, d))                                           \
+    X(NetworkState, (ObjectId a, DWORD & b), (a, b))                                                                  \
+    X(NetworkInterfaceState, (ObjectId a, DWORD & b), (a, b))                                                         \
+    X(OnlineGroup, (ObjectId a, std::optional<ObjectId> b), (a, b))                                                   \
+    X(OfflineGroup, (ObjectId a), (a))                                                                                \
+    X(MoveGroup, (ObjectId a, std::optional<ObjectId> b), (a, b))                                                     \
+    X(OnlineResource, (ObjectId a), (a))                                                                              \
+    X(OfflineResource, (ObjectId a), (a))                                                                             \
+    X(PauseNode, (ObjectId a), (a))                                                                                   \
+    X(ResumeNode, (ObjectId a), (a))                                                                                  \
+    X(EvictNode, (ObjectId a), (a))                                                                                   \
+    X(RenameGroup, (ObjectId a, Name b), (a, b))                                                                      \
+    X(SetGroupOwners, (ObjectId a, std::span<const ObjectId> b), (a, b))                                              \
+    X(AddResourceOwner, (ObjectId a, ObjectId b), (a, b))                                                             \
+    X(RemoveResourceOwner, (ObjectId a, ObjectId b), (a, b))                                                          \
+    X(AddDependency, (ObjectId a, ObjectId b), (a, b))                                                                \
+    X(RemoveDependency, (ObjectId a, ObjectId b), (a, b))                                                             \
+    X(NetworkIdentifier, (ObjectId a, Text b), (a, b))                                                                \
+    X(InterfaceOf, (Name a, Name b, Text c), (a, b, c))                                                               \
+    X(Control, (ObjectId a, std::optional<ObjectId> b, DWORD c, std::span<const BYTE> d, Bytes & e), (a, b, c, d, e)) \
+    X(RootKey, (Key & a), (a))                                                                                        \
+    X(ObjectKey, (ObjectId a, Key & b), (a, b))                                                                       \
+    X(OpenKey, (Key a, Name b, Key & c), (a, b, c))                                                                   \
+    X(CreateKey, (Key a, Name b, bool c, Key& d, bool& e), (a, b, c, d, e))                                           \
+    X(DeleteKey, (Key a, Name b), (a, b))                                                                             \
+    X(SubkeyAt, (Key a, DWORD b, Text c), (a, b, c))                                                                  \
+    X(SetValue, (Key a, Name b, DWORD c, std::span<const BYTE> d), (a, b, c, d))                                      \
+    X(DeleteValue, (Key a, Name b), (a, b))                                                                           \
+    X(QueryValue, (Key a, Name b, DWORD & c, Bytes & d), (a, b, c, d))                                                \
+    X(ValueAt, (Key a, DWORD b, Text c, DWORD & d, Bytes & e), (a, b, c, d, e))                                       \
+    X(Transact, (const std::function<DWORD()>& a), (a))
 
 #define TESTS_NAME(name, parameters, arguments) name,
 enum class Operation { TESTS_OPERATIONS(TESTS_NAME) };
@@ -105,17 +93,13 @@ public:
     /// What every state that could be read is said to be.
     std::optional<DWORD> state;
 
-    int Calls(Operation operation) const {
-        return static_cast<int>(
-            std::count_if(_calls.begin(), _calls.end(), [&](const auto& call) { return call.first == operation; }));
-    }
+    int Calls(Operation operation) const { return static_cast<int>(_calls.count(operation)); }
     /// One line a call, refused ones included, with the names that it was about: "OnlineGroup Files N1".
-    StringArray Log() const {
-        StringArray lines;
-        for (const auto& call : _calls) lines.push_back(call.second);
-        return lines;
+    const StringArray& Log() const { return _log; }
+    void ForgetCalls() {
+        _calls.clear();
+        _log.clear();
     }
-    void ForgetCalls() { _calls.clear(); }
 
 #define TESTS_ARGUMENTS(...) __VA_ARGS__
 #define TESTS_OVERRIDE(name, parameters, arguments)                                                          \
@@ -151,43 +135,40 @@ private:
         Items _failing;
     };
 
-    /// What a call was about: the objects and names it was given, and the code of a control operation.
+    /// Adds what a call was about: the objects and names it was given, and the code of a control operation.
     template <typename Parameter>
-    StringArray About(Operation operation, std::type_identity_t<Parameter> given) {
-        StringArray about;
-        if constexpr (std::is_same_v<Parameter, const std::wstring&>) {
-            about.push_back(given);
+    void Tell(std::wstring& line, Operation operation, std::type_identity_t<Parameter> given) {
+        if constexpr (std::is_same_v<Parameter, Name>) {
+            line += L" " + given;
         } else if constexpr (std::is_same_v<Parameter, DWORD>) {
-            if (operation == Operation::Control) about.push_back(std::to_wstring(given));
+            if (operation == Operation::Control) line += L" " + std::to_wstring(given);
         } else if constexpr (std::is_same_v<Parameter, ObjectId>) {
             std::wstring name;
-            about.push_back(Target().NameOf(given, name) == platform::error::Success ? name : L"?");
+            line += L" " + (Target().NameOf(given, name) == platform::error::Success ? name : L"?");
         } else if constexpr (std::is_same_v<Parameter, std::optional<ObjectId>>) {
-            if (given) about = About<ObjectId>(operation, *given);
+            if (given) Tell<ObjectId>(line, operation, *given);
         } else if constexpr (std::is_same_v<Parameter, std::span<const ObjectId>>) {
-            for (const ObjectId object : given) about.push_back(About<ObjectId>(operation, object).front());
+            for (const ObjectId object : given) Tell<ObjectId>(line, operation, object);
         }
-        return about;
     }
 
     /// How this call is bent, if it is.
     std::optional<Bending> Take(Operation operation) {
         const auto found = _bends.find(operation);
         if (found == _bends.end()) return {};
-        Bending& bending = found->second;
+        const Bending bending = found->second;
         if (bending.call == everyCall) return bending;
-        if (--bending.call > 0) return {};
-        const Bending taken = bending;
+        if (--found->second.call > 0) return {};
         _bends.erase(found);
-        return taken;
+        return bending;
     }
 
     template <typename... Parameters>
     DWORD Bend(Operation operation, std::wstring line, DWORD (platform::ClusterService::*run)(Parameters...),
                std::type_identity_t<Parameters>... given) {
-        for (const StringArray& about : std::initializer_list<StringArray>{About<Parameters>(operation, given)...})
-            for (const std::wstring& text : about) line += L" " + text;
-        _calls.emplace_back(operation, line);
+        (Tell<Parameters>(line, operation, given), ...);
+        _calls.insert(operation);
+        _log.push_back(line);
         const auto bending = Take(operation);
         if (bending && !bending->isCarriedOut) return bending->code;
         const DWORD code = (Target().*run)(given...);
@@ -210,7 +191,8 @@ private:
 
     std::map<Operation, Bending> _bends;
     std::map<Operation, Items> _failingItems;
-    std::vector<std::pair<Operation, std::wstring>> _calls;
+    std::multiset<Operation> _calls;
+    StringArray _log;
 };
 
 /// Puts a FailingClusterService before a cluster for its own lifetime: whoever opens the cluster by name meets it.
@@ -219,11 +201,10 @@ private:
 ///     failing->Fail(Operation::OnlineGroup, error::HostNodeNotAvailable);
 class FailingCluster {
 public:
-    /// Before the cluster that the directory finds under `name` now.
-    explicit FailingCluster(const std::wstring& name) : FailingCluster(name, Resolved(name)) {}
-    FailingCluster(const std::wstring& name, std::shared_ptr<platform::ClusterService> target)
+    /// Before `target` or, without one, before the cluster that the directory finds under `name` now.
+    explicit FailingCluster(const std::wstring& name, const std::shared_ptr<platform::ClusterService>& target = nullptr)
         : _name(name),
-          _service(std::make_shared<FailingClusterService>(std::move(target))),
+          _service(std::make_shared<FailingClusterService>(target ? target : Resolved(name))),
           _before(platform::ClusterDirectory::Register(name, _service)) {}
     ~FailingCluster() { platform::ClusterDirectory::Register(_name, _before); }
     FailingCluster(const FailingCluster&) = delete;
@@ -235,7 +216,7 @@ public:
 private:
     static std::shared_ptr<platform::ClusterService> Resolved(const std::wstring& name) {
         std::shared_ptr<platform::ClusterService> service;
-        if (platform::ClusterDirectory::Resolve(name, service) != platform::error::Success) std::abort();
+        EXPECT_EQ(platform::error::Success, platform::ClusterDirectory::Resolve(name, service));
         return service;
     }
 

@@ -3,6 +3,7 @@
 #include <platform/base/clock.h>
 
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,7 @@ public:
     void Sleep(DWORD milliseconds) override {
         naps.push_back(milliseconds);
         _milliseconds += milliseconds;
+        if (auto events = std::exchange(meanwhile, {})) events();
     }
 
     void Beep(DWORD frequency, DWORD milliseconds) override { beeps.emplace_back(frequency, milliseconds); }
@@ -29,6 +31,7 @@ public:
     void Set(std::int64_t now) { _milliseconds = now * 1000; }
     void Advance(std::int64_t seconds) { _milliseconds += seconds * 1000; }
 
+    std::function<void()> meanwhile;             // happens once, at the end of the next nap
     std::vector<DWORD> naps;                     // each in milliseconds
     std::vector<std::pair<DWORD, DWORD>> beeps;  // hertz, milliseconds
 

@@ -19,11 +19,10 @@ public:
         ::setenv("OSTRA_HOME", pattern.c_str(), 1);
     }
     ~TemporaryHome() {
-        if (_before) {
+        if (_before)
             ::setenv("OSTRA_HOME", _before->c_str(), 1);
-        } else {
+        else
             ::unsetenv("OSTRA_HOME");
-        }
         std::error_code ignored;
         std::filesystem::remove_all(_path, ignored);
     }
