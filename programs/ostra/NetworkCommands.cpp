@@ -107,7 +107,7 @@ void AddInterfaceCommands(CLI::App& app, Run& run) {
     AddCommand(*family, run, "list", "Lists the network interfaces", {"interface list", "interface list --json"},
                Effect::Reads, ListInterfaces);
     AddNamedCommand(*family, run, "show", "NAME", "Shows a network interface with its properties",
-                    {"interface show \"Client - N1\""}, Effect::Reads, ShowInterface);
+                    {"interface show \"N1 - Client\""}, Effect::Reads, ShowInterface);
 }
 
 }  // namespace programs

@@ -3,6 +3,7 @@
 #include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/KeyTree.h>
+#include <programs/support/Transaction.h>
 
 namespace error = platform::error;
 using platform::FromUtf8;
@@ -103,10 +104,13 @@ void Get(Context& context, const Arguments& arguments) {
     for (const Json& row : rows) context.Say(TextOf(row["value"]));
 }
 
-// The cluster's database changes whole or not at all; the local registry has no such bracket.
+// Whole or not at all.
 void Change(Context& context, const Arguments& arguments, const std::function<void()>& steps) {
-    if (!arguments.isClusterDatabase) return steps();
-    context.Transact("Key \"" + arguments.path + "\" was not changed", steps);
+    const std::string what = "Key \"" + arguments.path + "\" was not changed";
+    if (arguments.isClusterDatabase)
+        context.Transact(what, steps);
+    else
+        RunTransaction(what, platform::TransactRegistry, steps);
 }
 
 void WriteKey(KeyTree& tree, const Arguments& arguments, const std::vector<KeyValue>& values) {

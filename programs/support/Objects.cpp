@@ -73,16 +73,16 @@ Json StateAndText(DWORD state, const std::wstring& text) {
 template <typename Enumeration, typename Next, typename Close>
 StringArray Names(Enumeration enumeration, const Next& next, const Close& close) {
     StringArray names;
-    if (!enumeration) return names;
     std::array<wchar_t, 1024> name{};
-    for (DWORD index = 0;; ++index) {
+    DWORD code = enumeration ? error::Success : GetLastError();
+    for (DWORD index = 0; !code; ++index) {
         DWORD type = 0;
         auto size = static_cast<DWORD>(name.size());
-        const DWORD code = next(enumeration, index, &type, name.data(), &size);
-        if (code == error::NoMoreItems) break;
+        code = next(enumeration, index, &type, name.data(), &size);
         if (!code) names.emplace_back(name.data());
     }
-    close(enumeration);
+    if (enumeration) close(enumeration);
+    if (code != error::NoMoreItems) throw Refusal("The names of the cluster's objects cannot be read", code);
     return names;
 }
 
@@ -121,7 +121,7 @@ Overview ReadOverview(Context& context) {
     for (const std::wstring& name : names)
         overview.nodes.push_back(std::make_unique<Node>(name, handle, cluster.ClusterName(), 1));
     if (names.empty()) return overview;
-    overview.nodes.back()->Discover();
+    Discover("groups", [&] { overview.nodes.back()->Discover(); });
     overview.groups = MembersIn<Group>(overview.nodes.back()->GroupsPtr());
     return overview;
 }

@@ -278,6 +278,8 @@ TEST_F(OstraCommands, ReadsAndWritesKeysOfBothTrees) {
         EXPECT_EQ("4294967295\na=b:c \xF0\x9F\x90\x9A\n", Do(with("get", {"Depth", "title"})).out);
         EXPECT_EQ(3U, Read(with("list", {})).size());
         EXPECT_EQ(3, Ostra(with("get", {"Missing"})).code);
+        EXPECT_EQ(3, Ostra(with("delete", {"--value", "Depth", "--value", "Missing"})).code);
+        EXPECT_EQ(3U, Read(with("list", {})).size()) << "whole or not at all";
         Do(with("delete", {"--value", "Depth"}));
         EXPECT_EQ(2U, Read(with("list", {})).size());
         Words below = with("set", {});
