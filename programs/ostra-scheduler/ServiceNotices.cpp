@@ -1,22 +1,29 @@
 #include <programs/ostra-scheduler/ServiceNotices.h>
 
-#include <programs/support/Ipv4.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string>
 
 namespace programs {
 
 namespace {
 
-DWORD NumberIn(const char* variable) {
-    const char* const text = std::getenv(variable);
-    return text ? ParseNumber(text, std::numeric_limits<DWORD>::max()).value_or(0) : 0;
+std::uint64_t NumberIn(const char* variable) {
+    const char* text = std::getenv(variable);
+    std::uint64_t number = 0;
+    if (!text) return 0;
+    const char* const end = text + std::strlen(text);
+    const auto result = std::from_chars(text, end, number);
+    return result.ec == std::errc() && result.ptr == end ? number : 0;
 }
 
 }  // namespace
@@ -39,9 +46,10 @@ void NotifyService(std::string_view state) {
 }
 
 DWORD WatchdogPeriod() {
-    const DWORD process = NumberIn("WATCHDOG_PID");
-    if (process != 0 && process != static_cast<DWORD>(::getpid())) return 0;
-    return NumberIn("WATCHDOG_USEC") / 1000;
+    const std::uint64_t process = NumberIn("WATCHDOG_PID");
+    if (process != 0 && process != static_cast<std::uint64_t>(::getpid())) return 0;
+    return static_cast<DWORD>(
+        std::min<std::uint64_t>(NumberIn("WATCHDOG_USEC") / 1000, std::numeric_limits<DWORD>::max()));
 }
 
 }  // namespace programs

@@ -10,7 +10,7 @@ namespace programs {
 /// when none asked to be told ($NOTIFY_SOCKET).
 void NotifyService(std::string_view state);
 
-/// Within how many milliseconds the manager wants a "WATCHDOG=1"; 0 when it does not, or has an hour's patience.
+/// Within how many milliseconds the manager wants a "WATCHDOG=1"; 0 when it does not.
 DWORD WatchdogPeriod();
 
 }  // namespace programs

@@ -5,6 +5,7 @@
 #include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Ipv4.h>
+#include <programs/support/Settings.h>
 
 #include <optional>
 #include <set>

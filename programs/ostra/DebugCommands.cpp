@@ -3,8 +3,8 @@
 #include <platform/base/text.h>
 #include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
-#include <programs/support/Ipv4.h>
 #include <programs/support/KeyTree.h>
+#include <programs/support/Settings.h>
 
 #include <limits>
 #include <optional>

@@ -1,7 +1,7 @@
 #include <programs/ostra/TemplateGroupAnswers.h>
+#include <programs/support/Settings.h>
 
 #include <platform/base/text.h>
-#include <programs/support/Ipv4.h>
 #include <programs/support/Templates.h>
 
 #include <algorithm>

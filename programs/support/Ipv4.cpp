@@ -1,7 +1,8 @@
 #include <programs/support/Ipv4.h>
 
+#include <programs/support/Settings.h>
+
 #include <bit>
-#include <charconv>
 #include <limits>
 
 namespace programs {
@@ -15,14 +16,6 @@ bool HasLeadingZero(std::string_view unit) {
 }
 
 }  // namespace
-
-std::optional<DWORD> ParseNumber(std::string_view text, DWORD largest, int base) {
-    DWORD number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, problem] = std::from_chars(text.data(), end, number, base);
-    if (text.empty() || problem != std::errc() || stop != end || number > largest) return std::nullopt;
-    return number;
-}
 
 std::optional<Ipv4Units> ParseIpv4Units(std::string_view text) {
     Ipv4Units units{};

@@ -9,9 +9,6 @@
 
 namespace programs {
 
-/// A whole text as a number; nothing when it is none, has a sign or blanks, or is above `largest`.
-std::optional<DWORD> ParseNumber(std::string_view text, DWORD largest, int base = 10);
-
 /// The four numbers of a dotted-decimal text, however large they are, written without leading zeros; nothing for any
 /// other text. What says why a text is no address works on these.
 using Ipv4Units = std::array<DWORD, 4>;

@@ -37,14 +37,19 @@ std::vector<Object*> MembersIn(const CMapStringToOb* collection) {
     return members;
 }
 
-// The library shows what it could read and no failure; a command must not take that for all there is. An object that
-// went away while the others were read is none.
+// The library shows what it could read and no failure. An object that went away while the others were read is none.
 template <typename Read>
-void Discover(const std::string& what, const Read& read) {
+DWORD FailureIn(const Read& read) {
     SetLastError(0);
     read();
     const DWORD code = GetLastError();
-    if (code && ExitCodeOf(code) != ExitCode::NoSuchObject) throw Refusal("The " + what + " cannot be read", code);
+    return ExitCodeOf(code) == ExitCode::NoSuchObject ? DWORD{error::Success} : code;
+}
+
+// A command must not take what could be read for all there is.
+template <typename Read>
+void Discover(const std::string& what, const Read& read) {
+    if (const DWORD code = FailureIn(read)) throw Refusal("The " + what + " cannot be read", code);
 }
 
 template <typename Object>
@@ -121,7 +126,10 @@ Overview ReadOverview(Context& context) {
     for (const std::wstring& name : names)
         overview.nodes.push_back(std::make_unique<Node>(name, handle, cluster.ClusterName(), 1));
     if (names.empty()) return overview;
-    Discover("groups", [&] { overview.nodes.back()->Discover(); });
+    const DWORD code = FailureIn([&] { overview.nodes.back()->Discover(); });
+    const std::string what = "Not all groups and resources can be read";
+    if (code && context.options.isJson) throw Refusal(what, code);
+    if (code) context.Warn(what + ": " + CauseText(code));
     overview.groups = MembersIn<Group>(overview.nodes.back()->GroupsPtr());
     return overview;
 }

@@ -6,8 +6,8 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/system/pipes.h>
-#include <programs/support/Ipv4.h>
 #include <programs/support/ScheduleStore.h>
+#include <programs/support/Settings.h>
 
 #include <algorithm>
 #include <array>

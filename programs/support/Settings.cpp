@@ -2,10 +2,9 @@
 
 #include <platform/base/text.h>
 #include <programs/support/ExitCode.h>
-#include <programs/support/Ipv4.h>
 
+#include <charconv>
 #include <limits>
-#include <optional>
 
 using platform::FromUtf8;
 
@@ -30,6 +29,14 @@ TypedText ParseTypedText(const std::string& text, const std::string& refusal) {
     const std::size_t colon = equals == std::string::npos ? equals : text.find(':', equals);
     if (colon == std::string::npos) throw CommandError(ExitCode::Usage, "\"" + text + "\" " + refusal);
     return {text.substr(0, equals), text.substr(equals + 1, colon - equals - 1), text.substr(colon + 1)};
+}
+
+std::optional<DWORD> ParseNumber(std::string_view text, DWORD largest, int base) {
+    DWORD number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, problem] = std::from_chars(text.data(), end, number, base);
+    if (text.empty() || problem != std::errc() || stop != end || number > largest) return std::nullopt;
+    return number;
 }
 
 DWORD RequireNumber(const std::string& text) {

@@ -2,7 +2,9 @@
 
 #include <platform/base/types.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace programs {
@@ -16,6 +18,9 @@ struct TypedText {
 
 /// Ends the command when the text has no such form; `refusal` says what it should be.
 TypedText ParseTypedText(const std::string& text, const std::string& refusal);
+
+/// A whole text as a number; nothing when it is none, has a sign or blanks, or is above `largest`.
+std::optional<DWORD> ParseNumber(std::string_view text, DWORD largest, int base = 10);
 
 /// A whole text as a number of 32 bits; ends the command when it is none.
 DWORD RequireNumber(const std::string& text);

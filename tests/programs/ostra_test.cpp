@@ -217,6 +217,18 @@ TEST_F(OstraCommands, WaitsForAClusterThatSettlesLater) {
     EXPECT_EQ(1, Ostra({"group", "offline", "Files"}).code);
 }
 
+TEST_F(OstraCommands, SayThatWhatTheyShowIsNotAll) {
+    GivenFiles();
+    const FailingCluster failing(L"demo");
+    failing->Fail(tests::Operation::EnumerateMembers, platform::error::AccessDenied);
+    const Outcome partial = Do({"status"});
+    EXPECT_NE(std::string::npos, partial.out.find("Files")) << partial.out;
+    EXPECT_NE(std::string::npos, partial.err.find("Not all groups and resources can be read")) << partial.err;
+    const Outcome refused = Ostra({"status", "--json"});
+    EXPECT_EQ(1, refused.code);
+    EXPECT_EQ("", refused.out) << "a program would take it for all";
+}
+
 TEST_F(OstraCommands, FollowsWhatOthersChange) {
     GivenFiles();
     clock.meanwhile = [] { Do({"group", "create", "Later"}); };

@@ -5,6 +5,7 @@
 #include <platform/cluster/ForwardingClusterService.h>
 #include <programs/ostra-scheduler/RequestListener.h>
 #include <programs/ostra-scheduler/Server.h>
+#include <programs/ostra-scheduler/ServiceNotices.h>
 #include <programs/support/ScheduleTime.h>
 #include <sched.h>
 #include <sys/socket.h>
@@ -204,6 +205,8 @@ TEST_F(Schedule, IsServedToTheMinuteAlsoWhenOneJobIsSlow) {
     PassingTime waiter(clock, 260);
     ::setenv("WATCHDOG_USEC", "8000000", 1);
     Serve(waiter);
+    ::setenv("WATCHDOG_USEC", "7200000000", 1);
+    EXPECT_EQ(7'200'000u, programs::WatchdogPeriod());
     ::unsetenv("WATCHDOG_USEC");
     EXPECT_EQ(4000u, *std::max_element(waiter.lengths.begin(), waiter.lengths.end()));
     EXPECT_EQ("1 on N2", Stand("A"));
