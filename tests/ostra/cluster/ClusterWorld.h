@@ -42,7 +42,6 @@ protected:
 
     CapturedEvents events;
     FailingCluster failing{L"Test"};
-    const std::shared_ptr<FailingClusterService>& observed = failing.Service();
     HCLUSTER cluster = nullptr;
     long keptForGood = 0;
 
