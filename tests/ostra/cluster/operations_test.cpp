@@ -1,9 +1,7 @@
 #include <ostra/cluster/Cluster.h>
 #include <ostra/cluster/Resource.h>
 #include <ostra/cluster/ResourceType.h>
-#include <ostra/network/TCPIPAddress.h>
 #include <ostra/wizard/ExpertGroup.h>
-#include <platform/framework/CStatusBar.h>
 #include <tests/ostra/wizard/TemplateCluster.h>
 
 using OstraDLL::Cluster;
@@ -18,24 +16,11 @@ protected:
 
     Lists lists = ForFileShare(L"10.1.1.20", L"39487");
     std::unique_ptr<Cluster> model = std::make_unique<Cluster>(L"Test", 0, 2);
-    const std::wstring share = L"File Share for Sales of File Share(1)";
 };
 
 TEST_F(AClusterWithTemplates, CreatesAGroupThatIsThenControlledByItsName) {
-    struct Bar : CStatusBar {
-        StringArray texts;
-        BOOL Create(CWnd*, DWORD, UINT) override { return 1; }
-        BOOL SetIndicators(const UINT*, int) override { return 1; }
-        BOOL SetPaneText(int, const std::wstring& text, BOOL) override {
-            texts.push_back(text);
-            return 1;
-        }
-        void UpdateWindow() override {}
-    } bar;
-    model->SetStatusBar(&bar);
     const StringArray own = {L"Site=REG_SZ:North"};
     ExpertGroup* created = model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), &own);
-    EXPECT_EQ(L"Creating Expert Group Sales", bar.texts.back());
     ASSERT_NE(nullptr, created);
     EXPECT_EQ(created, model->GroupsPtr()->Find(L"Sales"));
     EXPECT_EQ(L"File Share", created->Type());
@@ -43,6 +28,7 @@ TEST_F(AClusterWithTemplates, CreatesAGroupThatIsThenControlledByItsName) {
     EXPECT_EQ(4, created->ResourcesPtr()->NumberOfComponents());
     EXPECT_TRUE(IsOnline(L"Sales"));
 
+    const std::wstring share = L"File Share for Sales of File Share(1)";
     EXPECT_EQ(created->GetResource(share), model->GetResource(L"Sales", share));
     EXPECT_EQ(1, model->BringResourceOffLine(L"Sales", share));
     EXPECT_EQ(1, model->BringResourceOnLine(L"Sales", share));
@@ -53,26 +39,12 @@ TEST_F(AClusterWithTemplates, CreatesAGroupThatIsThenControlledByItsName) {
     EXPECT_EQ(1, created->BringOffLine());
 }
 
-TEST_F(AClusterWithTemplates, FindsTheAddressesOfItsNewGroupsOnceItHasDiscoveredThem) {
-    model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), nullptr);
-    CArray<CObject*> addresses;
-    model->GetAllTCPIPAddresses(&addresses, L"Network", L"Address", L"IP Address");
-    EXPECT_EQ(0, addresses.GetSize());
-    model->Discover();
-    model->GetAllTCPIPAddresses(&addresses, L"Network", L"Address", L"IP Address");
-    ASSERT_EQ(1, addresses.GetSize());
-    const std::unique_ptr<TCPIPAddress> address(dynamic_cast<TCPIPAddress*>(addresses[0]));
-    EXPECT_EQ(L"10.1.1.20", address->Address());
-    EXPECT_EQ(L"Public", address->AdapterName());
-}
-
-TEST_F(AClusterWithTemplates, ReturnsTheGroupThatTheClusterRefusedToTheCaller) {
-    failing->Fail(Operation::CreateGroup, platform::error::AccessDenied);
+TEST_F(AClusterWithTemplates, HandsTheCallerWhatTheClusterRefusedAndRefusesWhatItDoesNotKnow) {
+    failing->FailCall(Operation::CreateGroup, 1, platform::error::AccessDenied);
     const std::unique_ptr<ExpertGroup> refused(model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), nullptr));
     ASSERT_NE(nullptr, refused);
     EXPECT_EQ(L"Sales", refused->Name());
     EXPECT_EQ(nullptr, model->GroupsPtr()->Find(L"Sales"));
-    failing->Heal();
 
     // A group that lacks a resource is still a group of the cluster.
     failing->FailCall(Operation::CreateResource, 3, platform::error::AccessDenied);
@@ -80,6 +52,14 @@ TEST_F(AClusterWithTemplates, ReturnsTheGroupThatTheClusterRefusedToTheCaller) {
     EXPECT_EQ(partial, model->GroupsPtr()->Find(L"Sales"));
     EXPECT_EQ(2, partial->ResourcesPtr()->NumberOfComponents());
     EXPECT_EQ(static_cast<DWORD>(ClusterGroupOffline), StateOf(L"Sales"));
+
+    failing->ForgetCalls();
+    events.Take();
+    EXPECT_EQ(nullptr, model->CreateGroup(L"Other", L"file share", lists.Pointers(), nullptr));
+    EXPECT_EQ(nullptr, model->ChangeGroup(L"sales", L"File Share", lists.Pointers(), nullptr, nullptr));
+    EXPECT_EQ(nullptr, model->ChangeGroup(L"Sales", L"file share", lists.Pointers(), nullptr, nullptr));
+    EXPECT_EQ(L"Cluster::ChangeGroup( ). Invalid Expert Group type file share", events.TakeTexts().back());
+    EXPECT_EQ(StringArray(), failing->Log());
 }
 
 TEST_F(AClusterWithTemplates, ChangesAGroupThroughAnObjectOfTheCallersOwn) {
@@ -107,17 +87,6 @@ TEST_F(AClusterWithTemplates, ChangesAGroupThroughAnObjectOfTheCallersOwn) {
     ASSERT_NE(nullptr, root);
     EXPECT_EQ(L"IIS Virtual Root", root->ResType()->Name());
     EXPECT_EQ(0, changed->BringOnLine());  // its connection was the cluster's
-}
-
-TEST_F(AClusterWithTemplates, RefusesTemplatesAndGroupsThatItDoesNotKnow) {
-    model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), nullptr);
-    failing->ForgetCalls();
-    events.Take();
-    EXPECT_EQ(nullptr, model->CreateGroup(L"Other", L"file share", lists.Pointers(), nullptr));
-    EXPECT_EQ(nullptr, model->ChangeGroup(L"sales", L"File Share", lists.Pointers(), nullptr, nullptr));
-    EXPECT_EQ(nullptr, model->ChangeGroup(L"Sales", L"file share", lists.Pointers(), nullptr, nullptr));
-    EXPECT_EQ(L"Cluster::ChangeGroup( ). Invalid Expert Group type file share", events.TakeTexts().back());
-    EXPECT_EQ(StringArray(), failing->Log());
 }
 
 }  // namespace
