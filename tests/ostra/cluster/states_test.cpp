@@ -66,17 +66,24 @@ TEST_F(AState, IsNotToldOfWhatCannotBeOpened) {
     failing->Fail(tests::Operation::NetworkState, platform::error::AccessDenied);
     EXPECT_EQ(L"Network is in a unknown state.", network.StatusString(0));
     Expect(Administration().RemoveNetwork(Network(L"Both")), L"Both");
-    ::Group missing(L"Omega", cluster, L"Test", 1, 0);
-    for (const int known :
-         {missing.Status(0), ::Node(L"N9", cluster, L"Test", 0).Status(0), ::Node(L"N1", nullptr, L"Test", 0).Status(0),
-          ::Resource(L"Nobody", cluster, L"Test", 0).Status(0), network.Status(0), interface.Status(0)})
-        EXPECT_EQ(0, known);
+    EXPECT_EQ(0, network.Status(0) + interface.Status(0));
     EXPECT_FALSE(network.Handle() || interface.Handle());
-    EXPECT_EQ(L"0Group::Status( void ). Failure opening group ",
-              std::to_wstring(missing.GetErrorCode()) + missing.GetErrorString());
-    EXPECT_EQ((StringArray{L"1 Group::Open( ). Failure opening group.Omega", L"1 Node::Open( ). Failure opening node.",
-                           L"1 Node::Open( ). Invalid cluster handle."}),
-              NewReports());
+    const std::pair<const wchar_t*, HCLUSTER> rows[] = {{L"", cluster}, {L"Nowhere", cluster}, {L"N1", nullptr}};
+    for (const auto& [name, handle] : rows) {
+        const std::unique_ptr<ClusterComponent> objects[] = {
+            std::make_unique<::Node>(name, handle, L"Test", 1), std::make_unique<::Group>(name, handle, L"Test", 1, 0),
+            std::make_unique<::Resource>(name, handle, L"Test", 1),
+            std::make_unique<::Network>(name, handle, L"Test", 1),
+            std::make_unique<NetworkInterface>(name, handle, L"Test", 1)};
+        for (const auto& object : objects) EXPECT_EQ(0, object->Status(0));
+        EXPECT_EQ(L"0Group::Status( void ). Failure opening group ",
+                  std::to_wstring(objects[1]->GetErrorCode()) + objects[1]->GetErrorString());
+    }
+    EXPECT_EQ(
+        (StringArray{L"1 Node::Open( ). Failure opening node.", L"1 Group::Open( ). Failure opening group.",
+                     L"1 Node::Open( ). Failure opening node.", L"1 Group::Open( ). Failure opening group.Nowhere",
+                     L"1 Node::Open( ). Invalid cluster handle.", L"1 Group::Open( ). Failure opening group.N1"}),
+        NewReports());
 }
 
 }  // namespace
