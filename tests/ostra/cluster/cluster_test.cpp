@@ -24,6 +24,57 @@ protected:
     Cluster model{L"Test", 0, 2};
 };
 
+using ANode = ClusterWorld;
+
+TEST_F(ANode, SaysOnStandardOutputWhetherTheClusterAccepted) {
+    ::Node open(L"N2", cluster, L"Test", 1), closed(L"N1", cluster, L"Test", 1);
+    ASSERT_EQ(1, open.Open());
+    printed.Take();
+    for (int (::Node::*control)() : {&::Node::Pause, &::Node::Resume, &::Node::Evict}) {
+        EXPECT_EQ(1, (open.*control)());
+        EXPECT_EQ(0, (closed.*control)());
+    }
+    EXPECT_EQ(
+        L"Node activity paused.\nNode::Pause( void ). Failure calling PauseClusterNode( ).\n"
+        L"Node activity assumed.\nNode::Resume( void ). Failure calling ResumeClusterNode( ).\n"
+        L"Node evicted permanenetly.\nNode::Evict( void ). Failure calling EvictClusternode( ).\n",
+        printed.Take());
+}
+
+TEST_F(ANode, DiscoversWhatCanBeReadAndFollowsNotificationsInItsCopies) {
+    failing->FailItem(Operation::Enumerate, 1, platform::error::GeneralFailure);
+    auto original = std::make_unique<::Node>(L"N1", cluster, L"Test", 1);
+    original->Open();
+    original->Discover();
+    ::Node copy(*original), node(L"N2", cluster, L"Test", 1);
+    node = *original;
+    original.reset();
+    EXPECT_EQ(L"N1", node.Name());
+    EXPECT_EQ(0u, GetClusterNodeState(copy.Handle()));
+    EXPECT_EQ((StringArray{L"Alpha", L"Gamma"}), KeysOf(node.GroupsPtr()));
+    EXPECT_EQ((StringArray{L"Alpha 1", L"Alpha 2", L"Gamma 1", L"Gamma 2"}), KeysOf(node.ResourcesPtr()));
+    EXPECT_EQ(0, node.GroupsPtr()->JustChanged());
+
+    const auto* added = node.Update(L"Beta", CLUSTER_CHANGE_GROUP_ADDED);
+    EXPECT_EQ(added, copy.GroupsPtr()->Find(L"Beta"));
+    EXPECT_EQ(1, node.GroupsPtr()->JustChanged());
+    for (const wchar_t* gone : {L"Alpha", L"Omega"})
+        EXPECT_EQ(nullptr, copy.Update(gone, CLUSTER_CHANGE_GROUP_DELETED));
+    EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(node.GroupsPtr()));
+    node.Update(L"Gamma 1", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ((StringArray{L"Gamma 2"}), KeysOf(copy.ResourcesPtr()));
+    Expect(Administration().DeleteResource(Resource(L"Gamma 2")), L"Gamma 2");
+    node.Discover();  // the object stays with the group that another one replaced
+    node.Update(L"Gamma 2", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(nullptr, node.ResourcesPtr()->Find(L"Gamma 2"));
+    ClusterComponent* resource = node.Update(L"New", CLUSTER_CHANGE_RESOURCE_ADDED);
+    EXPECT_EQ(resource, dynamic_cast<::Group*>(node.GroupsPtr()->Find(L"Gamma"))->ResourcesPtr()->Find(L"New"));
+
+    ::Node unready(L"N1", cluster, L"Test", 0);
+    unready.Discover();
+    EXPECT_EQ(nullptr, unready.Update(L"Alpha", CLUSTER_CHANGE_GROUP_ADDED));
+}
+
 TEST_F(ACluster, ConnectsWithoutDiscoveringAndDiscoversEachNodesView) {
     Cluster other(L"Test", 0, 2), nowhere(L"Nowhere", 0, 0);
     EXPECT_EQ(nullptr, other.Update(L"Delta", CLUSTER_CHANGE_GROUP_ADDED));
@@ -57,6 +108,14 @@ TEST_F(ACluster, FollowsNotificationsInEveryCollection) {
     model.Update(L"Gamma 1", CLUSTER_CHANGE_RESOURCE_ADDED);
     EXPECT_EQ(GroupOf(model, L"N2", L"Gamma")->GetResource(L"Gamma 1"), model.ResourcesPtr()->Find(L"Gamma 1"));
     EXPECT_EQ(1, model.DisksJustChanged());
+
+    for (const DWORD change : {0x100000u, 0x200000u, 0x400000u, 0x800000u}) {
+        EXPECT_EQ(change == 0x100000u, model.Update(L"Both", change) != nullptr);
+        EXPECT_EQ(change != 0x100000u, model.AdaptersJustChanged());
+        EXPECT_EQ(0, model.AdaptersJustChanged());
+    }
+    model.UpdateNetworkAdapters(L"Both", 0x100000u);
+    EXPECT_EQ(0, model.AdaptersJustChanged());
 }
 
 TEST_F(ACluster, NamesNoDeadObjectWhateverItIsTold) {
@@ -64,7 +123,7 @@ TEST_F(ACluster, NamesNoDeadObjectWhateverItIsTold) {
     const auto pick = [&random](const auto& choices) { return choices[random() % std::size(choices)]; };
     const wchar_t* const names[] = {L"Alpha", L"Beta", L"Gamma", L"Delta", L"Alpha 1", L"Beta 2", L"Gamma 2"};
     const DWORD changes[] = {CLUSTER_CHANGE_GROUP_ADDED, CLUSTER_CHANGE_GROUP_DELETED, CLUSTER_CHANGE_RESOURCE_ADDED,
-                             CLUSTER_CHANGE_RESOURCE_DELETED, CLUSTER_CHANGE_GROUP_STATE};
+                             CLUSTER_CHANGE_RESOURCE_DELETED};
     std::unique_ptr<::Group> copy;
     for (int i = 0; i < 400; ++i) {
         if (model.NodesPtr()->NumberOfComponents() == 0) model.Discover();
@@ -112,7 +171,18 @@ TEST_F(ACluster, FollowsResourcesWithoutTheirGroups) {
     EXPECT_EQ((StringArray{L"1 Cluster::UpdateResource( ). Failure searching for Resource.Gamma 2"}), NewReports());
 }
 
-TEST_F(ACluster, KeepsObjectsUsableThatARediscoveryReplaced) {
+TEST_F(ACluster, SharesWhatItHasWithItsCopiesAndKeepsWhatARediscoveryReplaced) {
+    auto original = std::make_unique<Cluster>(OpenCluster(L"Test"), 0, 2);
+    original->Discover();
+    Cluster copy(*original);
+    const std::unique_ptr<::Group> found(original->FindGroup(L"Beta"));
+    model = *original;
+    original.reset();
+    EXPECT_EQ(L"TestTest", copy.GetClusterName() + model.GetClusterName());
+    copy.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);
+    EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(copy.GroupsPtr()));
+    EXPECT_EQ(1, found->BringOffLine());
+
     ::Group* group = GroupOf(model, L"N1", L"Alpha");
     ::Resource* resource = model.GetResource(L"Alpha", L"Alpha 1");
     EXPECT_EQ(1, model.RemoveAllOwners(resource));
@@ -120,21 +190,6 @@ TEST_F(ACluster, KeepsObjectsUsableThatARediscoveryReplaced) {
     model.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);
     EXPECT_EQ(1, group->BringOffLine());
     EXPECT_EQ(1, resource->Status(0));
-    EXPECT_EQ(L"Alpha", resource->ParentName());
-}
-
-TEST_F(ACluster, SharesWhatItHasWithItsCopies) {
-    auto original = std::make_unique<Cluster>(OpenCluster(L"Test"), 0, 2);
-    original->Discover();
-    Cluster copy(*original), assigned(L"Test", 0, 2);
-    assigned.Open(0);
-    assigned = *original;
-    const std::unique_ptr<::Group> found(original->FindGroup(L"Beta"));
-    original.reset();
-    EXPECT_EQ(L"TestTest", copy.GetClusterName() + assigned.GetClusterName());
-    copy.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);
-    EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(copy.GroupsPtr()));
-    EXPECT_EQ(1, found->BringOffLine());
 }
 
 TEST_F(ACluster, WatchesOneGroupForTheWholeProcess) {

@@ -31,21 +31,6 @@ protected:
     static std::wstring DefaultAdapter(const Cluster& model) {
         return model.DefaultNetworkAdapter() ? model.DefaultNetworkAdapter()->Name() : L"none";
     }
-    /// The full pass of a management program: how many addresses came back. Leaves those in use in `held`.
-    int Recycle(Cluster& model) {
-        CArray<CObject*> records;
-        EXPECT_EQ(0, model.GetAllTCPIPAddresses(&records, L"Network", L"Address", L"IP Address"));
-        NetworkAdapters* adapters = model.GetNetworkAdapters();
-        adapters->GetIPAddressesToBeRecycled(&records);
-        held.clear();
-        for (CObject* object : records) {
-            const std::unique_ptr<TCPIPAddress> record(dynamic_cast<TCPIPAddress*>(object));
-            held.push_back(record->AdapterName() + L" " + record->Address());
-        }
-        return adapters->RecycleIPAddresses();
-    }
-
-    StringArray held;
 };
 
 TEST_F(AnInventory, IsReadInOrderAndOnlyWithFullDiscovery) {
@@ -94,53 +79,35 @@ TEST_F(AnInventory, ChoosesItsDefaultAdapterFromTheListItHas) {
     EXPECT_EQ(L"Both", DefaultAdapter(copy));
 }
 
-TEST_F(AnInventory, IsEmptyButThereWhenTheClusterCannotBeRead) {
-    failing->Fail(Operation::Enumerate, 5);
-    for (const wchar_t* name : {L"Test", L"Elsewhere"}) {
-        const Cluster model(name, 1, 2);
-        EXPECT_EQ(0, model.NetworksPtr()->GetCount() + model.NetworkInterfacesPtr()->GetCount());
-        EXPECT_TRUE(model.AvailableNetworkAdapters()->Adapters()->empty());
-        EXPECT_EQ(L"none", DefaultAdapter(model));
-    }
-}
-
-TEST_F(AnInventory, NotesThatNetworksChanged) {
-    Cluster model(L"Test", 1, 2);
-    model.Open(1);
-    for (const DWORD notification : {0x400000u, 0x200000u, 0x800000u}) {
-        EXPECT_EQ(nullptr, model.Update(L"Both", notification));
-        EXPECT_EQ(1, model.AdaptersJustChanged());
-        EXPECT_EQ(0, model.AdaptersJustChanged());
-    }
-    EXPECT_EQ(0, model.UpdateNetworkAdapters(L"Both", 0x100000));
-    EXPECT_EQ(0, model.AdaptersJustChanged());
-}
-
 TEST_F(AnInventory, BringsAddressesBackThatNoResourceOfTheClusterHolds) {
     GivePool(L"Both");
     Give({.name = L"Other", .isOnline = false, .resources = {{.name = L"Service"}}});
     for (const wchar_t* address : {L"10.9.0.1", L"10.9.0.2", L"10.9.0.3"}) {
         EXPECT_EQ(address, Take(L"Both"));
-        Give(Group(L"Other"),
-             {.name = address, .type = L"IP Address", .parameters = {{L"Address", address}, {L"Network", L"Both"}}});
+        Give(Group(L"Other"), {address, L"IP Address", {}, {{L"Address", address}, {L"Network", L"Both"}}});
     }
-    Cluster first(L"Test", 1, 2);
-    first.Open(1);
-    EXPECT_EQ(0, Recycle(first));
-    EXPECT_EQ((StringArray{L"Both 10.9.0.1", L"Both 10.9.0.2", L"Both 10.9.0.3"}), held);
-    EXPECT_EQ(0, first.GetAllTCPIPAddresses(nullptr, L"Network", L"Address", L"IP Address"));
-    EXPECT_EQ(L"", Take(L"Both"));
-
+    Cluster model(L"Test", 0, 2);
+    model.Open(1);
+    const auto recycled = [&](const StringArray& held) {
+        CArray<CObject*> records;
+        EXPECT_EQ(0, model.GetAllTCPIPAddresses(&records, L"Network", L"Address", L"IP Address"));
+        NetworkAdapters* adapters = model.GetNetworkAdapters();
+        adapters->GetIPAddressesToBeRecycled(&records);
+        StringArray addresses;
+        for (CObject* object : records) {
+            const std::unique_ptr<TCPIPAddress> record(dynamic_cast<TCPIPAddress*>(object));
+            addresses.push_back(record->AdapterName() + L" " + record->Address());
+        }
+        EXPECT_EQ(held, addresses);
+        return adapters->RecycleIPAddresses();
+    };
+    EXPECT_EQ(0, recycled({L"Both 10.9.0.1", L"Both 10.9.0.2", L"Both 10.9.0.3"}));
     Expect(Administration().DeleteResource(Resource(L"10.9.0.2")), L"10.9.0.2");
     SetPrivate(L"10.9.0.3", {{L"Address", std::wstring(L"10.9.0.77")}});
-    Cluster second(L"Test", 0, 2);
-    second.Open(1);
-    EXPECT_EQ(2, Recycle(second));
-    EXPECT_EQ((StringArray{L"Both 10.9.0.1", L"Both 10.9.0.77"}), held);
-    EXPECT_EQ(0, Recycle(second));
+    model.Update(L"10.9.0.2", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(2, recycled({L"Both 10.9.0.1", L"Both 10.9.0.77"}));
     EXPECT_EQ(L"10.9.0.2", Take(L"Both"));
-    EXPECT_EQ(1, Recycle(first));  // taken, but no resource holds it yet
-    EXPECT_EQ(L"10.9.0.2", Take(L"Both"));
+    EXPECT_EQ(0, model.GetAllTCPIPAddresses(nullptr, L"Network", L"Address", L"IP Address"));
 }
 
 }  // namespace
