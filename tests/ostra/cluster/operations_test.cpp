@@ -32,14 +32,9 @@ TEST_F(AClusterWithTemplates, HandsTheCallerWhatTheClusterRefusedAndRefusesWhatI
     failing->FailCall(Operation::CreateGroup, 1, platform::error::AccessDenied);
     const std::unique_ptr<ExpertGroup> refused(model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), nullptr));
     ASSERT_NE(nullptr, refused);
-    EXPECT_EQ(L"Sales", refused->Name());
     EXPECT_EQ(nullptr, model->GroupsPtr()->Find(L"Sales"));
 
-    // A group that lacks a resource is still a group of the cluster.
-    failing->FailCall(Operation::CreateResource, 3, platform::error::AccessDenied);
-    const ExpertGroup* partial = model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), nullptr);
-    EXPECT_EQ(partial, model->GroupsPtr()->Find(L"Sales"));
-
+    EXPECT_TRUE(model->CreateGroup(L"Sales", L"File Share", lists.Pointers(), nullptr));
     failing->ForgetCalls();
     events.Take();
     EXPECT_EQ(nullptr, model->CreateGroup(L"Other", L"file share", lists.Pointers(), nullptr));
