@@ -49,7 +49,7 @@ TEST_F(ANode, DiscoversWhatCanBeReadAndFollowsNotificationsInItsCopies) {
     node = *original;
     original.reset();
     EXPECT_EQ(L"N1", node.Name());
-    EXPECT_EQ(0u, GetClusterNodeState(copy.Handle()));
+    for (const HNODE handle : {copy.Handle(), node.Handle()}) EXPECT_EQ(0u, GetClusterNodeState(handle));
     EXPECT_EQ((StringArray{L"Alpha", L"Gamma"}), KeysOf(node.GroupsPtr()));
     EXPECT_EQ((StringArray{L"Alpha 1", L"Alpha 2", L"Gamma 1", L"Gamma 2"}), KeysOf(node.ResourcesPtr()));
 
@@ -176,6 +176,9 @@ TEST_F(ACluster, SharesWhatItHasWithItsCopiesAndKeepsWhatARediscoveryReplaced) {
     EXPECT_EQ(1, model.RemoveAllOwners(resource));
     EXPECT_EQ(StringArray(), Members(Resource(L"Alpha 1"), CLUSTER_RESOURCE_ENUM_NODES));
     model.Update(L"Alpha", CLUSTER_CHANGE_GROUP_DELETED);
+    const long users = Users();
+    model.Initialize();
+    EXPECT_EQ(users, Users()) << "the groups that were found have handles of their own";
     EXPECT_EQ(1, group->BringOffLine());
     EXPECT_EQ(1, resource->Status(0));
 }
