@@ -15,10 +15,6 @@ namespace tests {
 /// The cluster Test, observed. A test leaves no handle open.
 class ObservedCluster : public EmbeddedClusterTest {
 protected:
-    ObservedCluster() {
-        _users = Users();
-        cluster = OpenCluster(L"Test");
-    }
     ~ObservedCluster() override {
         EXPECT_TRUE(CloseCluster(cluster));
         EXPECT_EQ(_users + keptForGood, Users()) << "handles left open";
@@ -42,12 +38,13 @@ protected:
 
     CapturedEvents events;
     FailingCluster failing{L"Test"};
-    const std::shared_ptr<FailingClusterService>& observed = failing.Service();
-    HCLUSTER cluster = nullptr;
-    long keptForGood = 0;
 
 private:
-    long _users = 0;
+    const long _users = Users();
+
+protected:
+    HCLUSTER cluster = OpenCluster(L"Test");
+    long keptForGood = 0;
 };
 
 /// It has nodes N1 and N2, and on N1 the groups Alpha, Beta and Gamma, offline, of two services each, but that

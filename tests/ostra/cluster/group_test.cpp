@@ -8,21 +8,22 @@ using tests::Operation;
 
 namespace {
 
-using AGroup = tests::ClusterWorld;
+class AGroup : public tests::ClusterWorld {
+protected:
+    ::Group group{L"Alpha", cluster, L"Test", 1, 1};
+};
 
 TEST_F(AGroup, IsCreatedWithItsOwnAndTheGivenParametersInItsKeyAndStaysOffline) {
     struct GroupWithParameters : ::Group {
         using ::Group::Group, ::Group::_parameters;
-    } group(L"Delta", cluster, L"Test", 1, 0);
-    group._parameters = {L"Site=REG_SZ:North", L"Limit=REG_DWORD:5"};
+    } made(L"Delta", cluster, L"Test", 1, 0);
+    made._parameters = {L"Site=REG_SZ:North", L"Limit=REG_DWORD:5"};
     const StringArray given{L"Limit=REG_DWORD:4294967295", L"Path=REG_SZ:c:\\x=y:z"};
-    EXPECT_EQ(1, group.Create(&given, 0));
-    EXPECT_EQ(L"Group off line.", group.StatusString(0));
-    const ClusterGroupKey key(group.Handle(), cluster);
+    EXPECT_EQ(1, made.Create(&given, 0));
+    EXPECT_EQ(L"Group off line.", made.StatusString(0));
+    const ClusterGroupKey key(made.Handle(), cluster);
     EXPECT_EQ(L"North -1 c:\\x=y:z",
               key.GetValue(L"Site") + L" " + key.GetValue(L"Limit") + L" " + key.GetValue(L"Path"));
-    group.InitializeParameters();
-    EXPECT_EQ(1, group.SetParameters(nullptr));
 
     ::Group again(L"Delta", cluster, L"Test", 1, 1);
     EXPECT_EQ(0, again.Create(nullptr, 1));
@@ -33,11 +34,7 @@ TEST_F(AGroup, IsCreatedWithItsOwnAndTheGivenParametersInItsKeyAndStaysOffline) 
 }
 
 TEST_F(AGroup, ReportsControlThatSucceededAsInformationAndRefusalsAsErrorsWithResult1) {
-    const struct {
-        int (::Group::*control)();
-        Operation operation;
-        const wchar_t *done, *refused;
-    } rows[] = {
+    const std::tuple<int (::Group::*)(), Operation, const wchar_t*, const wchar_t*> rows[] = {
         {&::Group::BringOnLine, Operation::OnlineGroup, L"4 Cluster group Alpha was brought online!",
          L"1 Group::BringOnLine( ). Failure executing OnLineClusterGroup( ) for Alpha"},
         {&::Group::BringOffLine, Operation::OfflineGroup, L"4 Cluster group Alpha was brought offline!",
@@ -45,12 +42,11 @@ TEST_F(AGroup, ReportsControlThatSucceededAsInformationAndRefusalsAsErrorsWithRe
         {&::Group::MoveGroup, Operation::MoveGroup, L"4 Cluster group Alpha was moved!",
          L"1 Group::MoveGroup( ). Failure executing MoveClusterGroup( ) for Alpha"},
     };
-    ::Group group(L"Alpha", cluster, L"Test", 1, 1);
-    for (const auto& row : rows) {
-        EXPECT_EQ(1, (group.*row.control)());
-        failing->Fail(row.operation, platform::error::IoPending);
-        EXPECT_EQ(1, (group.*row.control)());
-        EXPECT_EQ((StringArray{row.done, row.refused}), NewReports());
+    for (const auto& [control, operation, done, refused] : rows) {
+        EXPECT_EQ(1, (group.*control)());
+        failing->Fail(operation, platform::error::IoPending);
+        EXPECT_EQ(1, (group.*control)());
+        EXPECT_EQ((StringArray{done, refused}), NewReports());
     }
     EXPECT_EQ(L"N2", OwnerOf(L"Alpha"));
     EXPECT_EQ(1, group.Rename(L"Omega"));
@@ -59,24 +55,34 @@ TEST_F(AGroup, ReportsControlThatSucceededAsInformationAndRefusalsAsErrorsWithRe
     EXPECT_EQ(0, group.Rename(L"Psi"));
 }
 
-TEST_F(AGroup, DiscoversPastItemsThatCannotBeReadAndKeepsWhatItKnows) {
+TEST_F(AGroup, SharesHandleAndResourcesWithItsCopiesWhichKeepWhatTheyKnow) {
     for (DWORD item = 1; item < 2000; ++item)
         failing->FailItem(Operation::EnumerateMembers, item, platform::error::GeneralFailure);
-    ::Group group(L"Alpha", cluster, L"Test", 1, 1), closed(L"Alpha", cluster, L"Test", 1, 0);
-    group.Discover(0);
-    EXPECT_EQ((StringArray{L"Alpha 1"}), KeysOf(group.ResourcesPtr()));
-    ::Resource* known = group.GetResource(L"Alpha 1");
+    auto original = std::make_unique<::Group>(L"Alpha", cluster, L"Test", alpha);
+    EXPECT_NE(alpha, original->Handle());  // the one that was given stays the caller's
+    original->Discover(0);
+    original->Status(0);
+    ::Group copy(*original), closed(L"Alpha", cluster, L"Test", 1, 0);
+    original.reset();
+    EXPECT_EQ(L"N1", copy.CurrentOwnerName());
+    EXPECT_NE(ClusterStateUnknown, GetClusterGroupState(copy.Handle(), nullptr, nullptr));
+    EXPECT_EQ((StringArray{L"Alpha 1"}), KeysOf(copy.ResourcesPtr()));
+    ::Resource* known = copy.GetResource(L"Alpha 1");
     failing->Heal();
-    for (::Group* object : {&group, &closed}) object->Discover(0);
-    EXPECT_EQ((StringArray{L"Alpha 1", L"Alpha 2"}), KeysOf(group.ResourcesPtr()));
-    EXPECT_EQ(known, group.GetResource(L"Alpha 1"));
+    for (::Group* object : {&copy, &closed}) object->Discover(0);
+    EXPECT_EQ((StringArray{L"Alpha 1", L"Alpha 2"}), KeysOf(copy.ResourcesPtr()));
+    EXPECT_EQ(known, copy.GetResource(L"Alpha 1"));
     EXPECT_EQ(StringArray(), KeysOf(closed.ResourcesPtr()));
 
-    EXPECT_EQ(1, group.BringResourceOnLine(L"Alpha 1"));
-    EXPECT_EQ(3u, group.StatusCode(0));
+    EXPECT_EQ(1, copy.BringResourceOnLine(L"Alpha 1"));
+    const auto* added = copy.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_ADDED);
+    EXPECT_EQ(added, copy.GetResource(L"Alpha 1"));
+    EXPECT_EQ(L"Alpha 1", known->Name());
+    EXPECT_EQ(nullptr, copy.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED));
+    EXPECT_EQ((StringArray{L"Alpha 2"}), KeysOf(copy.ResourcesPtr()));
     printed.Take();
-    EXPECT_EQ(nullptr, group.GetResource(L"alpha 1"));
-    for (const int result : {group.BringResourceOnLine(L"Omega"), group.BringResourceOffLine(L"Omega")})
+    EXPECT_EQ(nullptr, copy.GetResource(L"alpha 2"));
+    for (const int result : {copy.BringResourceOnLine(L"Omega"), copy.BringResourceOffLine(L"Omega")})
         EXPECT_EQ(0, result);
     EXPECT_EQ(
         L"Group::GetResource( )> Failure finding resource.\n"
@@ -86,7 +92,6 @@ TEST_F(AGroup, DiscoversPastItemsThatCannotBeReadAndKeepsWhatItKnows) {
 }
 
 TEST_F(AGroup, OwnsTheResourcesItStoresAndHandsOutTheOthers) {
-    ::Group group(L"Alpha", cluster, L"Test", 1, 1);
     GenericService type(L"Test", cluster);
     ::Resource* stored = group.CreateResource(L"Alpha 3", &type, nullptr, 1, 1, 1, 0);
     EXPECT_TRUE(stored->IsOnline());
@@ -99,23 +104,6 @@ TEST_F(AGroup, OwnsTheResourcesItStoresAndHandsOutTheOthers) {
     EXPECT_TRUE(callers->Handle() && offline->Handle());
     EXPECT_FALSE(refused->Handle());
     EXPECT_EQ((StringArray{L"Alpha 3"}), KeysOf(group.ResourcesPtr()));
-}
-
-TEST_F(AGroup, SharesHandleAndResourcesWithItsCopies) {
-    auto original = std::make_unique<::Group>(L"Alpha", cluster, L"Test", alpha);
-    EXPECT_NE(alpha, original->Handle());  // the one that was given stays the caller's
-    original->Discover(0);
-    original->Status(0);
-    ::Group copy(*original);
-    original.reset();
-    EXPECT_EQ(L"N1", copy.CurrentOwnerName());
-    EXPECT_NE(ClusterStateUnknown, GetClusterGroupState(copy.Handle(), nullptr, nullptr));
-    ::Resource* held = copy.GetResource(L"Alpha 1");
-    const auto* added = copy.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_ADDED);
-    EXPECT_EQ(added, copy.GetResource(L"Alpha 1"));
-    EXPECT_EQ(L"Alpha 1", held->Name());
-    EXPECT_EQ(nullptr, copy.Update(L"Alpha 1", CLUSTER_CHANGE_RESOURCE_DELETED));
-    EXPECT_EQ((StringArray{L"Alpha 2"}), KeysOf(copy.ResourcesPtr()));
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 #include <ostra/cluster/Cluster.h>
-#include <ostra/cluster/Network.h>
 #include <ostra/cluster/NetworkInterfaces.h>
 #include <ostra/cluster/Networks.h>
+#include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
 #include <ostra/network/TCPIPAddress.h>
+#include <ostra/wizard/ExpertGroup.h>
 #include <platform/framework/CStatusBar.h>
 #include <tests/ostra/cluster/NetworkedCluster.h>
 
@@ -26,39 +27,11 @@ public:
     StringArray texts;
 };
 
-class AnInventory : public tests::NetworkedCluster {
-protected:
-    static std::wstring DefaultAdapter(const Cluster& model) {
-        return model.DefaultNetworkAdapter() ? model.DefaultNetworkAdapter()->Name() : L"none";
-    }
-    void GiveAddress(const wchar_t* resource, const wchar_t* address, const wchar_t* network) {
-        Give({.name = std::wstring(L"Group of ") + resource,
-              .isOnline = false,
-              .resources = {
-                  {.name = resource,
-                   .type = L"IP Address",
-                   .parameters = {{L"Address", std::wstring(address)}, {L"Network", std::wstring(network)}}}}});
-    }
-    static StringArray AddressesOf(Cluster& model) {
-        CArray<CObject*> records;
-        EXPECT_EQ(0, model.GetAllTCPIPAddresses(&records, L"Network", L"Address", L"IP Address"));
-        StringArray addresses;
-        for (CObject* object : records) {
-            const std::unique_ptr<TCPIPAddress> record(dynamic_cast<TCPIPAddress*>(object));
-            addresses.push_back(record->AdapterName() + L" " + record->Address());
-        }
-        return addresses;
-    }
-    /// The full pass of a management program.
-    static int Recycle(Cluster& model) {
-        CArray<CObject*> records;
-        model.GetAllTCPIPAddresses(&records, L"Network", L"Address", L"IP Address");
-        NetworkAdapters* adapters = model.GetNetworkAdapters();
-        adapters->GetIPAddressesToBeRecycled(&records);
-        for (CObject* record : records) delete record;
-        return adapters->RecycleIPAddresses();
-    }
-};
+using AnInventory = tests::NetworkedCluster;
+
+std::wstring DefaultAdapter(const Cluster& model) {
+    return model.DefaultNetworkAdapter() ? model.DefaultNetworkAdapter()->Name() : L"none";
+}
 
 TEST_F(AnInventory, IsReadInOrderAndOnlyWithFullDiscovery) {
     Cluster plain(L"Test", 0, 2);
@@ -67,25 +40,24 @@ TEST_F(AnInventory, IsReadInOrderAndOnlyWithFullDiscovery) {
 
     for (const bool isByName : {true, false}) {
         Cluster full = isByName ? Cluster(L"Test", 1, 2) : Cluster(OpenCluster(L"Test"), 1, 2);
-        EXPECT_EQ(4, full.NetworksPtr()->GetCount());
         EXPECT_EQ(8, full.NetworkInterfacesPtr()->GetCount());
         EXPECT_TRUE(full.ResourceTypesPtr()->IsEmpty());
-        EXPECT_EQ(nullptr, full.DefaultClusterDisk());
-        EXPECT_EQ(L"Both", DefaultAdapter(full));
 
         ListingStatusBar bar;
         full.SetStatusBar(&bar);
         bar.texts.clear();
         const Networks* before = full.NetworksPtr();
         full.Initialize();
-        EXPECT_EQ((StringArray{L"Initiating networks...", L"Initiating networkInterface...", L"Initiating disks..."}),
+        EXPECT_EQ(nullptr, full.CreateGroup(L"Sales", L"No template", {}, nullptr));
+        EXPECT_EQ((StringArray{L"Initiating networks...", L"Initiating networkInterface...", L"Initiating disks...",
+                               L"Creating Expert Group Sales"}),
                   bar.texts);
         EXPECT_NE(before, full.NetworksPtr());
         EXPECT_EQ(4, before->GetCount());
     }
 }
 
-TEST_F(AnInventory, ChoosesItsDefaultAdapterFromTheListItHas) {
+TEST_F(AnInventory, ChoosesItsDefaultsFromTheListsItHas) {
     Cluster model(L"Test", 1, 2);
     const Cluster copy(model);
     Expect(Administration().AddNetwork({L"Alpha", L"10.1.9.0", L"255.255.255.0", 2, L""}), L"Alpha");
@@ -96,67 +68,52 @@ TEST_F(AnInventory, ChoosesItsDefaultAdapterFromTheListItHas) {
     EXPECT_EQ(4, model.NetworksPtr()->GetCount());
     EXPECT_EQ(5u, model.GetAllNetworks());
     EXPECT_EQ(10u, model.GetAllNetworkInterfaces());
+    Expect(Administration().AddDisk({0x11, 0x10, 3, {{L"D:", L"Data", 0xBEEF}}}), L"D:");
+    EXPECT_EQ(nullptr, model.DefaultClusterDisk());
+    const NTClusterDisks* disks = model.GetClusterDisks();
+    EXPECT_EQ(disks, model.ClusterDisks());
+    EXPECT_EQ(L"D:", model.DefaultClusterDisk()->Partition());
+    model.Open(0);
+    model.GetAllResourceTypes();
+    EXPECT_TRUE(model.ResourceTypesPtr()->Find(L"Physical Disk"));
 
     for (const wchar_t* network : {L"Alpha", L"Outer", L"Both"})
         Expect(Administration().RemoveNetwork(Network(network)), network);
     model.GetNetworkAdapters();
     EXPECT_EQ(L"none", DefaultAdapter(model));
-    EXPECT_EQ(L"Both", DefaultAdapter(copy));
     EXPECT_EQ(copy.DefaultNetworkAdapter(), copy.AvailableNetworkAdapters()->FindAdapterByName(L"Both"));
-}
-
-TEST_F(AnInventory, IsEmptyButThereWhenTheClusterCannotBeRead) {
-    failing->Fail(Operation::Enumerate, 5);
-    const Cluster refused(L"Test", 1, 2);
-    const Cluster unknown(L"Elsewhere", 1, 2);
-    for (const Cluster* model : {&refused, &unknown}) {
-        EXPECT_EQ(0, model->NetworksPtr()->GetCount() + model->NetworkInterfacesPtr()->GetCount());
-        EXPECT_TRUE(model->AvailableNetworkAdapters()->Adapters()->empty());
-        EXPECT_EQ(L"none", DefaultAdapter(*model));
-    }
-}
-
-TEST_F(AnInventory, NotesThatNetworksChanged) {
-    Cluster model(L"Test", 1, 2);
-    model.Open(1);
-    for (const DWORD notification : {0x400000u, 0x200000u, 0x800000u}) {
-        EXPECT_EQ(nullptr, model.Update(L"Both", notification));
-        EXPECT_EQ(1, model.AdaptersJustChanged());
-        EXPECT_EQ(0, model.AdaptersJustChanged());
-    }
-    EXPECT_EQ(0, model.UpdateNetworkAdapters(L"Both", 0x100000));
-    EXPECT_EQ(0, model.AdaptersJustChanged());
+    EXPECT_EQ(L"Both", DefaultAdapter(copy));
 }
 
 TEST_F(AnInventory, BringsAddressesBackThatNoResourceOfTheClusterHolds) {
     GivePool(L"Both");
-    for (const wchar_t* address : {L"10.9.0.1", L"10.9.0.2", L"10.9.0.3"}) EXPECT_EQ(address, Take(L"Both"));
-    EXPECT_EQ(L"", Take(L"Both"));
-    GiveAddress(L"A", L"10.9.0.1", L"Both");
-    GiveAddress(L"B", L"10.9.0.2", L"Both");
-    GiveAddress(L"C", L"10.9.0.3", L"Both");
     Give({.name = L"Other", .isOnline = false, .resources = {{.name = L"Service"}}});
-
-    Cluster first(L"Test", 1, 2);
-    first.Open(1);
-    EXPECT_EQ((StringArray{L"Both 10.9.0.1", L"Both 10.9.0.2", L"Both 10.9.0.3"}), AddressesOf(first));
-    EXPECT_EQ(0, first.GetAllTCPIPAddresses(nullptr, L"Network", L"Address", L"IP Address"));
-    EXPECT_EQ(0, Recycle(first));
-    EXPECT_EQ(L"", Take(L"Both"));
-
-    Expect(Administration().DeleteResource(Resource(L"B")), L"B");
-    SetPrivate(L"C", {{L"Address", std::wstring(L"10.9.0.77")}});
-    Cluster second(L"Test", 0, 2);
-    second.Open(1);
-    EXPECT_EQ((StringArray{L"Both 10.9.0.1", L"Both 10.9.0.77"}), AddressesOf(second));
-    EXPECT_EQ(2, Recycle(second));
-    EXPECT_EQ(0, Recycle(second));
+    for (const wchar_t* address : {L"10.9.0.1", L"10.9.0.2", L"10.9.0.3"}) {
+        EXPECT_EQ(address, Take(L"Both"));
+        Give(Group(L"Other"), {address, L"IP Address", {}, {{L"Address", address}, {L"Network", L"Both"}}});
+    }
+    Cluster model(L"Test", 0, 2);
+    model.Open(1);
+    const auto recycled = [&](const StringArray& held) {
+        CArray<CObject*> records;
+        EXPECT_EQ(0, model.GetAllTCPIPAddresses(&records, L"Network", L"Address", L"IP Address"));
+        NetworkAdapters* adapters = model.GetNetworkAdapters();
+        adapters->GetIPAddressesToBeRecycled(&records);
+        StringArray addresses;
+        for (CObject* object : records) {
+            const std::unique_ptr<TCPIPAddress> record(dynamic_cast<TCPIPAddress*>(object));
+            addresses.push_back(record->AdapterName() + L" " + record->Address());
+        }
+        EXPECT_EQ(held, addresses);
+        return adapters->RecycleIPAddresses();
+    };
+    EXPECT_EQ(0, recycled({L"Both 10.9.0.1", L"Both 10.9.0.2", L"Both 10.9.0.3"}));
+    Expect(Administration().DeleteResource(Resource(L"10.9.0.2")), L"10.9.0.2");
+    SetPrivate(L"10.9.0.3", {{L"Address", std::wstring(L"10.9.0.77")}});
+    model.Update(L"10.9.0.2", CLUSTER_CHANGE_RESOURCE_DELETED);
+    EXPECT_EQ(2, recycled({L"Both 10.9.0.1", L"Both 10.9.0.77"}));
     EXPECT_EQ(L"10.9.0.2", Take(L"Both"));
-
-    first.Open(1);
-    EXPECT_EQ(1, Recycle(first));  // taken, but no resource holds it yet
-    EXPECT_EQ(L"10.9.0.2", Take(L"Both"));
-    EXPECT_EQ(L"10.9.0.3", Take(L"Both"));
+    EXPECT_EQ(0, model.GetAllTCPIPAddresses(nullptr, L"Network", L"Address", L"IP Address"));
 }
 
 }  // namespace

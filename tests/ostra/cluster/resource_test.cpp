@@ -3,14 +3,12 @@
 #include <ostra/registry/Registry.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
-#include <algorithm>
 #include <utility>
 
 namespace {
 
 using tests::Operation;
 
-constexpr DWORD setCommon = CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES;
 constexpr DWORD setPrivate = CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES;
 
 class AResource : public tests::ClusterWorld {
@@ -19,33 +17,40 @@ protected:
         return Members(Resource(resource.Name()), CLUSTER_RESOURCE_ENUM_DEPENDS);
     }
 
-    /// The codes of what was sent to the resource Quiet since the last call, in order.
-    StringArray SentToQuiet() {
-        const std::wstring sent = L"Control Quiet ";
-        StringArray codes;
-        for (const std::wstring& call : failing->Log())
-            if (call.starts_with(sent)) codes.push_back(call.substr(sent.size()));
-        failing->ForgetCalls();
-        return codes;
-    }
-
     GenericApplication application{L"Test", nullptr};
 };
 
-TEST_F(AResource, GetsItsKindsDefaultsAndThenTheCallersParameters) {
-    const auto quiet =
-        Made(L"Quiet", application,
-             {L"RunInBackground=REG_DWORD:4294967295", L"CommandLine=REG_SZ:d:\\quiet.exe",
-              L"Description=REG_SZ:No noise", L"Environment=REG_MULTI_SZ:PATH", L"REG_SZ=REG_SZ:begins with its type"});
-    const std::wstring common = std::to_wstring(setCommon), texts = std::to_wstring(setPrivate), numbers = texts;
-    EXPECT_EQ((StringArray{texts, common, texts, numbers}), SentToQuiet());
+TEST_F(AResource, GetsItsKindsDefaultsAndThenTheCallersParametersUnderItsOwnCodesOnly) {
+    const auto quiet = Made(L"Quiet", application,
+                            {L"RunInBackground=REG_DWORD:4294967295", L"CommandLine=REG_SZ:d:\\quiet.exe",
+                             L"Description=REG_SZ:outer", L"REG_SZ=REG_SZ:begins with its type"});
+    EXPECT_EQ(1 + 3, failing->Calls(Operation::Control)) << "texts; then common ones, texts, numbers";
+    const StringArray inner{L"Description=REG_SZ:inner", L"Key=REG_BINARY:1", L"Limit=REG_DWORD:7", L"REG_DWORD:1"};
+    EXPECT_EQ(2, quiet->SetAttributes(&inner, setPrivate));
+    failing->ForgetCalls();
+    EXPECT_EQ(0, quiet->SetAttributes(nullptr, setPrivate) + quiet->SetProperties(&inner));
+    for (const DWORD code : {CLUSCTL_RESOURCE_GET_PRIVATE_PROPERTIES, DWORD{0x0440005E}})
+        EXPECT_EQ(0, quiet->SetAttributes(&inner, code));
+    EXPECT_EQ(0, failing->Calls(Operation::Control));
+    StringMap attributes{{L"Left", L"over"}};
+    EXPECT_EQ(5u, quiet->GetAttributes(&attributes, 0));
+    EXPECT_EQ(L"Generic Application inner", attributes[L"Type"] + L" " + attributes[L"Description"]);
+    EXPECT_FALSE(attributes.contains(L"Left") || attributes.contains(L"Key"));
+
     ::Resource found(L"Quiet", cluster, L"Test", 1);
-    EXPECT_EQ(L"Generic Application", found.Type());
-    EXPECT_EQ(L"No noise", found.GetCommonAttribute(L"Description"));
-    EXPECT_EQ(3u, found.GetPrivateAttributes());
-    EXPECT_EQ(L"d:\\quiet.exe c:\\bin\\ -1", found.GetPrivateAttribute(L"CommandLine") + L" " +
-                                                 found.GetPrivateAttribute(L"CurrentDirectory") + L" " +
-                                                 found.GetPrivateAttribute(L"RunInBackground"));
+    for (const int deep : {0, 1}) {
+        found.Discover(deep);
+        EXPECT_EQ(deep ? L"Generic Application" : L"", found.GetResourceType());
+    }
+    EXPECT_EQ(L"outer", found.GetCommonAttribute(L"Description"));
+    EXPECT_EQ((StringMap{{L"CommandLine", L"d:\\quiet.exe"},
+                         {L"CurrentDirectory", L"c:\\bin\\"},
+                         {L"Description", L"inner"},
+                         {L"Limit", L"7"},
+                         {L"RunInBackground", L"-1"}}),
+              *found.PrivateAttributes());
+    EXPECT_EQ(1, found.Close());
+    EXPECT_EQ(0u, found.GetCommonAttributes() + found.CommonAttributes()->size());
 
     ::Resource second(L"quiet", &application, cluster, L"Test", 0), typeless(L"Quiet", cluster, L"Test", 1);
     for (::Resource* refused : {&second, &typeless}) {
@@ -78,32 +83,7 @@ TEST_F(AResource, AsksThreeTimesToComeOnlineAndWaitsAfterEachAnswer) {
     EXPECT_TRUE(printed.Take().ends_with(failure + L"Resoruce::Create( ). Failure calling BringOnLine( ).\n"));
 }
 
-TEST_F(AResource, ReadsAndWritesPropertiesUnderItsOwnCodesOnly) {
-    const auto quiet = Made(L"Quiet", application, {L"Description=REG_SZ:outer"});
-    const StringArray inner{L"Limit=REG_DWORD:7", L"Description=REG_SZ:inner", L"Key=REG_BINARY:1", L"REG_DWORD:1"};
-    EXPECT_EQ(2, quiet->SetAttributes(&inner, setPrivate));
-    SentToQuiet();
-    EXPECT_EQ(0, quiet->SetAttributes(nullptr, setPrivate) + quiet->SetProperties(&inner));
-    for (const DWORD code : {CLUSCTL_RESOURCE_GET_PRIVATE_PROPERTIES, DWORD{0x0440005E}})
-        EXPECT_EQ(0, quiet->SetAttributes(&inner, code));
-    EXPECT_EQ(StringArray(), SentToQuiet());
-    StringMap attributes{{L"Left", L"over"}};
-    EXPECT_EQ(4u, quiet->GetAttributes(&attributes, 0));
-    EXPECT_EQ(L"Generic Application inner", attributes[L"Type"] + L" " + attributes[L"Description"]);
-    EXPECT_FALSE(attributes.contains(L"Left") || attributes.contains(L"Key"));
-
-    ::Resource found(L"Quiet", cluster, L"Test", 1);
-    for (const int deep : {0, 1}) {
-        found.Discover(deep);
-        EXPECT_EQ(deep ? L"Generic Application" : L"", found.GetResourceType());
-    }
-    EXPECT_EQ(L"outer inner",
-              found.GetCommonAttribute(L"Description") + L" " + found.GetPrivateAttribute(L"Description"));
-    EXPECT_EQ(1, found.Close());
-    EXPECT_EQ(0u, found.GetCommonAttributes() + found.CommonAttributes()->size());
-}
-
-TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHolds) {
+TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHoldsAndOnDisks) {
     const std::wstring templates = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\";
     for (const wchar_t* kind : {L"File Share\\Network Name\\", L"File Share\\Physical Disk\\"})
         EXPECT_TRUE(Registry(templates + kind, L"").Open(nullptr, 0));
@@ -118,6 +98,9 @@ TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHolds) {
     made.push_back(Made(L"Disk E:", diskType, {L"Signature=REG_DWORD:1"}));
     made.push_back(Made(L"Noise for Sales", application));
     for (const auto& candidate : made) candidates.Add(candidate.get());
+    failing->ForgetCalls();
+    for (const std::size_t drive : {3, 4, 3}) EXPECT_EQ(drive == 3 ? L"E:" : L"", made[drive]->GetDriveLetter());
+    EXPECT_EQ(1, failing->Calls(Operation::Control)) << "a disk is asked once, and nothing else";
     candidates.SetAt(L"nothing", nullptr);
 
     const auto share = Made(L"Disk for Sales", shareType);  // "for" at 5: the tail is "Sales"
@@ -155,44 +138,25 @@ TEST_F(AResource, DependsOnNamedOthersAndIsOwnedByNamedNodes) {
     EXPECT_EQ((StringArray{L"N1", L"N2"}), Members(Resource(L"Last"), CLUSTER_RESOURCE_ENUM_NODES));
 }
 
-TEST_F(AResource, SharesHandleAndSubResourcesWithItsCopiesAndFreesEachOnce) {
-    struct Part : ::Resource {
-        using ::Resource::Resource;
-        ~Part() override { *ends += _resources ? 0 : 1; }
-        void Keep(std::unique_ptr<Part> part) { _resources->Add(part.release()); }
-        int* ends = nullptr;
+TEST_F(AResource, SharesHandleAndSubResourcesWithItsCopies) {
+    struct Whole : ::Resource {
+        using ::Resource::Resource, ::Resource::_resources;
     };
-    int ends = 0;
-    {
-        ::Resource assigned(L"Other", cluster, L"Test", 0);
-        auto first = std::make_unique<Part>(L"Alpha 1", &application, cluster, L"Test", 1);
-        auto part = std::make_unique<Part>(L"Part", nullptr, L"", 0);
-        first->ends = part->ends = &ends;
-        first->Keep(std::move(part));
-        const HRESOURCE handle = first->Handle();
-        const ::Resource copy(*first);
-        assigned = *first;
-        first.reset();
-        EXPECT_EQ(0, ends);
-        EXPECT_EQ(&application, assigned.ResType());
-        EXPECT_EQ(3u, GetClusterResourceState(handle, nullptr, nullptr, nullptr, nullptr));
-        EXPECT_EQ(1, assigned.Close());  // for the copy, too
-        EXPECT_EQ(nullptr, copy.Handle());
-        EXPECT_EQ(ClusterStateUnknown, GetClusterResourceState(handle, nullptr, nullptr, nullptr, nullptr));
-        EXPECT_EQ(0, assigned.Close());
-    }
-    EXPECT_EQ(1, ends);
-}
-
-TEST_F(AResource, AsksForItsDriveOnceAndOnlyWhenItIsADisk) {
-    AddDisk(L"E:", 0x9A3F);
-    PhysicalDisk diskType(L"Test", nullptr);
-    const auto disk = Made(L"Disk", diskType, {L"Signature=REG_DWORD:39487"});
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(L"E:", disk->GetDriveLetter());
-    EXPECT_EQ(L"", Made(L"Quiet", application)->GetDriveLetter());
-    const std::wstring question = std::to_wstring(CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO);
-    const StringArray calls = failing->Log();
-    EXPECT_EQ(1, std::ranges::count_if(calls, [&](const auto& call) { return call.ends_with(question); }));
+    auto first = std::make_unique<Whole>(L"Alpha 1", &application, cluster, L"Test", 1);
+    first->_resources->Add(new ::Resource(L"Alpha 2", cluster, L"Test", 1));
+    const HRESOURCE handle = first->Handle();
+    const ::Resource copy(*first);
+    ::Resource assigned(L"Other", cluster, L"Test", 0);
+    assigned = *first;
+    const long users = Users();
+    first.reset();
+    EXPECT_EQ(users, Users()) << "the sub-resource has a handle of its own";
+    EXPECT_EQ(&application, assigned.ResType());
+    EXPECT_EQ(3u, GetClusterResourceState(handle, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(1, assigned.Close());  // for the copy, too
+    EXPECT_EQ(nullptr, copy.Handle());
+    EXPECT_EQ(ClusterStateUnknown, GetClusterResourceState(handle, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(0, assigned.Close());
 }
 
 }  // namespace
