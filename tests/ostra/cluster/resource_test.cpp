@@ -24,7 +24,12 @@ TEST_F(AResource, GetsItsKindsDefaultsAndThenTheCallersParametersUnderItsOwnCode
     const auto quiet = Made(L"Quiet", application,
                             {L"RunInBackground=REG_DWORD:4294967295", L"CommandLine=REG_SZ:d:\\quiet.exe",
                              L"Description=REG_SZ:outer", L"REG_SZ=REG_SZ:begins with its type"});
-    EXPECT_EQ(1 + 3, failing->Calls(Operation::Control)) << "texts; then common ones, texts, numbers";
+    std::wstring sent;
+    for (const std::wstring& call : failing->Log())
+        if (call.starts_with(L"Control Quiet ")) sent += call.substr(13);
+    const std::wstring common = L" " + std::to_wstring(CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
+    const std::wstring texts = L" " + std::to_wstring(setPrivate), numbers = texts;
+    EXPECT_EQ(texts + common + texts + numbers, sent) << "the kind's defaults come first";
     const StringArray inner{L"Description=REG_SZ:inner", L"Key=REG_BINARY:1", L"Limit=REG_DWORD:7", L"REG_DWORD:1"};
     EXPECT_EQ(2, quiet->SetAttributes(&inner, setPrivate));
     failing->ForgetCalls();
