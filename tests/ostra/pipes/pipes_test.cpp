@@ -96,16 +96,16 @@ TEST_F(ATextChannel, TellsInABoxWhyItWasNotOpened) {
     EXPECT_EQ(0, PipeClient(L"elsewhere", L"").Open(1));
     EXPECT_EQ(2000U, std::accumulate(_clock.naps.begin(), _clock.naps.end(), 0U));
     EXPECT_EQ(INVALID_HANDLE_VALUE, PipeServer(L"../talk").Handle());
-    std::wstring shown;
-    for (const auto& [text, title, style] : _boxes.boxes) shown += title + std::to_wstring(style) + text;
-    EXPECT_EQ(
-        L"Norvane Ostra131072PipeServer::Open( ). Failure calling ReadFile( ).The pipe has been ended.\r\n"
-        L"Norvane Ostra131072PipeServer::Open( ). Failure calling ConnectNamedPipe( ).\\\\.\\pipe\\early"
-        L"There is a process on other end of the pipe.\r\n"
-        L"Norvane Ostra131072PipeClient::Open( ). Failure calling WaitNamedPipe( )."
-        L"The filename, directory name, or volume label syntax is incorrect.\r\n\\\\.\\pipe\\a/b" +
-            time,
-        shown);
+    const auto box = [](const std::wstring& text) {
+        return tests::CapturedMessageBoxes::Box{text, L"Norvane Ostra", MB_DEFAULT_DESKTOP_ONLY};
+    };
+    EXPECT_EQ((std::vector{box(L"PipeServer::Open( ). Failure calling ReadFile( ).The pipe has been ended.\r\n"),
+                           box(L"PipeServer::Open( ). Failure calling ConnectNamedPipe( ).\\\\.\\pipe\\early"
+                               L"There is a process on other end of the pipe.\r\n"),
+                           box(L"PipeClient::Open( ). Failure calling WaitNamedPipe( ).The filename, directory name, "
+                               L"or volume label syntax is incorrect.\r\n\\\\.\\pipe\\a/b" +
+                               time)}),
+              _boxes.boxes);
 }
 
 TEST_F(ATextChannel, ReportsATextThatWasNotSent) {
@@ -125,9 +125,8 @@ TEST_F(ATextChannel, IsSharedByCopiesAndClosedOnce) {
     ASSERT_NE(0, client.Open(1));
     EXPECT_EQ(0, server.Open());
     {
-        PipeServer shared(server);
-        PipeClient sharing(client);
-        EXPECT_EQ(client.Handle(), sharing.Handle());
+        const PipeServer shared(server);
+        const PipeClient sharing(client);
     }
     EXPECT_NE(0, server.Send(L"still here"));
     EXPECT_EQ(L"still here", client.Receive());
@@ -135,11 +134,6 @@ TEST_F(ATextChannel, IsSharedByCopiesAndClosedOnce) {
     server.Close();
     EXPECT_EQ(nullptr, shared.Handle());
     EXPECT_EQ(L"", client.Receive());
-
-    _output.Take();
-    server.Info();
-    EXPECT_TRUE(_output.Take().starts_with(
-        L"Pipe::Info( void ). On entry.\n_iD     :0\n_name   :\\\\.\\pipe\\talk\n_state  :0\n_handle :"));
 }
 
 }  // namespace
