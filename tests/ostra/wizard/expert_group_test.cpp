@@ -49,20 +49,16 @@ TEST_F(AnExpertGroup, IsMadeFromItsTemplateResourceByResource) {
                            L"{AccessMask=1, Alias=/Shop, Directory=E:\\Web, ServiceName=W3SVC}"}),
               Made(L"Web of IIS Virtual Root(1)"));
     EXPECT_TRUE(IsOnline(L"Web"));
-
-    // The template "Marlin" comes without kinds, which reads as one kind without a name.
-    Forget();
-    EXPECT_EQ(1, Create(L"Fish", L"Marlin"));
-    EXPECT_EQ(StringArray(), NamesMade());
-    EXPECT_EQ(static_cast<DWORD>(ClusterGroupOffline), StateOf(L"Fish"));
 }
 
 TEST_F(AnExpertGroup, TakesKindsFromItsTemplateWhateverTheyAre) {
+    EXPECT_EQ(1, Create(L"Fish", L"Marlin"));         // comes without kinds, which reads as one without a name
     EXPECT_EQ(1, Create(L"Unknown", L"file share"));  // no such template: no kinds
     WriteTemplate(L"Keyless", nullptr);
     EXPECT_EQ(1, Create(L"Keyless", L"Keyless"));
     EXPECT_EQ(StringArray(), NamesMade());
     EXPECT_TRUE(IsOnline(L"Unknown") && IsOnline(L"Keyless"));
+    EXPECT_EQ(static_cast<DWORD>(ClusterGroupOffline), StateOf(L"Fish"));
 
     // A kind that the library does not know, though the cluster does: it is made without defaults.
     WriteTemplate(L"Database", L"generic service,Time Service");
