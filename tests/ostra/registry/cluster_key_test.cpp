@@ -155,21 +155,11 @@ TEST_F(AClusterDatabase, ListsSubkeysAndWholeTreesWithinTheirLimits) {
     EXPECT_EQ(expected + L"S = deep\n", printed.Take());
 }
 
-TEST_F(AClusterDatabase, HasPlacesForResourcesNetworksPoolsAndSchedulers) {
+TEST_F(AClusterDatabase, HasPlacesForResourcesNetworksPoolsAndSchedulersOrReportsThatItHasNot) {
     ClusterResourceKey parameters(share.Get(), cluster.Get());
     const StringArray given = {L"MaxUsers=REG_DWORD:7", L"ShareName=REG_SZ:public"};
     EXPECT_EQ(1, parameters.SetParameters(&given, L"Parameters"));
     EXPECT_EQ(L"7 public", parameters.GetValue(L"MaxUsers") + L" " + parameters.GetValue(L"ShareName"));
-    EXPECT_TRUE(ClusterNetworksKey(L"Test").Valid());
-    EXPECT_TRUE(IsLasting(ClusterIPStackKey(L"Test", L"LAN").Handle()));
-    EXPECT_TRUE(IsLasting(Key(ClusterKey(L"Test").GetHandle(L"Ostra\\ExpertWizard\\IPStack\\LAN")).Get()));
-    EXPECT_FALSE(IsLasting(ClusterSchedulerKey(L"Test", L"Passing").Handle()));
-    EXPECT_TRUE(IsLasting(ClusterSchedulerKey(L"Test", L"ExpertWizard").Handle())) << "as it was made before";
-    EXPECT_EQ(StringArray{}, TakeBoxes());
-}
-
-TEST_F(AClusterDatabase, ReportsThePlacesThatItDoesNotHaveAndMakesNone) {
-    ClusterResourceKey parameters(share.Get(), cluster.Get());
     EXPECT_EQ(1, parameters.Delete(parameters.Root(), L"Parameters"));
     failing->FailCall(Operation::OpenKey, 1, error::FileNotFound);
     EXPECT_EQ(0, ClusterNetworksKey(cluster.Get()).Valid());
@@ -186,6 +176,13 @@ TEST_F(AClusterDatabase, ReportsThePlacesThatItDoesNotHaveAndMakesNone) {
     EXPECT_EQ((StringArray{L"ClusterKey::Add( ). Failure calling ClusterRegCreateKey( ).",
                            L"ClusterIPStackKey::ClusterIPStackKey( ). Failure opening ClusterIPStackKey."}),
               TakeBoxes());
+
+    EXPECT_TRUE(ClusterNetworksKey(L"Test").Valid());
+    EXPECT_TRUE(IsLasting(ClusterIPStackKey(L"Test", L"LAN").Handle()));
+    EXPECT_TRUE(IsLasting(Key(ClusterKey(L"Test").GetHandle(L"Ostra\\ExpertWizard\\IPStack\\LAN")).Get()));
+    EXPECT_FALSE(IsLasting(ClusterSchedulerKey(L"Test", L"Passing").Handle()));
+    EXPECT_TRUE(IsLasting(ClusterSchedulerKey(L"Test", L"ExpertWizard").Handle())) << "as it was made before";
+    EXPECT_EQ(StringArray{}, TakeBoxes());
     EXPECT_EQ(nullptr, ClusterResourceKey(nullptr, cluster.Get()).Root());
     EXPECT_EQ(nullptr, ClusterGroupKey(nullptr, cluster.Get()).Root());
 }
