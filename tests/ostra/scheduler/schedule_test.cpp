@@ -144,6 +144,7 @@ TEST_F(ScheduleTables, KeepTheirTextInStepWithWhatIsAddedAndRemoved) {
     EXPECT_EQ(3u, table.Persist());
     EXPECT_EQ(text, table.PersistentData());
     EXPECT_EQ(1, table.GetEntry(L"B"));
+    EXPECT_EQ(-1, table.GetEntry(L"b"));
     for (const int index : {1, 7, -1}) EXPECT_EQ(0, table.RemoveEntry(index));
     EXPECT_EQ(text.substr(0, text.find(L'B')) + text.substr(text.rfind(L'A')), table.PersistentData());
     EXPECT_EQ(3, table.Add(Make(L"Move H", 60)));
