@@ -1,3 +1,4 @@
+#include <ostra/foundation/Persistence.h>
 #include <ostra/registry/TypedClusterKeys.h>
 #include <platform/base/SharedHandle.h>
 #include <platform/base/registry_types.h>
@@ -84,6 +85,16 @@ TEST_F(AClusterDatabase, StoresParameterStringsUnderTheirTypeAsUtf16WithANull) {
     const Key printers(key->GetHandle(L"Printers"));
     EXPECT_EQ(L"t", key->GetValue(L"Text", printers.Get()));
     EXPECT_FALSE(IsLasting(printers.Get()));
+}
+
+TEST_F(AClusterDatabase, KeepsTheTextOfAnObject) {
+    struct Text : Persistence {
+        void SetPersistence(const std::wstring& text) override { _persistentData = text; }
+    } given, read;
+    given.SetPersistence(L"\u00dc \U0001F600\n");
+    *key << given;
+    *key >> read;
+    EXPECT_EQ(given.PersistentData(), read.PersistentData());
 }
 
 TEST_F(AClusterDatabase, SaysWhichParametersItCouldNotWriteAndGoesOn) {
