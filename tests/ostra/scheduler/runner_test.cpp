@@ -1,6 +1,4 @@
-#include <ostra/registry/TypedClusterKeys.h>
 #include <ostra/scheduler/ScheduleRunner.h>
-#include <ostra/scheduler/ScheduleTable.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 #include <tests/ostra/scheduler/TimeZone.h>
 #include <tests/support/CapturedMessageBoxes.h>
@@ -109,19 +107,6 @@ TEST_F(ScheduledJobs, SleepTwoMinutesAtATimeUntilTheyAreDue) {
     for (const TimeValue due : {platform::CurrentTime() - 200, earliest})
         EXPECT_EQ(0, ScheduleRunner(L"Test", L"Move Alpha", due).TakeNap());
     EXPECT_EQ((std::vector<DWORD>{120'000, 120'000, 120'000}), clock.naps);
-}
-
-TEST_F(ScheduledJobs, AreKeptInTheClusterDatabase) {
-    ScheduleTable table, loaded;
-    table.SetPersistence(
-        L"Test,Move Alpha,10:00 x 5,x March 2030\nTest,Online \u00dc \U0001F600,9:00 x 5,x May 2030\n");
-    ClusterKey root(L"Test");
-    ASSERT_EQ(0, ClusterRegCloseKey(root.GetHandle(L"Ostra", root.Root())));
-    ClusterSchedulerKey(L"Test", L"Scheduler") << table;
-    ClusterSchedulerKey(L"Test", L"Scheduler") >> loaded;
-    EXPECT_EQ(table.PersistentData(), loaded.PersistentData());
-    for (const ScheduleEntry* entry : table) delete entry;
-    for (const ScheduleEntry* entry : loaded) delete entry;
 }
 
 }  // namespace

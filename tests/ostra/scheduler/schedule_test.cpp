@@ -100,14 +100,11 @@ TEST_F(ScheduleEntries, FindTheirTimeAgainInItsTextAndInTheLineThatTellsOfThem) 
     EXPECT_EQ(L"C,Move  G,22:13 on 14,Tuesday November 2023", ScheduleEntry(L"C", L"Move  G", 1'700'000'000).JobLine());
 }
 
-TEST_F(ScheduleEntries, AreNumberedAndComparedByTheirJobAlone) {
-    ScheduleEntry first(L"C", L"Move G", 60);
+TEST_F(ScheduleEntries, AreComparedByTheirJobAloneAndKeepTheirNumbers) {
+    ScheduleEntry first(L"C", L"Move G", 60), second(L"Move G", 60);
     first.SetLevel(7);
-    const ScheduleEntry copy(first);
-    ScheduleEntry second(L"Move G", 60);
-    EXPECT_EQ(7, copy.Level());
     EXPECT_FALSE(first == second);
-    { const ScheduleEntry assigned = second = first; }
+    second = first;
     EXPECT_TRUE(first == second) << "whatever their levels";
     EXPECT_EQ(first.ID() + 1, second.ID());
     EXPECT_EQ(L"1970 January 01 Thursday 00 01 00:Move G:C:0", second.Info());
