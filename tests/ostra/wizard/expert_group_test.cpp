@@ -94,7 +94,6 @@ TEST_F(AnExpertGroup, LeavesWhatWasMadeWhenAStepOfItsCreationIsRefused) {
 
 TEST_F(AnExpertGroup, GivesItsShareTheDriveOfTheFirstListAndTheDirectoryOfTheFifth) {
     const std::tuple<StringArray, StringArray, std::wstring> rows[] = {
-        {{}, {}, L"FileShare1 "},
         {{L"Signature=REG_DWORD:39487", L"Signature=REG_DWORD:-268435455"}, {L"Directory"}, L"FileShare1F "},
         {{L"The Signature=REG_DWORD:39487"}, {L"Alias=REG_SZ:/x"}, L"FileShare1E "},
         {{L"Signatur=REG_DWORD:39487"},  // from its 20th character on
@@ -116,10 +115,8 @@ TEST_F(AnExpertGroup, GivesItsShareTheDriveOfTheFirstListAndTheDirectoryOfTheFif
 
 TEST_F(AnExpertGroup, NumbersNewResourcesAfterTheLargestNumberOfItsOld) {
     WriteTemplate(L"One", L"Generic Service");
-    Give({.name = L"X", .resources = {{L"Plain"}, {L"Odd (x)"}, {L"Open (9"}, {L"Minus (-9)"}}});
-    EXPECT_EQ(L"(1)", NextIndex(L"X"));
-    Give(Group(L"X"), {L"Disk for X of File Share(3)"});
-    Give(Group(L"X"), {L"IP Address for X of File Share(7)"});
+    Give(
+        {.name = L"X", .resources = {{L"Plain"}, {L"Odd (x)"}, {L"Open (9"}, {L"Minus (-9)"}, {L"X (7)"}, {L"Y (3)"}}});
     EXPECT_EQ(L"(8)", NextIndex(L"X"));
     EXPECT_EQ(L"(9)", NextIndex(L"X"));
     Give(Group(L"X"), {L"Last (2147483647)"});
