@@ -89,7 +89,7 @@ TEST_F(APropertyList, ThatOutgrowsItsBufferIsDroppedWhole) {
     EXPECT_EQ(Properties::BufferSize, list._bufferLength);
     EXPECT_EQ(0, list.AddPropertyToStream(Property(L"B", 1, CLUSPROP_FORMAT_DWORD)));
     EXPECT_EQ(1U, list.PropertyCount());
-    list.Build({L"B=REG_DWORD:1", L"A=REG_SZ:" + std::wstring(room, L'x')});
+    list.Build({L"A=REG_SZ:" + std::wstring(room + 1, L'x')});
     EXPECT_EQ(nullptr, list.PropertyStreams());
     EXPECT_EQ(1U, events.Take().size());
 }
