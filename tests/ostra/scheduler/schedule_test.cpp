@@ -284,8 +284,9 @@ TEST_F(TimeTrees, HoldJobsUnderTheMinuteOfExactlyTheirTimeInTheTablesOrder) {
     EXPECT_EQ(0, tree.InsertJobEntries(&table));
     const std::wstring head = L"1997\n November\n  18, Tuesday\n   14:00\n    14:08\n    14:09\n     C-B\n     C-A\n";
     EXPECT_EQ(head + L"    14:10\n    14:11\n     C-Last\n", Outline());
+    table.Add(Make(L"New", due));
     EXPECT_EQ(0, tree.InsertJobEntries(&table));
-    EXPECT_EQ(head + L"     C-B\n     C-A\n    14:10\n    14:11\n     C-Last\n     C-Last\n", Outline());
+    EXPECT_EQ(head + L"     C-B\n     C-A\n     C-New\n    14:10\n    14:11\n     C-Last\n     C-Last\n", Outline());
     tree.RemoveAll();
     for (const ScheduleTable* jobs : {&table, static_cast<ScheduleTable*>(nullptr)}) tree.InsertJobEntries(jobs);
     EXPECT_EQ(L"", Outline() + tree[0] + tree[-1]);
