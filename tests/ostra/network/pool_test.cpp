@@ -6,11 +6,9 @@
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <platform/framework/CArchive.h>
-#include <tests/ostra/registry/DatabaseCluster.h>
 #include <tests/support/CapturedMessageBoxes.h>
-#include <tests/support/CapturedOutput.h>
+#include <tests/support/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
-#include <tests/support/TemporaryHome.h>
 
 #include <algorithm>
 
@@ -36,8 +34,14 @@ std::wstring Take(IPStack& pool) {
     return address;
 }
 
-class AnAddressPool : public testing::Test {
+class AnAddressPool : public tests::EmbeddedClusterTest {
 protected:
+    AnAddressPool() {
+        bool created = false;
+        Expect(service->RootKey(_key), L"the root");
+        Expect(service->CreateKey(_key, L"Ostra\\ExpertWizard\\IPStack\\net-1", false, _key, created), L"the pool");
+    }
+
     static std::unique_ptr<IPStack> Create(const std::wstring& start, const std::wstring& end) {
         return std::make_unique<IPStack>(L"net-1", L"C", L"255.255.255.0", start, end);
     }
@@ -45,11 +49,11 @@ protected:
         return std::make_unique<IPStack>(L"net-1", L"C", L"255.255.255.0", reset);
     }
     void Store(const std::wstring& name, const Value& value) {
-        EXPECT_EQ(0U, _database->store->SetValue(_key, name, value.first, value.second));
+        EXPECT_EQ(0U, service->SetValue(_key, name, value.first, value.second));
     }
     Value Stored(const std::wstring& name) {
         Value value;
-        _database->store->QueryValue(_key, name, value.first, value.second);
+        service->QueryValue(_key, name, value.first, value.second);
         return value;
     }
     /// The names of the values that were written since the last call.
@@ -60,12 +64,9 @@ protected:
         return names;
     }
 
-    tests::TemporaryHome _home;
-    tests::CapturedOutput _output;
     tests::CapturedMessageBoxes _boxes;
-    std::shared_ptr<tests::DatabaseCluster> _database = std::make_shared<tests::DatabaseCluster>();
-    const platform::KeyId _key = _database->Make(L"Ostra\\ExpertWizard\\IPStack\\net-1");
-    tests::FailingCluster _cluster{L"C", _database};
+    tests::FailingCluster _cluster{L"C", service};
+    platform::ClusterKeyId _key = 0;
 };
 
 TEST_F(AnAddressPool, HandsOutItsAddressesInOrderUntilItIsExhausted) {
@@ -76,9 +77,9 @@ TEST_F(AnAddressPool, HandsOutItsAddressesInOrderUntilItIsExhausted) {
     EXPECT_EQ(L"10.1.2.10\n10.1.2.11\n", pool->PersistentData());
     EXPECT_EQ(all, Stored(L"Persistence"));  // not saved yet
     for (const wchar_t* address : {L"10.1.2.10", L"10.1.2.11"}) EXPECT_EQ(address, Take(*pool));
-    _output.Take();
+    printed.Take();
     EXPECT_EQ(L"", pool->GetIP(0));
-    EXPECT_TRUE(_output.Take().ends_with(L"_address:\nIPStack::GetIP( ). No IP Address to give!\n"));
+    EXPECT_TRUE(printed.Take().ends_with(L"_address:\nIPStack::GetIP( ). No IP Address to give!\n"));
     EXPECT_EQ(Text(REG_BINARY, L""), Stored(L"Persistence"));
     EXPECT_EQ(all, Stored(L"IP Used"));
 
@@ -200,9 +201,9 @@ TEST_F(AnAddressPool, ArchivesItsAvailableAddressesWithoutACount) {
     const auto other = Create(L"1.1.1.2", L"1.1.1.1");
     in >> *other;  // nothing to read into
     for (const wchar_t* entry : {L"", L"9.9.9.9"}) other->PutIP(entry);
-    _output.Take();
+    printed.Take();
     in >> *other;
-    EXPECT_EQ(L"operator>>( ). Failure newing IPStack with an TCPIPAddress\n", _output.Take());
+    EXPECT_EQ(L"operator>>( ). Failure newing IPStack with an TCPIPAddress\n", printed.Take());
     EXPECT_EQ(L"1.1.1.1\n9.9.9.9\n", other->Persist());
 }
 

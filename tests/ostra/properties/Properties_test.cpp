@@ -4,7 +4,6 @@
 #include <platform/base/text.h>
 #include <platform/cluster/PropertyList.h>
 #include <tests/support/CapturedEvents.h>
-#include <tests/support/CapturedOutput.h>
 #include <tests/support/TemporaryHome.h>
 
 #include <algorithm>
@@ -37,25 +36,9 @@ struct List : Properties {
 class APropertyList : public testing::Test {
 protected:
     tests::TemporaryHome home;
-    tests::CapturedOutput output;
     tests::CapturedEvents events;
     List list;
 };
-
-TEST_F(APropertyList, HoldsNameValueAndEndMarkOfEachPropertyPaddedToFourBytes) {
-    EXPECT_EQ(0U, list.PropertyCount());
-    list.Build({L"Port=REG_DWORD:127", L"D=REG_SZ:G:"});
-    EXPECT_EQ((Bytes{2,   0, 0,   0,                                              // count
-                     3,   0, 4,   0, 10,  0, 0,   0,                              // name entry
-                     'P', 0, 'o', 0, 'r', 0, 't', 0, 0,   0, 0,   0,              // padded
-                     2,   0, 1,   0, 4,   0, 0,   0, 127, 0, 0,   0,              // number
-                     0,   0, 0,   0,                                              // end mark
-                     3,   0, 4,   0, 4,   0, 0,   0, 'D', 0, 0,   0,              //
-                     3,   0, 1,   0, 6,   0, 0,   0, 'G', 0, ':', 0, 0, 0, 0, 0,  // text
-                     0,   0, 0,   0}),                                            //
-              list.Built());
-    EXPECT_EQ(list.Built().size() + 4, list._bufferLength);
-}
 
 TEST_F(APropertyList, TakesItsPropertiesFromParameterStrings) {
     list.Build({L"Low=REG_DWORD:4294967295", L"Skipped=REG_MULTI_SZ:a", L"Nothing", L"Minus=REG_DWORD: -2x",
@@ -106,7 +89,7 @@ TEST_F(APropertyList, ThatOutgrowsItsBufferIsDroppedWhole) {
     EXPECT_EQ(Properties::BufferSize, list._bufferLength);
     EXPECT_EQ(0, list.AddPropertyToStream(Property(L"B", 1, CLUSPROP_FORMAT_DWORD)));
     EXPECT_EQ(1U, list.PropertyCount());
-    list.Build({L"B=REG_DWORD:1", L"A=REG_SZ:" + std::wstring(room, L'x'), L"C=REG_DWORD:1"});
+    list.Build({L"A=REG_SZ:" + std::wstring(room + 1, L'x')});
     EXPECT_EQ(nullptr, list.PropertyStreams());
     EXPECT_EQ(1U, events.Take().size());
 }
@@ -118,10 +101,6 @@ TEST_F(APropertyList, CopiedGoesOnInABufferOfItsOwn) {
     EXPECT_EQ(1, copy.AddPropertyToStream(Property(L"B", 2, CLUSPROP_FORMAT_DWORD)));
     EXPECT_EQ(one, list.Built());
     EXPECT_EQ((StringArray{L"A=1", L"B=2"}), list.Parsed(copy.Built()));
-    List reader(list);
-    list.EmptyPropertyList();
-    reader.Info();
-    EXPECT_EQ(L" Property 0 _name:A _value:1\n Property 1 _name:B _value:2\n", output.Take());
 }
 
 }  // namespace

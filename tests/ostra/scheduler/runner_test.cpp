@@ -1,6 +1,4 @@
-#include <ostra/registry/TypedClusterKeys.h>
 #include <ostra/scheduler/ScheduleRunner.h>
-#include <ostra/scheduler/ScheduleTable.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 #include <tests/ostra/scheduler/TimeZone.h>
 #include <tests/support/CapturedMessageBoxes.h>
@@ -54,32 +52,28 @@ TEST_F(ScheduledJobs, DoNothingForACommandThatIsNone) {
     }
     EXPECT_EQ(1, ScheduleRunner(L"Test", L"Online Alpha", 60).Run(nullptr, 0));
     EXPECT_EQ(1u, StateOf(L"Alpha"));
-    EXPECT_EQ((StringArray{L"1 ScheduleRunner::RunClusterJob( ). Failure opening group Online"}), NewReports());
-}
-
-TEST_F(ScheduledJobs, TellOfAGroupOrClusterThatIsNotThere) {
     Run(L"Online Nowhere At All", L"Online Nowhere At All");
     EXPECT_EQ(1, ScheduleRunner(L"Elsewhere", L"Online Alpha", 60).Run(0));
-    EXPECT_EQ((StringArray{L"1 Cluster::BringGroupOnLine( groupName ). Invalid group name Nowhere At All",
+    EXPECT_EQ((StringArray{L"1 ScheduleRunner::RunClusterJob( ). Failure opening group Online",
+                           L"1 Cluster::BringGroupOnLine( groupName ). Invalid group name Nowhere At All",
                            L"1 ScheduleRunner::RunClusterJob( ). Failure opening group Nowhere At All",
                            L"1 Cluster::Open( ). Failure opening cluster:Elsewhere"}),
               NewReports());
-    failing->Fail(tests::Operation::Information, 5);
-    EXPECT_EQ(1, ScheduleRunner(L"", L"Online Alpha", 60).Run(cluster, 0));
-    using Boxes = std::vector<tests::CapturedMessageBoxes::Box>;
-    EXPECT_EQ((Boxes{{L" Invalid cluster handle", L"Norvane Ostra", MB_DEFAULT_DESKTOP_ONLY}}), boxes.boxes);
-    EXPECT_EQ(0u, StateOf(L"Alpha")) << "the box does not stop the job";
 }
 
-TEST_F(ScheduledJobs, TellWhatTheyDoOnStandardOutput) {
+TEST_F(ScheduledJobs, TellWhatTheyDoOnStandardOutputAndOfAnInvalidClusterInABox) {
     EXPECT_EQ(1, ScheduleRunner(L"Test", L"Dance  all   Night", 11 * 3600 + 120).Run(1));
     const std::wstring text = printed.Take();
     EXPECT_TRUE(
         text.starts_with(L"Next in queue: Dance  all   Night at 11:02\n"
                          L"Executing Dance  all   Night at 2023 November 14 22 13\n the group:all Night\n"));
     EXPECT_TRUE(text.ends_with(L"Scheduler::RunClusterJob( ). On exit.\nScheduleRunner::Run( data ). On exit.\n"));
-    EXPECT_EQ(1, ScheduleRunner(L"Test", L"Online Alpha", 60).Run(cluster, -1));
+    failing->Fail(tests::Operation::Information, 5);
+    EXPECT_EQ(1, ScheduleRunner(L"", L"Online Alpha", 60).Run(cluster, -1));
     EXPECT_EQ(L"ScheduleRunner::Run( data ). On exit.\n", printed.Take());
+    using Boxes = std::vector<tests::CapturedMessageBoxes::Box>;
+    EXPECT_EQ((Boxes{{L" Invalid cluster handle", L"Norvane Ostra", MB_DEFAULT_DESKTOP_ONLY}}), boxes.boxes);
+    EXPECT_EQ(0u, StateOf(L"Alpha")) << "the box does not stop the job";
     EXPECT_EQ((std::vector<DWORD>{1000}), clock.naps);
     EXPECT_EQ((std::vector<std::pair<DWORD, DWORD>>{{100, 100}, {100, 100}}), clock.beeps);
 }
@@ -113,20 +107,6 @@ TEST_F(ScheduledJobs, SleepTwoMinutesAtATimeUntilTheyAreDue) {
     for (const TimeValue due : {platform::CurrentTime() - 200, earliest})
         EXPECT_EQ(0, ScheduleRunner(L"Test", L"Move Alpha", due).TakeNap());
     EXPECT_EQ((std::vector<DWORD>{120'000, 120'000, 120'000}), clock.naps);
-}
-
-TEST_F(ScheduledJobs, AreKeptInTheClusterDatabase) {
-    ScheduleTable table;
-    table.SetPersistence(
-        L"Test,Move Alpha,10:00 x 5,x March 2030\nTest,Online \u00dc \U0001F600,9:00 x 5,x May 2030\n");
-    ScheduleTable loaded;
-    ClusterKey root(L"Test");
-    ASSERT_EQ(0, ClusterRegCloseKey(root.GetHandle(L"Ostra", root.Root())));
-    ClusterSchedulerKey(L"Test", L"Scheduler") << table;
-    ClusterSchedulerKey(L"Test", L"Scheduler") >> loaded;
-    EXPECT_EQ(table.PersistentData(), loaded.PersistentData());
-    for (const ScheduleTable* filled : {&table, &loaded})
-        for (const ScheduleEntry* entry : *filled) delete entry;
 }
 
 }  // namespace

@@ -52,7 +52,6 @@ protected:
         for (const auto& [prompt, value] : values) page.SetValue(prompt, value);
         Lists lists;
         page.GetParameters(lists.Pointers());
-        if (templateName == L"Print Spooler") std::swap(lists.strings[3], lists.strings[4]);
         return lists;
     }
     static Lists ForFileShare(const std::wstring& address, const std::wstring& signature) {

@@ -24,11 +24,6 @@ protected:
     static void WriteControl(const std::wstring& path, const std::wstring& prompt, const std::wstring& owner) {
         Write(path, {{L"Prompt", prompt}, {L"Owner", owner}, {L"Registry Name", L"Name"}, {L"Data Format", L"REG_SZ"}});
     }
-    static StringArray Kinds(const ExpertWizardGUIPage& page) {
-        StringArray names;
-        for (const auto& component : page.Components()) names.push_back(component->Name());
-        return names;
-    }
     static std::vector<StringArray> Parameters(const ExpertWizardGUIPage& page) {
         std::vector<StringArray> lists(5);
         EXPECT_EQ(0, page.GetParameters({&lists[0], &lists[1], &lists[2], &lists[3], &lists[4]}));
@@ -41,30 +36,14 @@ protected:
     WizardRegistry _writer{L"not looked at"};
 };
 
-TEST_F(AMachine, HasFourDefaultTemplatesWhoeverChangedThem) {
-    _writer.Create();
+TEST_F(AMachine, HasDefaultsAndTurnsWhatIsEnteredIntoParametersOfTheOwners) {
     Write(L"Groups\\File Share\\GUI\\1", {{L"Prompt", L"changed"}});
     _writer.Create();
     EXPECT_EQ(0, _writer.Failures());
-    const ExpertWizard wizard;
-    EXPECT_EQ(4, wizard.NumberOfPages());
-    const ExpertWizardGUIPage& share = *wizard.GetPage(L"File Share");
-    EXPECT_EQ((std::vector<DWORD>{1, 2, 3, 4, 5, 6, 7}), share.ControlIndex());
-    EXPECT_NE(nullptr, share.GetControl(L"Share Name:"));
-    const ExpertWizardGUIPage& marlin = *wizard.GetPage(L"Marlin");
-    EXPECT_EQ(StringArray{L""}, Kinds(marlin));
-    EXPECT_EQ((StringArray{L"??\?=REG_SZ:", L"??\?=REG_SZ:"}), Parameters(marlin)[3]);
-    EXPECT_EQ(StringArray{}, _events.TakeTexts()) << "a template may lack its list of kinds";
+    EXPECT_EQ((StringArray{L"Network Name", L"Physical Disk"}), ResourceDependency(L"File Share").DependentResources());
+    EXPECT_EQ(0, ResourceDependency(L"Time Service").NumberOfDependencies());
+    EXPECT_EQ(0, ResourceDependency(L"Nothing").NumberOfDependencies());
 
-    Registry pool(root + L"IPStack\\Network1\\", L"");
-    DWORD type = 0;
-    DWORD size = 1;
-    EXPECT_EQ(0, RegQueryValueExW(pool.Open(nullptr, 1), L"IP Used", nullptr, &type, nullptr, &size));
-    EXPECT_EQ((std::pair{REG_BINARY, 0U}), (std::pair{type, size}));
-}
-
-TEST_F(AMachine, TurnsWhatIsEnteredIntoParametersOfTheOwners) {
-    _writer.Create();
     const ExpertWizard wizard;
     ExpertWizardGUIPage page(*wizard.GetPage(L"File Share"));
     page.SetValue(L"Share Name:", L"public");
@@ -73,9 +52,7 @@ TEST_F(AMachine, TurnsWhatIsEnteredIntoParametersOfTheOwners) {
     EXPECT_EQ(L"ShareName=REG_SZ:public", lists[3].at(0));
     EXPECT_EQ(L"Signature=REG_DWORD:305419896", lists[0].at(0));
     EXPECT_EQ(L"ShareName=REG_SZ:", Parameters(*wizard.GetPage(L"File Share"))[3].at(0)) << "a copy was filled in";
-    StringArray values = {L"before"};
-    EXPECT_EQ(8, page.GetValues(&values));
-    EXPECT_EQ((StringArray{L"before", L"public", L"", L"", L"", L"", L"", L"305419896"}), values);
+    EXPECT_EQ((StringArray{L"??\?=REG_SZ:", L"??\?=REG_SZ:"}), Parameters(*wizard.GetPage(L"Marlin"))[3]);
     StringArray disks;
     EXPECT_EQ(0, page.GetParameters({&disks, nullptr}));
     EXPECT_EQ(lists[0], disks);
@@ -86,16 +63,6 @@ TEST_F(AMachine, TurnsWhatIsEnteredIntoParametersOfTheOwners) {
     EXPECT_EQ((StringArray{L"ExpertWizardGUIPage::SetValue( ). Failure finding control share name:",
                            L"ExpertWizardGUIPage::GetParameters( ). Invalid control owner.Time Service"}),
               _events.TakeTexts());
-}
-
-TEST_F(AMachine, KnowsWhichKindsAKindDependsOn) {
-    _writer.Create();
-    const ResourceDependency share(L"File Share");
-    EXPECT_EQ((StringArray{L"Network Name", L"Physical Disk"}), share.DependentResources());
-    EXPECT_EQ(0, share.IsDependent(L"network name"));
-    for (const wchar_t* kind : {L"Time Service", L"Generic Application", L"Nothing"})
-        EXPECT_EQ(0, ResourceDependency(kind).NumberOfDependencies());
-    EXPECT_EQ(StringArray{}, _events.TakeTexts()) << "most kinds depend on nothing";
 }
 
 TEST_F(AMachine, ReadsOddTemplatesAsFarAsTheyGo) {
@@ -122,7 +89,9 @@ TEST_F(AMachine, ReadsOddTemplatesAsFarAsTheyGo) {
     EXPECT_EQ(0, wizard.GetPage(L"No controls")->NumberOfComponents());
 
     const ExpertWizardGUIPage& odd = *wizard.GetPage(L"Odd");
-    EXPECT_EQ((StringArray{L"A", L"", L" B ", L""}), Kinds(odd));
+    StringArray kinds;
+    for (const auto& component : odd.Components()) kinds.push_back(component->Name());
+    EXPECT_EQ((StringArray{L"A", L"", L" B ", L""}), kinds);
     EXPECT_EQ((std::vector<DWORD>{0xFFFFFFFD, 10, 2, 0}), odd.ControlIndex());
     EXPECT_EQ(4, odd.NumberOfControls());
     EXPECT_EQ((std::vector<StringArray>{{}, {L"Name=REG_SZ:"}, {L"Name=REG_SZ:"}, {}, {}}), Parameters(odd));
