@@ -40,6 +40,21 @@ protected:
     List list;
 };
 
+TEST_F(APropertyList, HoldsNameValueAndEndMarkOfEachPropertyPaddedToFourBytes) {
+    EXPECT_EQ(0U, list.PropertyCount());
+    list.Build({L"Port=REG_DWORD:127", L"D=REG_SZ:G:"});
+    EXPECT_EQ((Bytes{2,   0, 0,   0,                                              // count
+                     3,   0, 4,   0, 10,  0, 0,   0,                              // name entry
+                     'P', 0, 'o', 0, 'r', 0, 't', 0, 0,   0, 0,   0,              // padded
+                     2,   0, 1,   0, 4,   0, 0,   0, 127, 0, 0,   0,              // number
+                     0,   0, 0,   0,                                              // end mark
+                     3,   0, 4,   0, 4,   0, 0,   0, 'D', 0, 0,   0,              //
+                     3,   0, 1,   0, 6,   0, 0,   0, 'G', 0, ':', 0, 0, 0, 0, 0,  // text
+                     0,   0, 0,   0}),                                            //
+              list.Built());
+    EXPECT_EQ(list.Built().size() + 4, list._bufferLength);
+}
+
 TEST_F(APropertyList, TakesItsPropertiesFromParameterStrings) {
     list.Build({L"Low=REG_DWORD:4294967295", L"Skipped=REG_MULTI_SZ:a", L"Nothing", L"Minus=REG_DWORD: -2x",
                 L"Text=REG_SZ:a=b:c", L"=REG_SZ:Gr\u00fcn \U0001F600", L"REG_SZ:no mark", L"Type=:none"});
