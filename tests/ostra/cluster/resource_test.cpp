@@ -104,7 +104,7 @@ TEST_F(AResource, DependsOnWhatTheTemplateListsAndItsNameTailHoldsAndOnDisks) {
     made.push_back(Made(L"Noise for Sales", application));
     for (const auto& candidate : made) candidates.Add(candidate.get());
     failing->ForgetCalls();
-    for (const std::size_t drive : {3, 4, 3}) EXPECT_EQ(drive == 3 ? L"E:" : L"", made[drive]->GetDriveLetter());
+    for (const std::size_t drive : {3U, 4U, 3U}) EXPECT_EQ(drive == 3 ? L"E:" : L"", made[drive]->GetDriveLetter());
     EXPECT_EQ(1, failing->Calls(Operation::Control)) << "a disk is asked once, and nothing else";
     candidates.SetAt(L"nothing", nullptr);
 

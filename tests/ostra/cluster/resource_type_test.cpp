@@ -7,7 +7,7 @@ namespace {
 std::wstring DefaultsOf(ResourceType& type) {
     type.InitializeParameters();
     std::wstring lines;
-    for (const std::size_t list : {0, 1})
+    for (const std::size_t list : {0U, 1U})
         for (const std::wstring& parameter : type.Parameters(list)) lines += parameter + L"\n";
     return lines;
 }

@@ -66,6 +66,11 @@ using ScheduleEntries = AScheduleTest;
 using ScheduleTables = AScheduleTest;
 using TimeTrees = AScheduleTest;
 
+ScheduleEntry ReadIn(const char* zone, const std::wstring& line) {
+    const TimeZone there(zone);
+    return ScheduleEntry(line);
+}
+
 TEST_F(ScheduleEntries, ReadJobLinesAsLocalTimeInAnyZone) {
     const std::tuple<const char*, const wchar_t*, const wchar_t*> rows[] = {
         {TimeZone::utc, L"C,Online Big G,23:30 on 24,x December 2026", L"C|Online Big G|2026-12-24 23:30:00"},
@@ -81,7 +86,7 @@ TEST_F(ScheduleEntries, ReadJobLinesAsLocalTimeInAnyZone) {
         {TimeZone::utc, L"", L"||1901-12-13 20:45:52"},
     };
     for (const auto& [rule, line, job] : rows) {
-        const auto entry = [&, there = TimeZone(rule)] { return ScheduleEntry{std::wstring(line)}; }();
+        const ScheduleEntry entry = ReadIn(rule, line);
         EXPECT_EQ(job, *entry.ScheduledClusterName() + L"|" + *entry.ScheduledCommand() + L"|" +
                            platform::FormatTime(entry.ScheduleTime(), L"%Y-%m-%d %H:%M:%S"));
     }

@@ -108,7 +108,7 @@ TEST_F(AnExpertGroup, GivesItsShareTheDriveOfTheFirstListAndTheDirectoryOfTheFif
         auto share = ParametersOf(L"File Share for " + name + L" of IIS Virtual Root(1)");
         EXPECT_EQ(expected, share[L"ShareName"] + L" " + share[L"Path"]);
     }
-    for (const std::size_t count : {0, 1, 5})
+    for (const std::size_t count : {0U, 1U, 5U})
         EXPECT_EQ(1, ExpertGroup(L"Without " + std::to_wstring(count), L"IIS Virtual Root", cluster, L"Test")
                          .Create(std::vector<StringArray*>(count), nullptr, 1));
 }

@@ -168,7 +168,7 @@ TEST_F(AClusterDirectory, AFailureLeavesNoHalfCluster) {
     EXPECT_EQ(1, Entries());
     shaky.creating = []() -> DWORD { _exit(0); };
     const pid_t child = fork();
-    if (child == 0) _exit(Create(L"Tarn") + 1);
+    if (child == 0) _exit(Create(L"Tarn") ? 1 : 2);
     int status = -1;
     ASSERT_EQ(child, waitpid(child, &status, 0));
     ASSERT_EQ(0, status) << "it died half-way";
