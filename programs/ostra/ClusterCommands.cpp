@@ -65,7 +65,9 @@ NetworkDescription ParseNetwork(const std::string& text) {
 SharedDisk ParseDisk(const std::string& text, DWORD number) {
     const std::string form = " Write DRIVE=SIGNATURE[,label=TEXT][,serial=HEX], as in E:=1A2B3C4D,label=Data";
     const std::size_t equals = text.find('=');
-    if (equals == std::string::npos || equals == 0) Misuse("\"" + text + "\" is no disk." + form);
+    const char letter = text.empty() ? ' ' : static_cast<char>(text[0] & ~0x20);
+    if (equals != 2 || text[1] != ':' || letter < 'A' || letter > 'Z')
+        Misuse("\"" + text + "\" does not begin with a drive." + form);
     const std::vector<std::string> pieces = Pieces(text.substr(equals + 1), ',');
     const std::optional<DWORD> signature = ParseNumber(pieces[0], 0xFFFFFFFF, 16);
     if (!signature || *signature == 0) Misuse("\"" + pieces[0] + "\" is no hexadecimal signature." + form);
@@ -81,6 +83,26 @@ SharedDisk ParseDisk(const std::string& text, DWORD number) {
             Misuse("\"" + pieces[i] + "\" is no part of a disk." + form);
     }
     return {*signature, 0x10000 | number, number, {partition}};
+}
+
+bool DoOverlap(const NetworkDescription& one, const NetworkDescription& other) {
+    const auto number = [](const std::wstring& text) { return ParseIpv4(ToUtf8(text)).value_or(0); };
+    const DWORD mask = number(one.mask) & number(other.mask);
+    return (number(one.address) & mask) == (number(other.address) & mask);
+}
+
+void CheckNetworks(const std::vector<NetworkDescription>& networks) {
+    for (auto one = networks.begin(); one != networks.end(); ++one)
+        for (auto other = networks.begin(); other != one; ++other)
+            if (DoOverlap(*one, *other))
+                Misuse("The subnets of networks " + ToUtf8(other->name) + " and " + ToUtf8(one->name) + " overlap");
+}
+
+void CheckDisks(const std::vector<SharedDisk>& disks) {
+    std::set<std::wstring> drives;
+    for (const SharedDisk& disk : disks)
+        if (!drives.insert(platform::FoldCase(disk.partitions[0].drive)).second)
+            Misuse("Drive " + ToUtf8(disk.partitions[0].drive) + " is given twice");
 }
 
 struct NewCluster {
@@ -108,6 +130,8 @@ Hardware HardwareOf(const NewCluster& wish) {
     for (const std::string& disk :
          orElse(wish.disks, {"E:=1A2B3C01,label=Data,serial=5A0100E1", "F:=1A2B3C02,label=Spool,serial=5A0100F2"}))
         hardware.disks.push_back(ParseDisk(disk, number++));
+    CheckNetworks(hardware.networks);
+    CheckDisks(hardware.disks);
     return hardware;
 }
 
