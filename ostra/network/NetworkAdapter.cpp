@@ -127,9 +127,9 @@ void NetworkAdapter::Info() const {
         {L"_subnetMask", _subnetMask},
         {L"_defaultIPRangeMask", _defaultIPRangeMask},
         {L"_recyclingAllowed", number(_recyclingAllowed)},
-        {L"_isInitialized", IsInitialized() ? L"Yes" : L"No"},
         {L"IsForInternalUse", number(IsForInternalUse())},
         {L"UsedInCluster", number(UsedInCluster())},
+        {L"_isInitialized", IsInitialized() ? L"Yes" : L"No"},
     };
     for (const auto& [name, value] : fields) WriteField(name, value);
     if (!_ipStack) return;

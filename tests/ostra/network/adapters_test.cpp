@@ -71,7 +71,7 @@ TEST_F(TheNetworkAdapters, TakeNamedAddressesBackOnlyWhenThatIsAllowed) {
         const std::wstring output = printed.Take();
         EXPECT_EQ(0u, output.find(L"NetworkAdapters::RecycleIPAddresses( ). adding 10.9.0.1 for recycling.\n"));
         EXPECT_EQ(std::wstring::npos, output.find(L"10.9.0.3"));
-        EXPECT_NE(std::wstring::npos, output.find(L"\n_isInitialized         : No\n"));
+        EXPECT_NE(std::wstring::npos, output.find(L"\nUsedInCluster          : 1\n_isInitialized         : No\n"));
         EXPECT_NE(std::wstring::npos, output.find(isAllowed ? L":2\n10.9.0.1\n10.9.0.2\n" : L"Addresses:0\n"));
     }
 }
