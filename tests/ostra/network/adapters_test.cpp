@@ -59,6 +59,18 @@ TEST_F(TheNetworkAdapters, RecycleWhatNoRecordHolds) {
     EXPECT_EQ(L"10.9.0.2", Take(L"Both"));
 }
 
+TEST_F(TheNetworkAdapters, AreMadeAnewInTheirPlaces) {
+    NetworkAdapters adapters(L"Test", cluster, 0, 0);
+    NetworkAdapter* const both = adapters.FindAdapterByName(L"Both");
+    GivePool(L"Both");
+    const long users = Users();
+    for (int turn = 0; turn < 2; ++turn) EXPECT_EQ(0, adapters.Initialize(0, 1));
+    EXPECT_EQ(users, Users());
+    EXPECT_EQ(both, adapters.FindAdapterByName(L"Both"));
+    EXPECT_EQ(2U, adapters.Adapters()->size());
+    EXPECT_EQ(L"10.9.0.0 10.9.0.3", both->StartingAddress() + L" " + both->EndingAddress());
+}
+
 TEST_F(TheNetworkAdapters, TakeNamedAddressesBackOnlyWhenThatIsAllowed) {
     const std::vector<StringMap> addresses{
         {{IdentifierOf(L"Both"), L"10.9.0.1"}, {L"unknown", L"10.9.0.2"}},
