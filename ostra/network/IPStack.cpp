@@ -5,6 +5,7 @@
 #include <ostra/foundation/display.h>
 #include <ostra/network/address_units.h>
 #include <ostra/registry/TypedClusterKeys.h>
+#include <ostra/wizard/wizard_root.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/last_error.h>
@@ -21,7 +22,6 @@
 
 namespace {
 
-constexpr wchar_t poolsPath[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\IPStack\\";
 constexpr wchar_t separator[] = L".";
 constexpr int wordsOfAnAddress = 4;
 constexpr int largestRange = 500;
@@ -96,7 +96,7 @@ int CountOf(const StringMap& addresses) {
 
 IPStack::IPStack(const std::wstring& networkAdapterID, const std::wstring& clusterName, const std::wstring& subnetMask)
     : _networkAdapterID(networkAdapterID),
-      _path(poolsPath + networkAdapterID + L"\\"),
+      _path(WizardPath(L"IPStack\\") + networkAdapterID + L"\\"),
       _subnetMask(subnetMask),
       _stackEventViewer(L"Ostra::IPStack", NTEventViewer::Error, L"") {
     _clusterName = clusterName;

@@ -101,6 +101,38 @@ TEST_F(AMachine, ReadsOddTemplatesAsFarAsTheyGo) {
     EXPECT_EQ(wizard.Pages()[3].get(), wizard.GetPage(L"Odd")) << "the newest reading counts";
 }
 
+TEST_F(AMachine, ReadsItsTemplatesAgainOnceTheyHaveChanged) {
+    WriteControl(L"Groups\\Odd\\GUI\\1", L"First", L"IP Address");
+    Write(L"Groups\\Odd\\Components", {{L"Names", L"A"}});
+    Write(L"Dependencies\\A\\B");
+    const auto seen = [] {
+        const ExpertWizard wizard;
+        return wizard.GetPage(L"Odd")->Controls()[0]->PromptText() + std::to_wstring(wizard.NumberOfGroups()) +
+               std::to_wstring(ResourceDependency(L"A").NumberOfDependencies());
+    };
+    const auto change = [] {
+        WriteControl(L"Groups\\Odd\\GUI\\1", L"Second", L"IP Address");
+        Write(L"Groups\\Other\\GUI");  // without kinds, so that it is reported each time
+        Write(L"Dependencies\\A\\C");
+    };
+    for (int turn = 0; turn < 2; ++turn) EXPECT_EQ(L"First11", seen());
+    platform::TransactRegistry([&] {
+        change();
+        EXPECT_EQ(L"Second22", seen());
+        return DWORD{1};  // undone
+    });
+    EXPECT_EQ(L"First11", seen());
+
+    ExpertWizard wizard;  // whose pages are known
+    wizard.Pages()[0]->SetValue(L"First", L"x");
+    EXPECT_EQ(L"", ExpertWizard().Pages()[0]->Controls()[0]->Value());
+    change();
+    for (int turn = 0; turn < 2; ++turn) EXPECT_EQ(L"Second22", seen());
+    EXPECT_EQ(2, wizard.GetExpertGroupNames());
+    EXPECT_EQ(1, wizard.Initialize());
+    EXPECT_EQ(3, wizard.NumberOfPages());
+}
+
 TEST_F(AMachine, TellsHowMuchOfTheDefaultTemplatesCouldNotBeWritten) {
     Write(L"Groups");
     HKEY volatileKey = nullptr;
