@@ -42,13 +42,6 @@ std::wstring WithoutLastUnit(const std::wstring& address) {
     return dot == std::wstring::npos ? std::wstring() : address.substr(0, dot);
 }
 
-/// The address that follows in a search, which takes words for units: fewer than four of them fill up on the way.
-std::wstring Following(const std::wstring& address) {
-    const OstraString words(address, separator);
-    const long long next = UnitValue(words.Word(wordsOfAnAddress)) + 1LL;
-    return words.Word(1) + separator + words.Word(2) + separator + words.Word(3) + separator + std::to_wstring(next);
-}
-
 /// Nothing when they are too many to be read back. A range that runs backwards is empty.
 std::optional<StringMap> AddressRange(const std::wstring& prefix, long long first, long long last) {
     StringMap addresses;
@@ -365,17 +358,26 @@ void IPStack::Refuse(const std::wstring& failure, DWORD code) const {
 }
 
 std::wstring IPStack::GetNextIPAddress() {
+    if (!FindNextAddress()) _address.clear();
+    printf(L"IPStack::GetNextIPAddress( CString& ). On exit. _address:%ws\n", _address.c_str());
+    return _address;
+}
+
+bool IPStack::FindNextAddress() {
     // A pool that can be loaded has fewer addresses than its text has units, whatever the database says of it.
     const int mostCandidates = std::clamp(_addressesCreated, 0, static_cast<int>(mostPersistedUnits)) + 1;
     _address = _startingAddress;
-    bool isFound = false;
-    for (int tried = 0; tried < mostCandidates && !isFound; ++tried) {
-        _address = Following(_address);
-        isFound = _ipAddressesAvailable.contains(_address);
+    for (int tried = 0; tried < mostCandidates;) {
+        const OstraString words(_address, separator);
+        const std::wstring prefix = words.Word(1) + separator + words.Word(2) + separator + words.Word(3) + separator;
+        long long number = UnitValue(words.Word(wordsOfAnAddress));
+        const bool isPrefixWhole = words.WordCount() >= wordsOfAnAddress - 1;  // else candidates fill it up
+        do {
+            _address = prefix + std::to_wstring(++number);
+            if (_ipAddressesAvailable.contains(_address)) return true;
+        } while (++tried < mostCandidates && isPrefixWhole);
     }
-    if (!isFound) _address.clear();
-    printf(L"IPStack::GetNextIPAddress( CString& ). On exit. _address:%ws\n", _address.c_str());
-    return _address;
+    return false;
 }
 
 int IPStack::IsValidRange(const std::wstring& start, const std::wstring& end) const {

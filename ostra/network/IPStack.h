@@ -149,6 +149,8 @@ private:
     /// False: the range was refused, and nothing is changed.
     bool ReplaceAddresses(const std::wstring& start, const std::wstring& end);
     std::wstring GetNextIPAddress();
+    /// Whether `_address` is now the lowest available one above the start of the range.
+    bool FindNextAddress();
     int IsValidRange(const std::wstring& start, const std::wstring& end) const;
     int IsValidNumber(const std::wstring& unit) const;
 
