@@ -1,6 +1,8 @@
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
 #include <ostra/network/TCPIPAddress.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <tests/ostra/cluster/NetworkedCluster.h>
 
 #include <gtest/gtest.h>
@@ -78,7 +80,9 @@ TEST_F(TheNetworkAdapters, TakeNamedAddressesBackOnlyWhenThatIsAllowed) {
     for (const int isAllowed : {0, 1}) {
         NetworkAdapters adapters(L"Test", cluster, 0, isAllowed);
         printed.Take();
+        SetLastError(0);
         EXPECT_EQ(0, adapters.RecycleIPAddresses(&addresses) + adapters.RecycleIPAddresses(nullptr));
+        EXPECT_EQ(isAllowed ? 0U : platform::error::AccessDenied, GetLastError());
         adapters.FindAdapterByName(L"Both")->Info();
         const std::wstring output = printed.Take();
         EXPECT_EQ(0u, output.find(L"NetworkAdapters::RecycleIPAddresses( ). adding 10.9.0.1 for recycling.\n"));
@@ -109,6 +113,7 @@ TEST_F(ANetworkAdapter, DoesNothingWithoutAPool) {
         EXPECT_EQ(0, adapter.IsInitialized() + adapter.AddIPAddressBeingUsed(L"10.9.0.1") +
                          adapter.GetIPAddressesToBeRecycled() + adapter.RecycleIPAddresses() +
                          adapter.RecycleIPAddresses(&addresses) + adapter.UsedInCluster());
+        EXPECT_EQ(platform::error::NotSupported, GetLastError());
         EXPECT_EQ(role == 1, adapter.IsForInternalUse());
         EXPECT_EQ(StringArray(), failing->Log());
     }

@@ -2,6 +2,8 @@
 #include <ostra/wizard/ExpertWizard.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <ostra/wizard/WizardRegistry.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/TemporaryHome.h>
@@ -58,11 +60,13 @@ TEST_F(AMachine, HasDefaultsAndTurnsWhatIsEnteredIntoParametersOfTheOwners) {
     EXPECT_EQ(lists[0], disks);
 
     page.SetValue(L"share name:", L"other");
+    EXPECT_EQ(platform::error::FileNotFound, GetLastError());
     page.Add(new ExpertWizardGUIControl(L"Zone:", L"Time Service", L"Zone", L"REG_SZ", L"UTC", L"CEditCtrl"));
     EXPECT_EQ(lists, Parameters(page));
     EXPECT_EQ((StringArray{L"ExpertWizardGUIPage::SetValue( ). Failure finding control share name:",
                            L"ExpertWizardGUIPage::GetParameters( ). Invalid control owner.Time Service"}),
               _events.TakeTexts());
+    EXPECT_EQ(platform::error::InvalidParameter, GetLastError());
 }
 
 TEST_F(AMachine, ReadsOddTemplatesAsFarAsTheyGo) {
