@@ -207,10 +207,12 @@ void IPStack::SetPersistence(const std::wstring& text) {
 }
 
 int IPStack::GetAvailableIPAddresses() {
-    if (RequireKey())
-        *_registry >> *this;
-    else
+    if (!RequireKey()) {
         printf(L"IPStack::GetAvailableIPAddresses( ). Invalid registry handle.\n");
+        return 0;
+    }
+    *_registry >> *this;
+    if (_persistentData.empty()) NoteUnread(availableValue);
     return 0;
 }
 
@@ -227,10 +229,12 @@ int IPStack::GetUsedIPAddresses() {
         printf(L"IPStack::GetUsedIPAddresses( ). Invalid registry handle.\n");
         return 0;
     }
-    VisitLines(_registry->GetValue(usedValue), [this](const std::wstring& address) {
+    const std::wstring text = _registry->GetValue(usedValue);
+    VisitLines(text, [this](const std::wstring& address) {
         AddTo(_ipAddressesUsed, address);
         AddTo(_ipAddressesToBeRecycled, address);
     });
+    if (text.empty()) NoteUnread(usedValue);
     return 0;
 }
 
@@ -346,9 +350,19 @@ bool IPStack::RequireKey() const {
     return HasOpenKey();
 }
 
+void IPStack::NoteUnread(const wchar_t* valueName) {
+    constexpr DWORD sizeOfNoText = 2;  // the null
+    DWORD size = 0;
+    const LONG code = ClusterRegQueryValue(_registry->Handle(), valueName, nullptr, nullptr, &size);
+    const bool isEmpty = static_cast<DWORD>(code) == platform::error::Success && size <= sizeOfNoText;
+    if (!isEmpty && static_cast<DWORD>(code) != platform::error::FileNotFound) _isUnread = true;
+}
+
 bool IPStack::CanBeKept(const std::wstring& text) const {
-    if (IsReadBack(text)) return true;
-    Refuse(L"IPStack::SaveCurrentState( ). The addresses could not be read back.", platform::error::InvalidData);
+    if (!_isUnread && IsReadBack(text)) return true;
+    Refuse(_isUnread ? L"IPStack::SaveCurrentState( ). Addresses that could not be read would be lost."
+                     : L"IPStack::SaveCurrentState( ). The addresses could not be read back.",
+           platform::error::InvalidData);
     return false;
 }
 

@@ -26,7 +26,8 @@ class ClusterIPStackKey;
 /// none, also when it is only to be read: look for its values first (a ClusterKey) where that must not be. Two objects
 /// of one pool see each other's changes only when they load: who shares a pool guards loading, taking and saving with a
 /// transaction of the cluster. While the key cannot be opened, operations leave the database alone, and the lists stay
-/// as they are. A value that cannot be read, or that has more than 65,001 bytes, counts as empty.
+/// as they are. A value that cannot be read, or that has more than 65,001 bytes, counts as empty; each of a pool that
+/// was opened and never made is reported to the event log.
 ///
 /// What fails leaves its code as the thread's last error, an operation without an open key 6 (invalid handle).
 ///
@@ -92,8 +93,8 @@ public:
     /// what follows the last line feed does not count.
     void SetPersistence(const std::wstring& text) override;
 
-    // Each of these four reads or writes one value, and answers 0. Reading adds to the lists; what could not be read
-    // back is not written, after a report.
+    // Each of these four reads or writes one value, and answers 0. Reading adds to the lists; what `SaveCurrentState`
+    // would refuse is not written.
     int GetAvailableIPAddresses();
     int PutAvailableIPAddresses();
     /// What was read is to be recycled, too, until it is known to be held.
@@ -143,7 +144,9 @@ private:
     bool RequireKey() const;
     /// Whether it could be opened; displays the failure else.
     bool OpenKey(const std::wstring& failure);
-    /// Whether a list's text could be loaded again; reports it else.
+    /// Of a list that was loaded as an empty one.
+    void NoteUnread(const wchar_t* valueName);
+    /// Whether a list's text could be loaded again, and would replace nothing unread; reports it else.
     bool CanBeKept(const std::wstring& text) const;
     void Refuse(const std::wstring& failure, DWORD code) const;
     /// False: the range was refused, and nothing is changed.
@@ -172,4 +175,6 @@ private:
     std::wstring _subnetMask;
     NTEventViewer _stackEventViewer;
     OstraError _stackError;
+
+    bool _isUnread = false;  // a list in the database could not be read
 };

@@ -15,7 +15,7 @@ public:
     explicit WizardRegistry(const std::wstring& unused);
 
     /// Writes the whole tree, with progress lines on standard output. What cannot be made is left out, and nothing is
-    /// rolled back; `Failures` tells whether there was any, the last error why. Some 150 changes of the registry, each
+    /// rolled back; `Failures` tells whether there was any, the last error why. Some 200 changes of the registry, each
     /// of which waits for the disk and for other writers: within `platform::TransactRegistry` they are one.
     void Create();
 

@@ -215,6 +215,15 @@ TEST_F(AnAddressPool, RefusesWhatItCouldNotLoadAgain) {
     EXPECT_EQ(L"10.1.2.11", Take(*other));
     other->PutUsedIPAddresses();
     EXPECT_EQ(std::pair(std::get<3>(before), longest), std::pair(Stored(L"Persistence"), Stored(L"IP Used")));
+
+    const Value tooLong = Text(REG_BINARY, std::wstring(32'500, L'1') + L"\n");
+    for (const wchar_t* list : {L"Persistence", L"IP Used"}) {
+        Store(list, tooLong);
+        Open()->SaveCurrentState();
+        EXPECT_EQ(platform::error::InvalidData, GetLastError());
+        EXPECT_EQ(tooLong, Stored(list));
+        Store(list, Text(REG_BINARY, L""));
+    }
 }
 
 TEST_F(AnAddressPool, WithoutItsKeyLeavesTheDatabaseAlone) {
