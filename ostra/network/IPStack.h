@@ -58,8 +58,9 @@ public:
     std::wstring GetIP(int);
     /// Takes the address last handed out from the available ones. Always 1. Saves nothing.
     int RemoveUsedIP();
-    /// Writes the available, then the used addresses; neither, after a report, when one of the lists could not be
-    /// loaded again: when its text has more than 65,001 bytes (some 2,000 addresses) or a null in it. Last error: 13.
+    /// Writes the available, then the used addresses; neither, after a report, last error 13, when a list could not be
+    /// read before and would be lost, or could not be read again: its text has more than 65,001 bytes (some 2,000
+    /// addresses) or a null in it.
     void SaveCurrentState();
     int WasUsed(const std::wstring& address) const;
 
