@@ -169,6 +169,8 @@ int ScheduleRunner::RunClusterJob() {
             Display(L"SchedulerRunner::RunClusterJob( ). Failure opening host." + _clusterName);
         else if (command)
             (cluster.*command->byName)(job.group);
+        else
+            SetLastError(platform::error::InvalidParameter);
     } else {
         RefuseShortCommand();
     }

@@ -15,7 +15,7 @@ class ScheduleTable;
 ///
 /// Times are local, names English. An axis that reaches the last time that a TimeValue holds ends there.
 ///
-/// No operation blocks; the longest axis takes some hundredths of a second. Threads may read an outline at once that
+/// No operation blocks; the longest axis takes some tenths of a second. Threads may read an outline at once that
 /// none changes.
 class OSTRA_API TreeNode {
 public:

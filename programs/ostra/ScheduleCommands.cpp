@@ -237,8 +237,8 @@ void AddGrace(CLI::App& family, Run& run) {
     const auto span = std::make_shared<std::string>();
     AddCommand(
         family, run, "grace",
-        "Shows or sets how late a job of this cluster may be begun by a scheduler that was not there at its time "
-        "(5m unless set). A job that is later is reported as missed and removed",
+        "Shows or sets how late a job may begin when no scheduler was there at its time (5m unless set); a later "
+        "one is missed",
         {"schedule grace", "schedule grace 2h"}, Effect::Changes,
         [span](Context& context) { SetGrace(context, *span); })
         ->add_option("SPAN", *span, "Days, hours and minutes: 0m, 90m, 1d12h");
@@ -260,8 +260,7 @@ void AddTree(CLI::App& family, Run& run) {
 void AddRun(CLI::App& family, Run& run) {
     const auto isOnce = std::make_shared<bool>(false);
     AddCommand(family, run, "run",
-               "Carries out the jobs of all clusters at their times, until it is interrupted; late ones as long as "
-               "\"schedule grace\" allows",
+               "Carries out the jobs of all clusters at their times, until it is interrupted; how late: schedule grace",
                {"schedule run", "schedule run --once"}, Effect::Reads,
                [isOnce](Context& context) {
                    if (!context.options.cluster.empty())

@@ -46,10 +46,10 @@ DWORD ReadText(ClusterService& service, ClusterKeyId key, const wchar_t* name, s
     if (code == error::FileNotFound) return error::Success;
     if (code) return code;
     text = platform::FromUtf16(data);
-    std::vector<BYTE> read = platform::ToUtf16(text);
-    if (data.size() + 2 == read.size()) read.resize(data.size());  // a text need not be ended
-    const bool isText = type == REG_BINARY || type == REG_SZ;      // earlier versions wrote the latter
-    return isText && data == read ? error::Success : error::InvalidData;
+    std::vector<BYTE> whole = platform::ToUtf16(text, false);
+    whole.resize(std::max(whole.size(), data.size()));         // nulls at the end are no part of the text
+    const bool isText = type == REG_BINARY || type == REG_SZ;  // earlier versions wrote the latter
+    return isText && data == whole ? error::Success : error::InvalidData;
 }
 
 DWORD WriteText(ClusterService& service, ClusterKeyId key, const wchar_t* name, const std::wstring& text) {
