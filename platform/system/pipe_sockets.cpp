@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -29,10 +31,12 @@ constexpr std::size_t digits = 8;
 constexpr int attempts = 16;  // to find a random part that nobody has
 constexpr std::size_t longestPath = sizeof(sockaddr_un::sun_path) - 1;
 
+// The system's: std::random_device asks the processor first what it can, which takes a virtual machine long.
 std::string RandomDigits() {
-    std::random_device random;
+    std::uint32_t number = 0;
+    if (::getrandom(&number, sizeof number, 0) != sizeof number) number = std::random_device()();
     char text[digits + 1];
-    std::snprintf(text, sizeof text, "%08x", random());
+    std::snprintf(text, sizeof text, "%08x", number);
     return text;
 }
 
@@ -148,7 +152,7 @@ DWORD ReadPipePath(const wchar_t* path, std::string& name) {
     const std::wstring wideName = text.substr(pipePrefix.size());
     if (!IsSafeFileName(wideName)) return error::InvalidName;
     name = ToUtf8(wideName);
-    const std::string longest = InstancePrefix(StateDirectory() + '/' + folder, name) + RandomDigits() + busyMark;
+    const std::string longest = InstancePrefix(StateDirectory() + '/' + folder, name) + std::string(digits, '0') + busyMark;
     return longest.size() > longestPath ? error::InvalidName : error::Success;
 }
 
