@@ -43,6 +43,9 @@ int CountFailures(const Action& action, const Right& right) {
 void* operator new(std::size_t size) {
     return Allocate(size);
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return allocationsLeft == 0 ? nullptr : std::malloc(size ? size : 1);
+}
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
