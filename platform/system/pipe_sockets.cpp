@@ -152,7 +152,8 @@ DWORD ReadPipePath(const wchar_t* path, std::string& name) {
     const std::wstring wideName = text.substr(pipePrefix.size());
     if (!IsSafeFileName(wideName)) return error::InvalidName;
     name = ToUtf8(wideName);
-    const std::string longest = InstancePrefix(StateDirectory() + '/' + folder, name) + std::string(digits, '0') + busyMark;
+    const std::string longest =
+        InstancePrefix(StateDirectory() + '/' + folder, name) + std::string(digits, '0') + busyMark;
     return longest.size() > longestPath ? error::InvalidName : error::Success;
 }
 

@@ -35,6 +35,14 @@ std::wstring Cause(DWORD code) {
     return platform::FromUtf8(CauseText(code));
 }
 
+/// Whether the job is noted as begun.
+bool IsBegun(ScheduleStore store, const ScheduledJob& job) {
+    Schedule schedule;
+    return !store.Load(schedule) && std::ranges::any_of(schedule.jobs, [&](const ScheduledJob& there) {
+        return there.isBegun && there.Identity() == job.Identity();
+    });
+}
+
 }  // namespace
 
 Server::Server(Waiter& waiter, Journal& journal)
@@ -156,6 +164,8 @@ void Server::Drop(const DueJob& missed, const wchar_t* why) {
 bool Server::Execute(const DueJob& due) {
     DWORD code = ScheduleStore(due.service).Begin(due.job);
     if (code == error::FileNotFound) return false;  // removed meanwhile
+    // A change can be there although its end was not seen. Nobody else begins jobs, so that this one is ours to do.
+    if (code && IsBegun(ScheduleStore(due.service), due.job)) code = error::Success;
     if (code) {
         ReportStuck(due.job, L"cannot be begun", code);
         return false;
