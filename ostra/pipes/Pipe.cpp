@@ -17,17 +17,6 @@ namespace {
 
 constexpr std::size_t readBuffer = 10'000;
 
-/// Why a text cannot be one message; empty when it can.
-std::wstring Objection(const std::wstring& text) {
-    const std::size_t units = platform::Utf16Length(text);
-    if (units > Pipe::LongestText) {
-        return platform::Format(L"A text of %u characters is too long: a message holds %u.", static_cast<DWORD>(units),
-                                static_cast<DWORD>(Pipe::LongestText));
-    }
-    if (text.find(L'\0') != std::wstring::npos) return L"The text has a null character inside.";
-    return {};
-}
-
 }  // namespace
 
 Pipe::Pipe() : _event(CreateEventW(nullptr, 1, 0, nullptr)), _eventViewer(L"Ostra", NTEventViewer::Error, L"") {}
@@ -59,10 +48,12 @@ Pipe& Pipe::operator=(const Pipe*) {
 
 int Pipe::Send(const std::wstring& text) {
     constexpr wchar_t failure[] = L"Pipe::Send( ). Failure calling WriteFile. ";
-    if (const std::wstring objection = Objection(text); !objection.empty()) {
+    if (const std::size_t units = platform::Utf16Length(text); units > LongestText) {
         // The text itself is left out: the reason behind it would not fit the report.
+        _eventViewer << _name + std::wstring(failure) +
+                            platform::Format(L"A text of %u characters is too long: a message holds %u.",
+                                             static_cast<DWORD>(units), static_cast<DWORD>(LongestText));
         SetLastError(platform::error::InvalidParameter);
-        _eventViewer << _name + std::wstring(failure) + objection;
         return 0;
     }
     OVERLAPPED record;
@@ -73,9 +64,11 @@ int Pipe::Send(const std::wstring& text) {
     WriteFile(_handle.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, &record);
     const int result = GetOverlappedResult(_handle.Get(), &record, &written, 1);
     if (!result) {
+        const DWORD code = GetLastError();
         const std::wstring report = _name + std::wstring(failure) + text + LastErrorText();
         _eventViewer << report;
         DisplayFailure(_error, report);
+        SetLastError(code);
     }
     return result;
 }
@@ -112,7 +105,9 @@ std::optional<std::wstring> Pipe::Read(DWORD size) {
 }
 
 void Pipe::ShowFailure(const std::wstring& text) const {
+    const DWORD code = GetLastError();
     MessageBoxW(nullptr, text.c_str(), productTitle, MB_DEFAULT_DESKTOP_ONLY);
+    SetLastError(code);
 }
 
 std::wstring Pipe::LastErrorText() const {

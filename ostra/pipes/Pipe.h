@@ -11,8 +11,10 @@
 #include <string>
 
 /// What both ends of a text channel between two programs on this computer have in common: the pipe, and the sending of
-/// texts. A text travels as UTF-16LE with its terminating null, in one write; each read takes one text. Every call
-/// waits until it is done. Objects are not for use by two threads at once.
+/// texts. A text travels as UTF-16LE with its terminating null, in one write; each read takes one text, up to its first
+/// null. An operation that failed leaves the reason as the thread's last error.
+///
+/// Every call waits until it is done. One thread at a time may use an object, and those that share its pipe.
 class OSTRA_API Pipe {
 public:
     /// The most UTF-16 units of a text (a character above U+FFFF has two): the receiver reads once, 5000 bytes.
@@ -40,8 +42,9 @@ public:
 
     int Open() { return 0; }
     int Close() { return 0; }
-    /// Non-zero: the text was sent. 0: it was not, and the event log has the reason; a text longer than LongestText, or
-    /// with a null inside, is refused whole.
+    /// Non-zero: the text was sent; of one with a null inside the other end sees what is in front of that. 0: it was
+    /// not, and the event log has the reason; a text longer than LongestText is refused whole. Blocks, without limit,
+    /// only while the other end has some hundred kilobytes unread.
     int Send(const std::wstring& text);
 
     /// Writes the fields to standard output.

@@ -2,6 +2,7 @@
 
 #include <platform/base/clock.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 
 namespace {
 
@@ -44,8 +45,10 @@ int PipeClient::Close() {
 }
 
 int PipeClient::Fail(const wchar_t* text, int isTimed) const {
+    const DWORD code = GetLastError();
     const std::wstring time = platform::FormatTime(platform::CurrentTime(), L"%H:%M:%S");
     const std::wstring report = text + LastErrorText() + _name + time;
     if (!isTimed) ShowFailure(report);
+    SetLastError(code);
     return 0;
 }

@@ -15,11 +15,13 @@ public:
 
     const std::wstring& TargetHost() const { return _targetHost; }
 
-    /// Waits until the server is there and free, and connects: two seconds when `isTimed` is non-zero, else without
-    /// limit. Non-zero: connected. 0: not connected, and unless timed a message box told the reason.
+    /// Waits until the server is there and free, for at most two seconds when `isTimed` is non-zero, else without
+    /// limit, and then connects, which is tried once. Non-zero: connected. 0: not connected, and unless timed a message
+    /// box told the reason: nobody was free in time; or, at once, another client was faster (PipeBusy: try again), or
+    /// the server is another user's.
     int Open(int isTimed);
-    /// Waits, without limit, for the server's next text. Empty also when none came because the server is gone. Valid
-    /// until the next call.
+    /// Waits, without limit but for the server's end, for the server's next text. Empty also when none came because the
+    /// server is gone (BrokenPipe). Valid until the next call.
     const std::wstring& Receive(wchar_t* = nullptr);
     /// 0.
     int Close();

@@ -19,7 +19,9 @@ PipeServer::PipeServer(const std::wstring& name, int) {
                           PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES, bufferSize,
                           bufferSize, defaultTimeout, nullptr));
     if (IsOpen()) return;
+    const DWORD code = GetLastError();
     DisplayFailure(_error, L"PipeServer::PipeServer( ). Failure calling CreateNamedPipe( )." + name + LastErrorText());
+    SetLastError(code);
 }
 
 int PipeServer::Open() {

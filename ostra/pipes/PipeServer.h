@@ -15,8 +15,9 @@ public:
     PipeServer& operator=(const PipeServer&) = default;
     using Pipe::operator=;
 
-    /// Waits, without limit, until a client has connected and sent a text. 1: PipeMessage has it. 0: a message box told
-    /// the reason; also when a client had connected before the call.
+    /// Waits, without limit, until a client has connected and sent a text; one that connects and stays silent keeps it
+    /// waiting. 1: PipeMessage has it. 0: a message box told the reason; also when a client had connected before the
+    /// call (PipeConnected).
     int Open();
     /// Takes leave of the client and closes the pipe. 0.
     int Close();

@@ -6,6 +6,7 @@
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
@@ -242,12 +243,23 @@ int ClusterKey::Info() {
 }
 
 ClusterKey& ClusterKey::operator<<(Persistence& object) {
-    AddValue(_handle.Get(), persistenceValueName, object.PersistentData(), REG_BINARY);
+    const std::wstring text = object.PersistentData();
+    const bool isReadable = 2 * (platform::Utf16Length(text) + 1) <= valueCapacity;
+    if (isReadable && !_isPersistenceUnread) {
+        AddValue(_handle.Get(), persistenceValueName, text, REG_BINARY);
+    } else {
+        SetLastError(platform::error::MoreData);
+        Show(L"Failure calling ClusterRegSetValue( CString ).");
+    }
     return *this;
 }
 
 ClusterKey& ClusterKey::operator>>(Persistence& object) {
-    object.SetPersistence(GetValue(persistenceValueName));
+    const std::wstring text = GetValue(persistenceValueName);
+    DWORD size = 0;
+    if (text.empty() && _handle) ClusterRegQueryValue(_handle.Get(), persistenceValueName, nullptr, nullptr, &size);
+    _isPersistenceUnread = size > valueCapacity;
+    object.SetPersistence(text);
     return *this;
 }
 

@@ -100,7 +100,9 @@ public:
     int Info();
 
     /// Write the object's persistent text as the value "Persistence" of the current key, and hand it back to the
-    /// object's `SetPersistence`.
+    /// object's `SetPersistence`. A text that could not be read back, of more than 32,499 UTF-16 units, is not written;
+    /// nor is any by a key that found one in the cluster database, which reads as an empty text: a message box says so,
+    /// and the last error is MoreData.
     ClusterKey& operator<<(Persistence& object);
     ClusterKey& operator>>(Persistence& object);
 
@@ -146,4 +148,5 @@ private:
     std::wstring _clusterName;
     HCLUSTER _cluster = nullptr;
     int _ownsCluster = 0;
+    bool _isPersistenceUnread = false;  // what was there could not be read, and is not to be lost
 };

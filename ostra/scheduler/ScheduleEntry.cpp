@@ -2,6 +2,8 @@
 
 #include <ostra/foundation/OstraString.h>
 #include <platform/base/clock.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 #include <platform/framework/CArchive.h>
@@ -12,6 +14,7 @@
 #include <iterator>
 #include <new>
 #include <ostream>
+#include <utility>
 
 namespace {
 
@@ -22,19 +25,25 @@ constexpr std::array<const wchar_t*, 12> monthNames{L"January",   L"February", L
 constexpr wchar_t commandFailure[] = L"ScheduleEntry::ScheduleEntry( ). Failure newing _scheduledCommand";
 constexpr wchar_t clusterNameFailure[] = L"ScheduleEntry::ScheduleEntry( ). Failure newing _clusterName";
 
+void Tell(const wchar_t* line) noexcept {
+    try {
+        platform::WriteOutputLine(line);
+    } catch (const std::bad_alloc&) {  // the line is all that is lost
+    }
+}
+
+void ReportNoMemory(const wchar_t* failure) {
+    Tell(failure);
+    SetLastError(platform::error::NotEnoughMemory);
+}
+
 void Assign(std::wstring& target, const std::wstring& text, const wchar_t* failure) {
     try {
         target = text;
     } catch (const std::bad_alloc&) {
-        platform::WriteOutputLine(failure);
+        target.clear();
+        ReportNoMemory(failure);
     }
-}
-
-/// A text that a line of its own can hold as one field.
-std::wstring AsOneField(std::wstring text) {
-    std::replace_if(
-        text.begin(), text.end(), [](wchar_t c) { return c == L',' || c == L'\n' || c == L'\0'; }, L' ');
-    return text;
 }
 
 }  // namespace
@@ -43,10 +52,20 @@ std::atomic<int> ScheduleEntry::_index = 0;
 
 ScheduleEntry::ScheduleEntry() : _iD(++_index) {}
 
-ScheduleEntry::ScheduleEntry(const std::wstring& line) : _iD(++_index), _jobTimeString(line) {
-    Assign(_scheduledCommand, GetCommand(line), commandFailure);
-    Assign(_clusterName, GetClusterName(line), clusterNameFailure);
-    _scheduleTime = GetCTime(line);
+ScheduleEntry::ScheduleEntry(const std::wstring& line) : _iD(++_index) {
+    const wchar_t* failure = commandFailure;
+    try {
+        std::wstring command = GetCommand(line);
+        failure = clusterNameFailure;
+        std::wstring clusterName = GetClusterName(line);
+        const TimeValue time = GetCTime(line);
+        _jobTimeString = line;
+        _scheduledCommand = std::move(command);
+        _clusterName = std::move(clusterName);
+        _scheduleTime = time;
+    } catch (const std::bad_alloc&) {
+        ReportNoMemory(failure);  // and half a job is none: it might be another one
+    }
 }
 
 ScheduleEntry::ScheduleEntry(const std::wstring& command, TimeValue time) : _iD(++_index) {
@@ -65,7 +84,7 @@ ScheduleEntry::ScheduleEntry(const ScheduleEntry& other) : CObject(other), _iD(o
 }
 
 ScheduleEntry::~ScheduleEntry() {
-    platform::WriteOutputLine(L"after delete _scheduledCommand");
+    Tell(L"after delete _scheduledCommand");
 }
 
 ScheduleEntry ScheduleEntry::operator=(const ScheduleEntry& other) {
@@ -96,8 +115,8 @@ std::wstring ScheduleEntry::JobLine() const {
     std::wstring line = _clusterName + L"," + _scheduledCommand + L",";
     line += platform::FormatTime(_scheduleTime, L"%H:%M on %d,%A %B %Y");
     const bool isOneLine = line.find(L'\n') == std::wstring::npos && line.find(L'\0') == std::wstring::npos;
-    if (isOneLine && GetClusterName(line) == _clusterName && GetCommand(line) == _scheduledCommand) return line;
-    return AsOneField(_clusterName + L" " + _scheduledCommand + L" " + TimeText(_scheduleTime));
+    const bool isRead = GetClusterName(line) == _clusterName && GetCommand(line) == _scheduledCommand;
+    return isOneLine && isRead ? line : std::wstring();
 }
 
 std::wstring ScheduleEntry::GetClusterName(const std::wstring& line) const {

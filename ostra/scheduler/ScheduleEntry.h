@@ -23,7 +23,10 @@ class CArchive;
 /// the next larger one, and a date that a TimeValue cannot hold is its nearest end.
 ///
 /// Every destruction writes a line to standard output. A text that memory did not suffice for leaves one there as well,
-/// and is empty.
+/// and is empty; an entry whose line could not be read for want of it has no command, no cluster and time 0.
+///
+/// No operation blocks. Threads may make and use entries of their own at once; one entry is for one thread at a time,
+/// reading included, for Info keeps its text.
 class OSTRA_API ScheduleEntry : public CObject {
 public:
     /// No texts, time 0, no job line. Each of the constructors but the copying one takes the process's next number as
@@ -59,8 +62,8 @@ public:
     const std::wstring* JobTimeString() const;
     /// A line that tells of this entry, for a text of one line a job: the one it was made from, or else one that reads
     /// as its cluster, command and time to the minute; in the hour that the end of daylight saving repeats, the system
-    /// decides which of the two it reads as. A job that no line can tell of (an empty text, a comma or a line end in
-    /// one) gets a line that reads as a job without a command, overdue for good.
+    /// decides which of the two it reads as. Empty for a job that no line can tell of: one without cluster name or
+    /// command, or with a comma, a line end or a null in one.
     std::wstring JobLine() const;
 
     // Reading a job line; they use nothing of the entry.

@@ -9,6 +9,7 @@
 #include <platform/base/clock.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/system/message_box.h>
@@ -62,8 +63,13 @@ void Display(const std::wstring& text) {
     DisplayFailure(OstraError(), text);
 }
 
-void DisplayShortCommand() {
-    Display(L"SchedulerRunner::RunClusterJob( ). Insufficient parameters.");
+void RefuseCommand(const std::wstring& text) {
+    Display(text);
+    SetLastError(platform::error::InvalidParameter);
+}
+
+void RefuseShortCommand() {
+    RefuseCommand(L"SchedulerRunner::RunClusterJob( ). Insufficient parameters.");
 }
 
 /// The writer that all runners share. Made by the first report, so that a library that reports nothing registers
@@ -163,8 +169,10 @@ int ScheduleRunner::RunClusterJob() {
             Display(L"SchedulerRunner::RunClusterJob( ). Failure opening host." + _clusterName);
         else if (command)
             (cluster.*command->byName)(job.group);
+        else
+            SetLastError(platform::error::InvalidParameter);
     } else {
-        DisplayShortCommand();
+        RefuseShortCommand();
     }
     platform::WriteOutput(L"Scheduler::RunClusterJob( ). On exit.\n");
     return 1;
@@ -173,7 +181,7 @@ int ScheduleRunner::RunClusterJob() {
 int ScheduleRunner::RunClusterJob(const HCLUSTER& cluster) {
     const Job job(_scheduledCommand);
     if (!job.IsComplete() || !cluster) {
-        DisplayShortCommand();
+        RefuseShortCommand();
         return 1;
     }
     ShowWhenInvalid(cluster);
@@ -185,7 +193,7 @@ int ScheduleRunner::RunClusterJob(const HCLUSTER& cluster) {
     if (const CommandWord* command = FindCommandWord(job.word))
         command->byHandle(group.Get());
     else
-        Display(L"SchedulerRunner::RunClusterJob( ). Wrong command " + job.word);
+        RefuseCommand(L"SchedulerRunner::RunClusterJob( ). Wrong command " + job.word);
     return 1;
 }
 

@@ -6,11 +6,14 @@
 #include <string>
 
 /// Carries out one scheduled job: says whether it is due, waits until it is, and brings a group online or offline or
-/// moves it. It works on the calling thread and blocks it meanwhile. Every question reads the clock anew.
+/// moves it. It works on the calling thread and blocks it meanwhile: TakeNap until the job is due, Run for as long as
+/// the cluster takes, and a second. Every question reads the clock anew. Threads may use a runner each at once; not one
+/// together.
 ///
 /// The command is "Online", "Offline" or "Move", spelt exactly so, and the group's name, parted by blanks; runs of
 /// blanks count as one, within the name as well. What goes wrong is not told by a result: a group that cannot be opened
-/// is in the event log, any other failure of the command goes to OstraError::Display.
+/// is in the event log, any other failure of the command goes to OstraError::Display; the last error has the reason,
+/// InvalidParameter for a command that is none.
 class OSTRA_API ScheduleRunner {
 public:
     /// A job without a command is displayed as a failure and is due at time 0.

@@ -1,9 +1,10 @@
 #include <ostra/scheduler/ScheduleTable.h>
 
 #include <ostra/foundation/MakeOrNull.h>
-#include <ostra/scheduler/ExchangeOrder.h>
 #include <platform/base/clock.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/framework/CArchive.h>
 
@@ -15,14 +16,23 @@
 #include <set>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 namespace {
+
+void ReportNoMemory() {
+    try {
+        platform::WriteOutputLine(L"Failure newing ScheduleEntry for Schedule Table.");
+    } catch (const std::bad_alloc&) {  // the line is all that is lost
+    }
+    SetLastError(platform::error::NotEnoughMemory);
+}
 
 /// A new entry; null, and a line on standard output, when memory ran out.
 template <typename... Arguments>
 std::unique_ptr<ScheduleEntry> MakeEntry(const Arguments&... arguments) {
     auto entry = MakeOrNull<ScheduleEntry>(arguments...);
-    if (!entry) platform::WriteOutputLine(L"Failure newing ScheduleEntry for Schedule Table.");
+    if (!entry) ReportNoMemory();
     return entry;
 }
 
@@ -65,18 +75,34 @@ void ScheduleTable::Serialize(CArchive& archive) {
 }
 
 void ScheduleTable::SetPersistence(const std::wstring& text) {
-    for (std::size_t start = 0;;) {
-        const std::size_t end = text.find(L'\n', start);
-        if (end == std::wstring::npos || end == start) return;
-        if (auto entry = MakeEntry(text.substr(start, end - start))) Add(entry.release());
-        start = end + 1;
+    std::vector<std::unique_ptr<ScheduleEntry>> read;
+    const int before = Count();
+    const std::size_t length = _persistentData.size();
+    try {
+        for (std::size_t start = 0, end; (end = text.find(L'\n', start)) != std::wstring::npos; start = end + 1) {
+            if (end == start) break;
+            read.push_back(std::make_unique<ScheduleEntry>(text.substr(start, end - start)));
+            if (read.back()->JobLine().empty()) throw std::bad_alloc();  // it has said so
+            Join(read.back().get());
+        }
+    } catch (const std::bad_alloc&) {
+        RemoveAt(before, Count() - before);
+        _persistentData.resize(length);
+        return ReportNoMemory();
     }
+    for (auto& entry : read) static_cast<void>(entry.release());  // the caller's from now on
 }
 
 int ScheduleTable::Add(ScheduleEntry* entry) {
     if (!entry) return Count();
-    _persistentData += entry->JobLine() + L'\n';
-    return Append(entry);
+    const std::size_t length = _persistentData.size();
+    try {
+        Join(entry);
+    } catch (const std::bad_alloc&) {
+        _persistentData.resize(length);
+        ReportNoMemory();
+    }
+    return Count();
 }
 
 int ScheduleTable::GetEntry(const std::wstring& clusterName) const {
@@ -103,19 +129,21 @@ int ScheduleTable::RemoveEntry(const ScheduleEntry* entry) {
 }
 
 int ScheduleTable::RemoveEntry(int index) {
+    if (index < 0 || index >= Count()) SetLastError(platform::error::InvalidParameter);
     RemoveAt(index);
     Persist();
     return 0;
 }
 
 int ScheduleTable::Sort() {
-    std::vector<TimeValue> times;
-    times.reserve(static_cast<std::size_t>(Count()));
-    for (const ScheduleEntry* entry : *this) times.push_back(entry->ScheduleTime());
-    Entries sorted;
-    sorted.reserve(times.size());
-    for (const std::size_t index : ExchangeOrder(times)) sorted.push_back(GetAt(static_cast<int>(index)));
-    Hold(sorted);
+    std::vector<std::pair<TimeValue, ScheduleEntry*>> sorted;  // the times at hand: they are compared all with all
+    sorted.reserve(static_cast<std::size_t>(Count()));
+    for (ScheduleEntry* entry : *this) sorted.emplace_back(entry->ScheduleTime(), entry);
+    for (auto place = sorted.begin(); place != sorted.end(); ++place)
+        for (auto later = place + 1; later != sorted.end(); ++later)
+            if (later->first < place->first) std::swap(*place, *later);
+    int index = 0;
+    for (const auto& [time, entry] : sorted) SetAt(index++, entry);
     return 1;
 }
 
@@ -166,7 +194,7 @@ int ScheduleTable::Purge() {
 
 DWORD ScheduleTable::Persist() {
     _persistentData.clear();
-    for (const ScheduleEntry* entry : *this) _persistentData += entry->JobLine() + L'\n';
+    for (const ScheduleEntry* entry : *this) PersistLine(*entry);
     return static_cast<DWORD>(Count());
 }
 
@@ -181,6 +209,19 @@ ScheduleTable* ScheduleTable::operator+=(const ScheduleTable& other) {
     for (int index = 0; index < count; ++index)
         if (auto copy = MakeEntry(*other.GetAt(index))) Add(copy.release());
     return this;
+}
+
+void ScheduleTable::Join(ScheduleEntry* entry) {
+    PersistLine(*entry);
+    Append(entry);
+}
+
+void ScheduleTable::PersistLine(const ScheduleEntry& entry) {
+    const std::wstring line = entry.JobLine();
+    if (line.empty())
+        SetLastError(platform::error::InvalidData);
+    else
+        _persistentData += line + L'\n';
 }
 
 void ScheduleTable::Hold(const Entries& entries) {

@@ -5,6 +5,7 @@
 #include <ostra/scheduler/ScheduleEntry.h>
 #include <platform/framework/CArray.h>
 
+#include <cstddef>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -14,13 +15,20 @@
 /// "\n", which keys of the registry and of the cluster database store and load.
 ///
 /// The text follows the list after Add, Persist, RemoveEntry and a SetPersistence of an empty table. The other
-/// operations change the list only: who stores the table calls Persist first.
+/// operations change the list only: who stores the table calls Persist first. A job of which no line can tell (see
+/// ScheduleEntry::JobLine) stays in the list and is left out of the text; the last error is InvalidData then.
 ///
 /// The entries are the caller's, also those that the table made while copying or loading: but for RemoveEntry of a job,
 /// which deletes what it removes, removing and destroying let go of the pointers and delete nothing. Entries outlive
 /// their place in the table, and no place holds null.
+///
+/// No operation blocks. One thread at a time may use a table and its entries.
 class OSTRA_API ScheduleTable : public CArray<ScheduleEntry*>, public Persistence {
 public:
+    /// The most UTF-16 units that keys of the registry and of the cluster database read back of a persistent text (a
+    /// character above U+FFFF has two); some 700 jobs. A longer one reads back as an empty text.
+    static constexpr std::size_t LongestText = 32'499;
+
     ScheduleTable() = default;
     /// `tablePath` says where the caller keeps the table; the table itself only hands it out. When memory does not
     /// suffice for it, a line on standard output says so and there is none.
@@ -36,7 +44,8 @@ public:
     void Serialize(CArchive& archive) override;
 
     /// Adds the lines of a text as jobs to those that the table has, up to the first empty line; what follows the last
-    /// line end is no line.
+    /// line end is no line. When memory does not suffice, the table stays as it was, a line on standard output says so,
+    /// and the last error is NotEnoughMemory.
     void SetPersistence(const std::wstring& text) override;
 
     int Count() const { return GetSize(); }
@@ -44,7 +53,8 @@ public:
     std::wstring* TablePath() { return _tablePath ? &*_tablePath : nullptr; }
     const std::wstring* TablePath() const { return _tablePath ? &*_tablePath : nullptr; }
 
-    /// Appends the entry and, to the persistent text, its JobLine; null changes nothing. The number of entries.
+    /// Appends the entry and, to the persistent text, its JobLine; null changes nothing, nor does one for which memory
+    /// does not suffice, of which a line on standard output tells. The number of entries.
     int Add(ScheduleEntry* entry);
     /// The first entry of that cluster, named exactly so; -1 when there is none.
     int GetEntry(const std::wstring& clusterName) const;
@@ -88,7 +98,10 @@ public:
 private:
     using Entries = std::vector<ScheduleEntry*>;
 
-    int Append(ScheduleEntry* entry) { return CArray::Add(entry) + 1; }
+    void Join(ScheduleEntry* entry);
+    void PersistLine(const ScheduleEntry& entry);
+
+    void Append(ScheduleEntry* entry) { CArray::Add(entry); }
     void Hold(const Entries& entries);
 
     std::optional<std::wstring> _tablePath;

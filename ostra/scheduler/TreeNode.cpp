@@ -3,7 +3,9 @@
 #include <ostra/foundation/OstraString.h>
 #include <ostra/scheduler/ScheduleTable.h>
 #include <platform/base/clock.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 
 #include <algorithm>
@@ -113,6 +115,7 @@ int TreeNode::InsertJobEntries(const ScheduleTable* table) {
 std::wstring TreeNode::operator[](LONG index) const {
     if (index >= 0 && index < Size()) return _treeNodeText[static_cast<std::size_t>(index)];
     platform::WriteOutputLine(platform::Format(L"TreeNode::operator[]. Invalid subscript:%d", index));
+    SetLastError(platform::error::InvalidParameter);
     return {};
 }
 

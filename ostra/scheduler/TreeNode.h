@@ -14,6 +14,9 @@ class ScheduleTable;
 /// that unit changes, and the jobs under the minutes at which they are due. Lines are numbered from 0.
 ///
 /// Times are local, names English. An axis that reaches the last time that a TimeValue holds ends there.
+///
+/// No operation blocks; the longest axis takes some tenths of a second. Threads may read an outline at once that
+/// none changes.
 class OSTRA_API TreeNode {
 public:
     TreeNode() = default;
@@ -32,7 +35,8 @@ public:
     /// the table's order; a job without such a line is left out. Null inserts nothing. Always 0.
     int InsertJobEntries(const ScheduleTable* table);
 
-    /// The text of a line; empty, and a line on standard output, for an index that is none.
+    /// The text of a line; empty, a line on standard output and InvalidParameter as the last error for an index that is
+    /// none.
     std::wstring operator[](LONG index) const;
     /// 0 year, 1 month, 2 day, 3 hour, 4 minute, 5 job; -1 for an index that is none.
     int TreeNodeLevel(int index) const;

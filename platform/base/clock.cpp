@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <linux/input.h>
+#include <poll.h>
 #include <unistd.h>
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <limits>
 #include <string_view>
@@ -101,6 +103,22 @@ std::wstring FormatField(const std::tm& time, wchar_t conversion) {
 
 }  // namespace
 
+bool Clock::Await(int descriptor, short events, DWORD milliseconds) {
+    using std::chrono::steady_clock;
+    constexpr DWORD unlimited = 0xFFFFFFFF;
+    const auto deadline = steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    for (;;) {
+        // Rounded up, so that the wait never ends before its time.
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now()).count();
+        const auto limit = std::clamp<std::int64_t>(rest, 0, std::numeric_limits<int>::max());
+        pollfd awaited = {descriptor, events, 0};
+        const int count = ::poll(&awaited, 1, milliseconds == unlimited ? -1 : static_cast<int>(limit));
+        if (count > 0) return true;
+        if (count == 0 && rest <= 0) return false;
+        if (count < 0 && errno != EINTR) return false;
+    }
+}
+
 Clock* SetClock(Clock* clock) {
     return replacedClock.exchange(clock);
 }
@@ -115,6 +133,10 @@ void Sleep(DWORD milliseconds) {
 
 void Beep(DWORD frequency, DWORD milliseconds) {
     CurrentClock().Beep(frequency, milliseconds);
+}
+
+bool Await(int descriptor, short events, DWORD milliseconds) {
+    return CurrentClock().Await(descriptor, events, milliseconds);
 }
 
 std::tm LocalTime(TimeValue time) {

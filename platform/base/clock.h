@@ -3,6 +3,7 @@
 #include <platform/base/export.h>
 #include <platform/base/types.h>
 
+#include <cstdint>
 #include <ctime>
 #include <string>
 
@@ -18,6 +19,9 @@ public:
     virtual void Sleep(DWORD milliseconds) = 0;
     /// Sounds the speaker: hertz, milliseconds. Without a speaker nothing is heard.
     virtual void Beep(DWORD frequency, DWORD milliseconds) = 0;
+    /// Waits for another program's doing: until `events`, as poll takes them, come to a descriptor, for at most that
+    /// many milliseconds (0xFFFFFFFF: without limit). False when they did not come. As it stands, it waits for real.
+    virtual bool Await(int descriptor, short events, DWORD milliseconds);
 };
 
 /// Puts another clock in place and returns the one before; null restores the system's. The caller keeps it alive.
@@ -28,6 +32,7 @@ PLATFORM_API TimeValue CurrentTime();
 
 PLATFORM_API void Sleep(DWORD milliseconds);
 PLATFORM_API void Beep(DWORD frequency, DWORD milliseconds);
+PLATFORM_API bool Await(int descriptor, short events, DWORD milliseconds);
 
 /// A time broken down into local time.
 PLATFORM_API std::tm LocalTime(TimeValue time);

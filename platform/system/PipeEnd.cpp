@@ -57,7 +57,7 @@ DWORD PipeEnd::Disconnect() {
 
 void PipeEnd::Close() {
     const std::scoped_lock lock(_mutex);
-    if (_listener) _listener->Stop();
+    if (_listener) _listener->End();
     Hangup();
 }
 

@@ -1,5 +1,6 @@
 #include <platform/system/PipeOperation.h>
 
+#include <platform/base/clock.h>
 #include <platform/base/error_codes.h>
 
 #include <poll.h>
@@ -7,21 +8,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits>
+#include <cstdint>
 
 namespace platform {
 
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
-/// Milliseconds as poll takes them: rounded up, so that a wait never ends before its deadline.
-int PollTimeout(const PipeOperation::Deadline& deadline) {
-    if (!deadline) return -1;
-    const auto rest = std::chrono::ceil<milliseconds>(*deadline - steady_clock::now()).count();
-    return static_cast<int>(std::clamp<std::int64_t>(rest, 0, std::numeric_limits<int>::max()));
-}
 
 DWORD InitialCode(const SharedSocket& connection) {
     return connection ? error::IoPending : error::PipeNotConnected;
@@ -40,6 +31,14 @@ DWORD CodeOf(int failure) {
 
 }  // namespace
 
+DWORD PipeOperation::MillisecondsUntil(const Deadline& deadline) {
+    constexpr DWORD unlimited = 0xFFFFFFFF;
+    if (!deadline) return unlimited;
+    using std::chrono::milliseconds;
+    const auto rest = std::chrono::ceil<milliseconds>(*deadline - std::chrono::steady_clock::now()).count();
+    return static_cast<DWORD>(std::clamp<std::int64_t>(rest, 0, unlimited - 1));
+}
+
 DWORD PipeOperation::Try() {
     const std::scoped_lock lock(_mutex);
     if (_code == error::IoPending) _code = Attempt(_transferred);
@@ -51,9 +50,7 @@ DWORD PipeOperation::Await(Deadline deadline) {
         const DWORD code = Try();
         if (code != error::IoPending) return code;
         const Wakeup awaited = Awaited();
-        pollfd waiting = {awaited.socket->Descriptor(), awaited.events, 0};
-        const int timeout = PollTimeout(deadline);
-        if (::poll(&waiting, 1, timeout) == 0 && timeout == 0) return Try();
+        if (!platform::Await(awaited.socket->Descriptor(), awaited.events, MillisecondsUntil(deadline))) return Try();
     }
 }
 

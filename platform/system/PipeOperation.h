@@ -14,6 +14,9 @@ class PipeOperation {
 public:
     using Deadline = std::optional<std::chrono::steady_clock::time_point>;  // none: without limit
 
+    /// Rounded up, so that a wait never ends before its deadline; INFINITE without one.
+    static DWORD MillisecondsUntil(const Deadline& deadline);
+
     virtual ~PipeOperation() = default;
 
     /// Goes as far as it gets without waiting. IoPending, or the result, which stays.

@@ -4,7 +4,9 @@
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -12,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -25,12 +28,15 @@ constexpr std::wstring_view pipePrefix = L"\\\\.\\pipe\\";
 constexpr char folder[] = "pipe";
 constexpr char busyMark = '+';
 constexpr std::size_t digits = 8;
+constexpr int attempts = 16;  // to find a random part that nobody has
 constexpr std::size_t longestPath = sizeof(sockaddr_un::sun_path) - 1;
 
+// The system's: std::random_device asks the processor first what it can, which takes a virtual machine long.
 std::string RandomDigits() {
-    std::random_device random;
+    std::uint32_t number = 0;
+    if (::getrandom(&number, sizeof number, 0) != sizeof number) number = std::random_device()();
     char text[digits + 1];
-    std::snprintf(text, sizeof text, "%08x", random());
+    std::snprintf(text, sizeof text, "%08x", number);
     return text;
 }
 
@@ -99,6 +105,19 @@ bool IsInstance(std::string_view file, std::string_view name) {
     return end.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
+/// The files of a pipe's instances, of living servers and of dead ones.
+std::vector<std::string> InstanceFiles(const std::string& name) {
+    std::vector<std::string> files;
+    std::error_code failure;
+    std::filesystem::directory_iterator at(StateDirectory() + '/' + folder, failure);
+    for (; !failure && at != std::filesystem::directory_iterator(); at.increment(failure)) {
+        std::error_code ignored;
+        if (IsInstance(at->path().filename().native(), name) && at->is_socket(ignored) && !at->is_symlink(ignored))
+            files.push_back(at->path().native());
+    }
+    return files;
+}
+
 DWORD ConnectToInstance(const std::string& path, SharedSocket& connection) {
     const SharedSocket socket = MakeSocket(SOCK_SEQPACKET);
     if (!socket) return CodeOf(errno);
@@ -133,19 +152,14 @@ DWORD ReadPipePath(const wchar_t* path, std::string& name) {
     const std::wstring wideName = text.substr(pipePrefix.size());
     if (!IsSafeFileName(wideName)) return error::InvalidName;
     name = ToUtf8(wideName);
-    const std::string longest = InstancePrefix(StateDirectory() + '/' + folder, name) + RandomDigits() + busyMark;
+    const std::string longest =
+        InstancePrefix(StateDirectory() + '/' + folder, name) + std::string(digits, '0') + busyMark;
     return longest.size() > longestPath ? error::InvalidName : error::Success;
 }
 
 PipeInstances FindPipeInstances(const std::string& name) {
     PipeInstances instances;
-    std::error_code failure;
-    std::filesystem::directory_iterator at(StateDirectory() + '/' + folder, failure);
-    for (; !failure && at != std::filesystem::directory_iterator(); at.increment(failure)) {
-        std::error_code ignored;
-        if (!IsInstance(at->path().filename().native(), name)) continue;
-        if (!std::filesystem::is_socket(at->symlink_status(ignored))) continue;
-        const std::string& path = at->path().native();
+    for (const std::string& path : InstanceFiles(name)) {
         if (!IsAlive(path)) {
             ::unlink(path.c_str());
         } else if (path.ends_with(busyMark)) {
@@ -157,15 +171,21 @@ PipeInstances FindPipeInstances(const std::string& name) {
     return instances;
 }
 
+std::string EnsurePipeFolder() {
+    return EnsureStateDirectory(folder);
+}
+
 DWORD ConnectToPipe(const std::string& name, SharedSocket& connection) {
-    const PipeInstances instances = FindPipeInstances(name);
-    DWORD code = instances.free.empty() && instances.busy == 0 ? error::FileNotFound : error::PipeBusy;
-    for (const std::string& path : instances.free) {
+    DWORD refusal = error::Success;
+    for (const std::string& path : InstanceFiles(name)) {
+        if (path.ends_with(busyMark)) continue;
         const DWORD attempt = ConnectToInstance(path, connection);
         if (attempt == error::Success) return attempt;
-        if (attempt != error::PipeBusy) code = attempt;
+        if (attempt != error::PipeBusy) refusal = attempt;
     }
-    return code;
+    if (refusal != error::Success) return refusal;
+    const PipeInstances instances = FindPipeInstances(name);
+    return instances.free.empty() && instances.busy == 0 ? error::FileNotFound : error::PipeBusy;
 }
 
 PipeListener::~PipeListener() {
@@ -173,9 +193,13 @@ PipeListener::~PipeListener() {
 }
 
 DWORD PipeListener::Start(const std::string& name) {
-    const std::string directory = EnsureStateDirectory(folder);
+    if (Reopen(name)) return error::Success;
+    return Create(name);
+}
+
+DWORD PipeListener::Create(const std::string& name) {
+    const std::string directory = EnsurePipeFolder();
     if (directory.empty()) return error::AccessDenied;
-    constexpr int attempts = 16;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const std::string path = InstancePrefix(directory, name) + RandomDigits();
         const SharedSocket socket = MakeSocket(SOCK_SEQPACKET);
@@ -188,21 +212,40 @@ DWORD PipeListener::Start(const std::string& name) {
         RemoveFile();
         _path = path;
         _socket = socket;
+        _plug = nullptr;
         _isStarted = true;
         return error::Success;
     }
     return error::GeneralFailure;
 }
 
+/// Lets the next client into the socket that is there. False when there is none, or its file is gone.
+bool PipeListener::Reopen(const std::string& name) {
+    if (!_socket) return false;
+    const std::string directory = _path.substr(0, _path.rfind('/'));
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        const std::string path = InstancePrefix(directory, name) + RandomDigits();
+        if (_plug) ::close(::accept4(_socket->Descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+        _plug = nullptr;
+        if (::renameat2(AT_FDCWD, BusyPath(_path).c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
+            _path = path;
+            return _isStarted = true;
+        }
+        if (errno != EEXIST) return false;
+    }
+    return false;
+}
+
 DWORD PipeListener::Accept(SharedSocket& connection) {
+    if (!_isStarted) return error::BrokenPipe;
     pollfd waiting = {_socket->Descriptor(), POLLIN, 0};
-    if (_isStarted && ::poll(&waiting, 1, 0) <= 0) return error::IoPending;
-    // First: a second client that got in after this one would wait for a server that never looks.
-    ::shutdown(_socket->Descriptor(), SHUT_RD);
+    if (::poll(&waiting, 1, 0) <= 0) return error::IoPending;
     MarkBusy(_path);
     _isStarted = false;
     const int accepted = ::accept4(_socket->Descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (accepted < 0) return errno == EMFILE || errno == ENFILE ? error::NotEnoughMemory : error::BrokenPipe;
+    const int failure = errno;
+    Plug();
+    if (accepted < 0) return failure == EMFILE || failure == ENFILE ? error::NotEnoughMemory : error::BrokenPipe;
     const auto client = std::make_shared<Socket>(accepted);
     if (!IsOwnUser(*client)) return error::AccessDenied;
     connection = client;
@@ -211,11 +254,22 @@ DWORD PipeListener::Accept(SharedSocket& connection) {
 
 void PipeListener::Stop() {
     if (!_isStarted) return;
-    ::shutdown(_socket->Descriptor(), SHUT_RDWR);
     MarkBusy(_path);
     _isStarted = false;
     const int unwanted = ::accept4(_socket->Descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (unwanted >= 0) ::close(unwanted);
+    Plug();
+}
+
+void PipeListener::End() {
+    Stop();
+    if (_socket) ::shutdown(_socket->Descriptor(), SHUT_RDWR);
+}
+
+/// Without one, the client who is in the queue already keeps the others out.
+void PipeListener::Plug() {
+    const SharedSocket plug = MakeSocket(SOCK_SEQPACKET);
+    if (plug && CallWithPath(::connect, *plug, BusyPath(_path)) == 0) _plug = plug;
 }
 
 void PipeListener::RemoveFile() {

@@ -5,6 +5,7 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/system/PipeOperation.h>
+#include <platform/system/PipeWatch.h>
 
 #include <algorithm>
 #include <chrono>
@@ -136,6 +137,20 @@ DWORD CheckCreation(DWORD openMode, DWORD pipeMode, DWORD maxInstances, const vo
     return isServed && !security ? error::Success : error::NotSupported;
 }
 
+/// Looks whenever an instance of some pipe has become free, until one of this pipe is or the time is over.
+void AwaitInstance(const std::string& name, DWORD milliseconds, PipeInstances& instances) {
+    std::unique_ptr<PipeWatch> watch = PipeWatch::Take();
+    watch->Begin(EnsurePipeFolder());
+    const PipeOperation::Deadline deadline = DeadlineAfter(milliseconds);
+    for (bool isOver = false; !isOver;) {
+        instances = FindPipeInstances(name);
+        if (!instances.free.empty()) break;
+        isOver = !watch->Await(PipeOperation::MillisecondsUntil(deadline));
+        if (isOver) instances = FindPipeInstances(name);
+    }
+    PipeWatch::GiveBack(std::move(watch));
+}
+
 bool HasRoom(const std::string& name, DWORD maxInstances) {
     // Looked at also without a limit: that removes what dead servers left.
     const PipeInstances instances = FindPipeInstances(name);
@@ -200,12 +215,10 @@ BOOL WaitNamedPipeW(const wchar_t* path, DWORD milliseconds) {
     constexpr DWORD defaultWait = 1000;
     std::string name;
     if (const DWORD code = ReadPipePath(path, name)) return Answer(code);
-    PipeInstances instances;
-    const bool isFree = NapUntil(milliseconds == NMPWAIT_USE_DEFAULT_WAIT ? defaultWait : milliseconds, [&] {
-        instances = FindPipeInstances(name);
-        return !instances.free.empty();
-    });
-    if (isFree) return 1;
+    if (milliseconds == NMPWAIT_USE_DEFAULT_WAIT) milliseconds = defaultWait;
+    PipeInstances instances = FindPipeInstances(name);
+    if (instances.free.empty() && milliseconds != NMPWAIT_NOWAIT) AwaitInstance(name, milliseconds, instances);
+    if (!instances.free.empty()) return 1;
     return Answer(instances.busy > 0 ? error::SemaphoreTimeout : error::FileNotFound);
 }
 

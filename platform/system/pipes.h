@@ -70,8 +70,8 @@ PLATFORM_API BOOL ConnectNamedPipe(HPIPE pipe, OVERLAPPED* record);
 PLATFORM_API BOOL DisconnectNamedPipe(HPIPE pipe);
 
 /// Waits until an instance of the pipe is free, also for a pipe that nobody serves yet: at most that many milliseconds,
-/// NMPWAIT_WAIT_FOREVER without limit, NMPWAIT_USE_DEFAULT_WAIT one second. Afterwards: FileNotFound when nobody serves
-/// it, SemaphoreTimeout when all instances are busy. It naps on the process's clock. Another client may still be the
+/// NMPWAIT_WAIT_FOREVER without limit, NMPWAIT_USE_DEFAULT_WAIT one second, NMPWAIT_NOWAIT not at all. Afterwards:
+/// FileNotFound when nobody serves it, SemaphoreTimeout when all instances are busy. Another client may still be the
 /// first to take the instance.
 PLATFORM_API BOOL WaitNamedPipeW(const wchar_t* path, DWORD milliseconds);
 /// The client's end of an existing pipe; INVALID_HANDLE_VALUE when refused: FileNotFound when nobody serves it,

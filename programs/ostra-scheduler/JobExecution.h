@@ -13,7 +13,7 @@ struct Outcome {
     std::wstring text;  ///< where the group is and how it stands, or why that is not known
 };
 
-/// Carries a job out on its cluster and reads back what became of its group.
+/// Carries a job out on its cluster and reads back what became of its group. Blocks for as long as the cluster takes.
 Outcome CarryOut(const ScheduledJob& job);
 
 /// How the job's group stands now, in words.

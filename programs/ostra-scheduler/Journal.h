@@ -8,7 +8,8 @@
 
 namespace programs {
 
-/// What a scheduler reports: to the event log, and as a line to whoever runs it.
+/// What a scheduler reports: to the event log, and as a line to whoever runs it. For one thread; it blocks as the event
+/// log's database does.
 class Journal {
 public:
     explicit Journal(std::function<void(const std::string&)> say);

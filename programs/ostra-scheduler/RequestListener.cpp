@@ -16,19 +16,10 @@ namespace {
 
 constexpr DWORD patience = 5000;  // milliseconds for a client to say what it wants, and to take the answer
 
-HPIPE CreatePipe() {
-    constexpr DWORD bufferSize = 256;
-    constexpr DWORD defaultTimeout = 1000;
-    const std::wstring path = std::wstring(L"\\\\.\\pipe\\") + schedulerPipe;
-    return CreateNamedPipeW(path.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
-                            PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES, bufferSize,
-                            bufferSize, defaultTimeout, nullptr);
-}
-
 }  // namespace
 
 RequestListener::RequestListener(Answerer answer)
-    : _answer(std::move(answer)), _pipe(CreatePipe()), _event(CreateEventW(nullptr, 1, 0, nullptr)) {
+    : _answer(std::move(answer)), _server(schedulerPipe), _event(CreateEventW(nullptr, 1, 0, nullptr)) {
     if (_pipe != INVALID_HANDLE_VALUE && _event) _thread = std::thread([this] { Listen(); });
 }
 
@@ -38,7 +29,7 @@ RequestListener::~RequestListener() {
         _isStopping = true;
     }
     _stopped.notify_one();
-    if (_pipe != INVALID_HANDLE_VALUE) CloseHandle(_pipe);  // ends what the thread waits for
+    _server.Close();  // ends what the thread waits for
     if (_thread.joinable()) _thread.join();
     if (_event) CloseHandle(_event);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ostra/pipes/PipeServer.h>
 #include <platform/base/types.h>
 #include <platform/system/pipes.h>
 #include <programs/support/ScheduleRequest.h>
@@ -16,7 +17,8 @@
 namespace programs {
 
 /// Answers requests on the scheduler's pipe, in a thread of its own, so that a slow job keeps nobody waiting. A client
-/// that connects and then stays silent is sent away after some seconds.
+/// that connects and then stays silent is sent away after some seconds. Construction and destruction are for one
+/// thread; the latter waits for the answer that is being made.
 class RequestListener {
 public:
     using Answerer = std::function<ScheduleAnswer(const ScheduleRequest&)>;
@@ -41,7 +43,8 @@ private:
     void Begin();
 
     Answerer _answer;
-    HPIPE _pipe;
+    PipeServer _server;
+    const HPIPE _pipe = _server.Handle();
     HEVENT _event;
     OVERLAPPED _record;
     std::array<BYTE, readLimit> _request{};

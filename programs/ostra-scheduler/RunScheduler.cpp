@@ -5,6 +5,7 @@
 #include <programs/ostra-scheduler/InstanceLock.h>
 #include <programs/ostra-scheduler/RequestListener.h>
 #include <programs/ostra-scheduler/Server.h>
+#include <programs/support/Context.h>
 #include <programs/support/ExitCode.h>
 
 #include <csignal>
@@ -13,6 +14,7 @@
 namespace programs {
 
 void RunScheduler(bool isOnce, std::function<void(const std::string&)> say) {
+    Context::RequireReadableState();
     const InstanceLock lock;
     std::signal(SIGPIPE, SIG_IGN);  // whoever reads the lines may go; the jobs stay
     SignalWaiter waiter;            // before the listener, whose thread is to leave the signals alone
@@ -20,7 +22,10 @@ void RunScheduler(bool isOnce, std::function<void(const std::string&)> say) {
     Server server(waiter, journal);
     if (isOnce) {
         const std::size_t count = server.CarryOutDue();
-        return journal.Say(count ? L"Jobs carried out: " + std::to_wstring(count) : L"No job was due.");
+        if (count) journal.Say(L"Jobs carried out: " + std::to_wstring(count));
+        server.RequireAllDone();
+        if (!count) journal.Say(L"No job was due.");
+        return;
     }
     const RequestListener listener([&server](const ScheduleRequest& request) { return server.Answer(request); });
     if (!listener.IsListening())

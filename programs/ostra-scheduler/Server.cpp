@@ -23,9 +23,8 @@ constexpr DWORD longestWait = 15'000;  // milliseconds
 // A clock set forward by more than this was wrong before: what it skipped is then over rather than late.
 constexpr std::int64_t largestCorrection = 3 * 3600;  // seconds
 
-TimeValue StartOfAttendance() {
-    return platform::CurrentTime() - dueSeconds;
-}
+constexpr wchar_t unserved[] = L"for its time passed while no scheduler served its cluster";
+constexpr wchar_t leapt[] = L"for the clock was set forward over its time, or the computer stood still meanwhile";
 
 std::wstring Name(const ScheduledJob& job) {
     return L"Job \"" + job.command + L"\" of cluster " + job.cluster + L", due " +
@@ -36,10 +35,18 @@ std::wstring Cause(DWORD code) {
     return platform::FromUtf8(CauseText(code));
 }
 
+/// Whether the job is noted as begun.
+bool IsBegun(ScheduleStore store, const ScheduledJob& job) {
+    Schedule schedule;
+    return !store.Load(schedule) && std::ranges::any_of(schedule.jobs, [&](const ScheduledJob& there) {
+        return there.isBegun && there.Identity() == job.Identity();
+    });
+}
+
 }  // namespace
 
 Server::Server(Waiter& waiter, Journal& journal)
-    : _waiter(waiter), _journal(journal), _attendedFrom(StartOfAttendance()) {}
+    : _waiter(waiter), _journal(journal), _servedSince(platform::CurrentTime()) {}
 
 std::size_t Server::CarryOutDue() {
     std::size_t carriedOut = 0;
@@ -68,8 +75,18 @@ void Server::Serve() {
     NotifyService("STOPPING=1");
 }
 
+void Server::RequireAllDone() const {
+    std::string unread;
+    for (const auto& [name, cluster] : _clusters)
+        if (cluster.failure) unread += (unread.empty() ? "" : ", ") + platform::ToUtf8(name);
+    if (!unread.empty())
+        throw CommandError(ExitCode::Unreachable, "The jobs of these clusters could not be read: " + unread);
+    if (!_stuck.empty())
+        throw CommandError(ExitCode::Refused, "Not all that was due could be done. See: ostra schedule list");
+}
+
 ScheduleAnswer Server::Answer(const ScheduleRequest& request) {
-    const ScheduleAnswer answer = Perform(request, _attendedFrom);
+    const ScheduleAnswer answer = Perform(request, _servedSince);
     _waiter.Poke();
     return answer;
 }
@@ -88,16 +105,17 @@ std::vector<Server::DueJob> Server::FindDue() {
     _nextDue.reset();
     std::vector<DueJob> due;
     for (auto& [name, cluster] : _clusters) {
-        std::vector<ScheduledJob> jobs;
-        if (!Load(name, cluster, jobs)) continue;
-        const TimeValue attendedFrom = std::max<TimeValue>(_attendedFrom, cluster.attendedFrom);
-        for (const ScheduledJob& job : jobs) {
+        Schedule schedule;
+        if (!Load(name, cluster, schedule)) continue;
+        for (const ScheduledJob& job : schedule.jobs) {
             if (job.isBegun)
                 Settle({cluster.service, job});
             else if (job.time > now)
                 _nextDue = std::min(_nextDue.value_or(job.time), job.time);
-            else if (job.time < attendedFrom)
-                Drop({cluster.service, job});
+            else if (job.time < schedule.Overdue(cluster.servedSince))
+                Drop({cluster.service, job}, unserved);
+            else if (job.time < schedule.Overdue(_servedSince))
+                Drop({cluster.service, job}, leapt);
             else
                 due.push_back({cluster.service, job});
         }
@@ -107,13 +125,17 @@ std::vector<Server::DueJob> Server::FindDue() {
     return due;
 }
 
-bool Server::Load(const std::wstring& name, ServedCluster& cluster, std::vector<ScheduledJob>& jobs) {
+bool Server::Load(const std::wstring& name, ServedCluster& cluster, Schedule& schedule) {
     DWORD code = error::Success;
     if (!cluster.service) {
-        cluster.attendedFrom = StartOfAttendance();
+        cluster.servedSince = platform::CurrentTime();
         code = platform::ClusterDirectory::Resolve(name, cluster.service);
     }
-    if (!code) code = ScheduleStore(cluster.service).Load(jobs);
+    if (!code) code = ScheduleStore(cluster.service).Load(schedule);
+    const auto isFixed = [](const ScheduledJob& job) { return job.isFixed; };
+    // Where it is refused, the lines are good enough for this look.
+    if (!code && !std::ranges::all_of(schedule.jobs, isFixed) && !ScheduleStore(cluster.service).FixTimes())
+        code = ScheduleStore(cluster.service).Load(schedule);
     if (code) {
         cluster.service.reset();  // it may be another one the next time
         if (code != cluster.failure) _journal.Fail(L"The jobs of cluster " + name + L" cannot be read: " + Cause(code));
@@ -124,31 +146,33 @@ bool Server::Load(const std::wstring& name, ServedCluster& cluster, std::vector<
 
 // No other scheduler is alive, and this one has nothing under way while it looks.
 void Server::Settle(const DueJob& begun) {
-    const DWORD code = ScheduleStore(begun.service).Finish(begun.job.line);
+    const DWORD code = ScheduleStore(begun.service).Finish(begun.job);
     if (code) return ReportStuck(begun.job, L"was begun and cannot be removed", code);
-    if (_stuck.erase(begun.job.line)) return;  // begun by this scheduler, which has reported what became of it
+    if (_stuck.erase(begun.job.Identity())) return;  // begun by this scheduler, which has reported what became of it
     _journal.Warn(Name(begun.job) + L" had begun when its scheduler ended, and is not carried out again; " +
                   StandingOf(begun.job) + L".");
 }
 
-void Server::Drop(const DueJob& missed) {
-    const DWORD code = ScheduleStore(missed.service).Remove(missed.job.line);
+void Server::Drop(const DueJob& missed, const wchar_t* why) {
+    const DWORD code = ScheduleStore(missed.service).Remove(missed.job);
     if (code == error::FileNotFound) return;
     if (code) return ReportStuck(missed.job, L"was missed and cannot be removed", code);
-    _stuck.erase(missed.job.line);
-    _journal.Warn(Name(missed.job) + L" was missed, for its time passed while no scheduler was there; it is dropped.");
+    _stuck.erase(missed.job.Identity());
+    _journal.Warn(Name(missed.job) + L" was missed, " + why + L"; it is dropped.");
 }
 
 bool Server::Execute(const DueJob& due) {
-    DWORD code = ScheduleStore(due.service).Begin(due.job.line);
+    DWORD code = ScheduleStore(due.service).Begin(due.job);
     if (code == error::FileNotFound) return false;  // removed meanwhile
+    // A change can be there although its end was not seen. Nobody else begins jobs, so that this one is ours to do.
+    if (code && IsBegun(ScheduleStore(due.service), due.job)) code = error::Success;
     if (code) {
         ReportStuck(due.job, L"cannot be begun", code);
         return false;
     }
-    _stuck.erase(due.job.line);
+    _stuck.erase(due.job.Identity());
     Report(due.job, CarryOut(due.job));
-    code = ScheduleStore(due.service).Finish(due.job.line);
+    code = ScheduleStore(due.service).Finish(due.job);
     if (code) ReportStuck(due.job, L"was carried out and cannot be removed", code);
     return true;
 }
@@ -162,7 +186,7 @@ void Server::Report(const ScheduledJob& job, const Outcome& outcome) {
 }
 
 void Server::ReportStuck(const ScheduledJob& job, const wchar_t* what, DWORD code) {
-    if (_stuck.insert(job.line).second) _journal.Fail(Name(job) + L" " + what + L": " + Cause(code));
+    if (_stuck.insert(job.Identity()).second) _journal.Fail(Name(job) + L" " + what + L": " + Cause(code));
 }
 
 DWORD Server::UntilNextLook() const {
@@ -175,11 +199,10 @@ DWORD Server::UntilNextLook() const {
 
 void Server::FollowClock(TimeValue before, TimeValue now) {
     const std::int64_t passed = std::int64_t{now} - before;
-    const TimeValue start = StartOfAttendance();
-    if (passed > largestCorrection) _attendedFrom = start;
+    if (passed > largestCorrection) _servedSince = now;
     if (passed >= 0) return;
-    _attendedFrom = std::min<TimeValue>(_attendedFrom, start);
-    for (auto& [name, cluster] : _clusters) cluster.attendedFrom = std::min(cluster.attendedFrom, start);
+    _servedSince = std::min<TimeValue>(_servedSince, now);
+    for (auto& [name, cluster] : _clusters) cluster.servedSince = std::min(cluster.servedSince, now);
 }
 
 }  // namespace programs

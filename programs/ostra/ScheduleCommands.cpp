@@ -27,36 +27,52 @@ using Verb = ScheduleRequest::Verb;
 const std::vector<Column> columns{{"number", "NUMBER"},   {"due", "DUE"},     {"cluster", "CLUSTER"},
                                   {"command", "COMMAND"}, {"group", "GROUP"}, {"state", "STATE"}};
 
-TimeValue Overdue() {
-    return platform::CurrentTime() - dueSeconds;
-}
-
-std::string StateOf(const ScheduledJob& job) {
+std::string StateOf(const ScheduledJob& job, const Schedule& schedule) {
+    const TimeValue now = platform::CurrentTime();
     if (job.isBegun) return "begun";
-    if (job.time < Overdue()) return "overdue";
-    return job.time <= platform::CurrentTime() ? "due" : "waiting";
+    if (job.time < schedule.Overdue(now)) return "overdue";
+    return job.time <= now ? "due" : "waiting";
 }
 
-Json Row(const ScheduledJob& job, std::size_t number) {
-    return {{"name", ToUtf8(job.command)},   {"number", number},
-            {"due", JobTimeText(job.time)},  {"cluster", ToUtf8(job.cluster)},
-            {"command", ToUtf8(job.Word())}, {"group", ToUtf8(job.Group())},
-            {"state", StateOf(job)}};
+Json Row(const ScheduledJob& job, const Schedule& schedule, std::size_t number) {
+    return {{"name", ToUtf8(job.command)},    {"number", number},
+            {"due", JobTimeText(job.time)},   {"cluster", ToUtf8(job.cluster)},
+            {"command", ToUtf8(job.Word())},  {"group", ToUtf8(job.Group())},
+            {"state", StateOf(job, schedule)}};
 }
 
-std::vector<ScheduledJob> JobsOf(Context& context) {
+/// A change or a reading that did not come about, in words.
+CommandError Failure(const std::string& what, DWORD code) {
+    if (code == error::InvalidData)
+        return CommandError(ExitCode::Unreachable, what +
+                                                       ": its key holds what is no job table, and is left as it is. "
+                                                       "See: ostra registry list \"Ostra\\Scheduler\" "
+                                                       "--cluster-database");
+    if (code == error::InsufficientBuffer)
+        return CommandError(ExitCode::Refused, what +
+                                                   ": the table is full, for programs could not read back a longer "
+                                                   "one. Remove jobs, or try: ostra schedule purge");
+    return Refusal(what, code);
+}
+
+ScheduleStore StoreOf(Context& context) {
     std::shared_ptr<platform::ClusterService> service;
-    std::vector<ScheduledJob> jobs;
-    DWORD code = platform::ClusterDirectory::Resolve(context.ClusterName(), service);
-    if (!code) code = ScheduleStore(service).Load(jobs);
+    const DWORD code = platform::ClusterDirectory::Resolve(context.ClusterName(), service);
     if (code) throw Refusal("The schedule cannot be read", code);
-    return jobs;
+    return ScheduleStore(service);
+}
+
+Schedule ScheduleOf(Context& context) {
+    Schedule schedule;
+    if (const DWORD code = StoreOf(context).Load(schedule)) throw Failure("The schedule cannot be read", code);
+    return schedule;
 }
 
 // Where a job stands in the table, from 1; 0 when it does not.
 std::size_t NumberOf(const std::vector<ScheduledJob>& jobs, const ScheduledJob& job) {
-    const auto found =
-        std::find_if(jobs.begin(), jobs.end(), [&](const ScheduledJob& listed) { return listed.line == job.line; });
+    const auto found = std::find_if(jobs.begin(), jobs.end(), [&](const ScheduledJob& listed) {
+        return listed.line == job.line && listed.time == job.time;
+    });
     return found == jobs.end() ? 0 : static_cast<std::size_t>(found - jobs.begin()) + 1;
 }
 
@@ -65,12 +81,16 @@ struct Submission {
     bool hasScheduler = false;
 };
 
-Submission Submit(Context& context, Verb verb, const std::wstring& line) {
-    const ScheduleRequest request{verb, context.ClusterName(), line};
+Submission Submit(Context& context, Verb verb, const ScheduledJob& job) {
+    const ScheduleRequest request{verb, context.ClusterName(), job};
     ScheduleAnswer answer;
     // A rehearsal works on copies that no other process sees.
     const Asked asked = context.options.isRehearsal ? Asked::Nobody : AskScheduler(request, answer);
-    if (asked != Asked::Answered) answer = Perform(request, Overdue());
+    if (asked == Asked::Silent)
+        throw CommandError(ExitCode::NotSettled,
+                           "The scheduler was told and does not answer: it may have made the change, or may make it "
+                           "as soon as it goes on. Look with: ostra schedule list");
+    if (asked != Asked::Answered) answer = Perform(request, platform::CurrentTime());
     return {answer, asked != Asked::Nobody};
 }
 
@@ -103,12 +123,7 @@ ScheduledJob JobFor(Context& context, const Wish& wish) {
     const TimeValue time = wish.at.empty() ? ParseJobDelay(wish.in) : ParseJobTime(wish.at);
     CheckName(context.ClusterName(), "cluster");
     ScheduledJob job;
-    const DWORD code =
-        MakeJob(context.ClusterName(), FromUtf8(wish.word), FindGroup(context, wish.group).Name(), time, job);
-    if (code == error::InvalidData)
-        throw CommandError(ExitCode::Usage, "The clock shows " + JobTimeText(time) +
-                                                " twice, and a job cannot say which is meant. Choose another time.");
-    if (code)
+    if (MakeJob(context.ClusterName(), FromUtf8(wish.word), FindGroup(context, wish.group).Name(), time, job))
         throw CommandError(ExitCode::Usage, "A job cannot name group \"" + wish.group +
                                                 "\": it keeps only single blanks inside a name.");
     return job;
@@ -116,45 +131,56 @@ ScheduledJob JobFor(Context& context, const Wish& wish) {
 
 void AddJob(Context& context, const Wish& wish) {
     const ScheduledJob job = JobFor(context, wish);
-    if (const std::size_t number = NumberOf(JobsOf(context), job))
+    if (const std::size_t number = NumberOf(ScheduleOf(context).jobs, job))
         throw CommandError(ExitCode::AlreadyExists, "That job is there already, as number " + std::to_string(number) +
                                                         ". See: ostra schedule list");
-    const Submission submission = Submit(context, Verb::Add, job.line);
-    const std::size_t number = NumberOf(JobsOf(context), job);
+    const Submission submission = Submit(context, Verb::Add, job);
+    const Schedule schedule = ScheduleOf(context);
+    const std::size_t number = NumberOf(schedule.jobs, job);
     // A scheduler that ended before it answered may still have added it; and one may have run it already.
-    if (number == 0 && submission.answer.code) throw Refusal("The job was not added", submission.answer.code);
-    context.PrintRecord(Row(job, number));
+    if (number == 0 && submission.answer.code) throw Failure("The job was not added", submission.answer.code);
+    context.PrintRecord(Row(job, schedule, number));
     if (!submission.hasScheduler && !context.options.isRehearsal)
         context.Warn("No scheduler is running to carry it out. Start one with: ostra schedule run");
 }
 
 void ListJobs(Context& context) {
+    const Schedule schedule = ScheduleOf(context);
     Json rows = Json::array();
-    for (const ScheduledJob& job : JobsOf(context)) rows.push_back(Row(job, rows.size() + 1));
+    for (const ScheduledJob& job : schedule.jobs) rows.push_back(Row(job, schedule, rows.size() + 1));
     context.PrintList(columns, rows);
 }
 
 void RemoveJob(Context& context, std::size_t number) {
-    const std::vector<ScheduledJob> jobs = JobsOf(context);
+    const Schedule schedule = ScheduleOf(context);
+    const std::vector<ScheduledJob>& jobs = schedule.jobs;
     if (number > jobs.size())
         throw CommandError(ExitCode::NoSuchObject, "There is no job " + std::to_string(number) + "; there are " +
                                                        std::to_string(jobs.size()) + ". See: ostra schedule list");
     const ScheduledJob& job = jobs[number - 1];
-    const DWORD code = Submit(context, Verb::Remove, job.line).answer.code;
+    const DWORD code = Submit(context, Verb::Remove, job).answer.code;
     if (code == error::Busy)
         throw CommandError(ExitCode::Refused, "Job " + std::to_string(number) +
                                                   " has begun. The scheduler removes it when it is done, or when it "
                                                   "starts anew after it was killed.");
-    if (code && NumberOf(JobsOf(context), job)) throw Refusal("The job was not removed", code);
-    Json removed = Row(job, number);
+    if (code && NumberOf(ScheduleOf(context).jobs, job)) throw Failure("The job was not removed", code);
+    Json removed = Row(job, schedule, number);
     removed["state"] = "removed";
     context.PrintRecord(removed);
 }
 
 void PurgeJobs(Context& context) {
     const ScheduleAnswer answer = Submit(context, Verb::Purge, {}).answer;
-    if (answer.code) throw Refusal("The schedule was not purged", answer.code);
-    context.PrintRecord({{"removed", answer.count}, {"left", JobsOf(context).size()}});
+    if (answer.code) throw Failure("The schedule was not purged", answer.code);
+    context.PrintRecord({{"removed", answer.count}, {"left", ScheduleOf(context).jobs.size()}});
+}
+
+void SetGrace(Context& context, const std::string& span) {
+    if (!span.empty())
+        if (const DWORD code = StoreOf(context).SetGrace(ParseSpan(span, longestGrace)))
+            throw Failure("The grace was not set", code);
+    const DWORD grace = ScheduleOf(context).grace;
+    context.PrintRecord({{"grace", SpanText(grace)}, {"seconds", grace}});
 }
 
 void ShowTree(Context& context, const std::string& interval, LONG count) {
@@ -163,8 +189,8 @@ void ShowTree(Context& context, const std::string& interval, LONG count) {
     tree.Initialize(count, tree.TreeLevel(FromUtf8(interval)) - 1, L"", L"", 1);
     std::vector<std::unique_ptr<ScheduleEntry>> entries;
     ScheduleTable table;
-    for (const ScheduledJob& job : JobsOf(context)) {
-        entries.push_back(std::make_unique<ScheduleEntry>(job.line));
+    for (const ScheduledJob& job : ScheduleOf(context).jobs) {
+        entries.push_back(std::make_unique<ScheduleEntry>(job.cluster, job.command, job.time));
         table.Add(entries.back().get());
     }
     tree.InsertJobEntries(&table);
@@ -187,7 +213,9 @@ void AddAdd(CLI::App& family, Run& run) {
         family, run, "add", "Adds a job: brings a group online or offline, or moves it, at a time",
         {R"(schedule add --at "2026-12-24 23:30" Offline Files)", "schedule add --in 2h --cluster demo Move Files"},
         Effect::Changes, [wish](Context& context) { AddJob(context, *wish); });
-    CLI::Option* at = command->add_option("--at", wish->at, "The local date and time")->type_name("TIME");
+    CLI::Option* at =
+        command->add_option("--at", wish->at, "The local date and time, or one with its offset: 2026-12-24T23:30+01:00")
+            ->type_name("TIME");
     command->add_option("--in", wish->in, "How long from now, in days, hours and minutes: 2h, 90m, 1d12h")
         ->type_name("SPAN")
         ->excludes(at);
@@ -205,6 +233,17 @@ void AddRemove(CLI::App& family, Run& run) {
         ->required();
 }
 
+void AddGrace(CLI::App& family, Run& run) {
+    const auto span = std::make_shared<std::string>();
+    AddCommand(
+        family, run, "grace",
+        "Shows or sets how late a job may begin when no scheduler was there at its time (5m unless set); a later "
+        "one is missed",
+        {"schedule grace", "schedule grace 2h"}, Effect::Changes,
+        [span](Context& context) { SetGrace(context, *span); })
+        ->add_option("SPAN", *span, "Days, hours and minutes: 0m, 90m, 1d12h");
+}
+
 void AddTree(CLI::App& family, Run& run) {
     const auto interval = std::make_shared<std::string>("minute");
     const auto count = std::make_shared<LONG>(60);
@@ -220,7 +259,8 @@ void AddTree(CLI::App& family, Run& run) {
 
 void AddRun(CLI::App& family, Run& run) {
     const auto isOnce = std::make_shared<bool>(false);
-    AddCommand(family, run, "run", "Carries out the jobs of all clusters at their times, until it is interrupted",
+    AddCommand(family, run, "run",
+               "Carries out the jobs of all clusters at their times, until it is interrupted; how late: schedule grace",
                {"schedule run", "schedule run --once"}, Effect::Reads,
                [isOnce](Context& context) {
                    if (!context.options.cluster.empty())
@@ -238,8 +278,9 @@ void AddScheduleCommands(CLI::App& app, Run& run) {
     AddCommand(*family, run, "list", "Lists the jobs in the order in which they run",
                {"schedule list", "schedule list --json"}, Effect::Reads, ListJobs);
     AddRemove(*family, run);
-    AddCommand(*family, run, "purge", "Removes jobs that are there twice and those whose time has passed",
+    AddCommand(*family, run, "purge", "Removes jobs that are there twice and those whose time and grace have passed",
                {"schedule purge", "schedule purge --dry-run"}, Effect::Changes, PurgeJobs);
+    AddGrace(*family, run);
     AddTree(*family, run);
     AddRun(*family, run);
 }

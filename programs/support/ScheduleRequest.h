@@ -1,6 +1,7 @@
 #pragma once
 
 #include <platform/base/types.h>
+#include <programs/support/ScheduleStore.h>
 
 #include <string>
 
@@ -9,13 +10,14 @@ namespace programs {
 /// A change of one cluster's job table, as `ostra schedule` asks for it. Made by whoever asks, or, while a scheduler
 /// runs, by that one, which is told of it through a pipe and so knows at once what is due next.
 ///
-/// On the pipe it is one text of three lines, the verb "add", "remove" or "purge", the cluster's name and the job line
-/// (empty for "purge"), which the scheduler answers with one text of two numbers, "CODE COUNT".
+/// On the pipe it is one text of four lines: the verb "add", "remove" or "purge"; the cluster's name; when the job is
+/// due, in seconds since 1 January 1970 UTC (empty: what its line says on the clock of whoever makes the change); and
+/// the job line. "purge" has neither. The scheduler answers with one text of two numbers, "CODE COUNT".
 struct ScheduleRequest {
     enum class Verb { Add, Remove, Purge };
     Verb verb = Verb::Add;
     std::wstring cluster;
-    std::wstring line;
+    ScheduledJob job;
 };
 
 struct ScheduleAnswer {
@@ -32,14 +34,19 @@ bool FromText(const std::wstring& text, ScheduleRequest& request);
 std::wstring ToText(const ScheduleAnswer& answer);
 bool FromText(const std::wstring& text, ScheduleAnswer& answer);
 
-/// Makes the change; a purge removes the jobs whose time is before `overdue`.
-ScheduleAnswer Perform(const ScheduleRequest& request, TimeValue overdue);
+/// Makes the change; a purge removes what is over for a scheduler that serves the cluster since then.
+ScheduleAnswer Perform(const ScheduleRequest& request, TimeValue since);
 
-/// What came of asking the scheduler: there is none, one is busy with others, or `answer` has what it said.
-enum class Asked { Nobody, Unanswered, Answered };
+/// What came of asking the scheduler.
+enum class Asked {
+    Nobody,      ///< there is none
+    Unanswered,  ///< it serves others just now, or has ended since: it will not make the change any more
+    Silent,      ///< it was told and has not answered in time: it may have made the change, and may make it yet
+    Answered,    ///< `answer` has what it said
+};
 
-/// Has the running scheduler make the change. Unless it answered, the change may have been made all the same: it may
-/// have ended in between.
+/// Has the running scheduler make the change. Blocks for at most some 17 seconds. Unless it answered, the change may
+/// have been made all the same.
 Asked AskScheduler(const ScheduleRequest& request, ScheduleAnswer& answer);
 
 }  // namespace programs

@@ -3,11 +3,18 @@
 #include <ostra/foundation/OstraString.h>
 #include <ostra/scheduler/ScheduleTable.h>
 #include <platform/base/error_codes.h>
+#include <platform/base/little_endian.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 
-#include <functional>
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <map>
 #include <set>
+#include <tuple>
 #include <utility>
 
 namespace error = platform::error;
@@ -19,61 +26,16 @@ namespace programs {
 namespace {
 
 constexpr wchar_t keyPath[] = L"Ostra\\Scheduler";
-constexpr wchar_t tableName[] = L"Persistence";
+constexpr wchar_t tableName[] = L"Persistence";  // as the key classes keep a table
+constexpr wchar_t instantsName[] = L"Instants";
 constexpr wchar_t begunName[] = L"Begun";
+constexpr wchar_t graceName[] = L"Grace";
 
-/// A table that owns its entries.
-class Jobs {
-public:
-    explicit Jobs(const std::wstring& text) {
-        _table.SetPersistence(text);
-        for (ScheduleEntry* entry : _table) _entries.emplace_back(entry);
-    }
-
-    std::wstring Text() const { return _table.PersistentData(); }
-    const ScheduleTable& Table() const { return _table; }
-
-    void Add(const std::wstring& line) {
-        _entries.push_back(std::make_unique<ScheduleEntry>(line));
-        _table.Add(_entries.back().get());
-    }
-
-    /// All of that line; false when there is none.
-    bool Remove(const std::wstring& line) {
-        return RemoveIf([&](const ScheduleEntry& entry) { return entry.JobLine() == line; }) > 0;
-    }
-
-    std::size_t RemoveIf(const std::function<bool(const ScheduleEntry&)>& isUnwanted) {
-        std::vector<ScheduleEntry*> kept;
-        for (ScheduleEntry* entry : _table)
-            if (!isUnwanted(*entry)) kept.push_back(entry);
-        const std::size_t removed = static_cast<std::size_t>(_table.Count()) - kept.size();
-        _table.RemoveAll();
-        for (ScheduleEntry* entry : kept) _table.CArray::Add(entry);
-        _table.Persist();
-        return removed;
-    }
-
-    bool Has(const std::wstring& line) const {
-        for (const ScheduleEntry* entry : _table)
-            if (entry->JobLine() == line) return true;
-        return false;
-    }
-
-    void Sort() { _table.Sort(); }
-
-    /// Sorts, and keeps one of equal jobs.
-    std::size_t RemoveDuplicates() {
-        const int before = _table.Count();
-        _table.Purge();
-        const int removed = before - _table.Count();
-        if (removed > 0) _table.Persist();  // else the text is as good as it was
-        return static_cast<std::size_t>(removed);
-    }
-
-private:
-    std::vector<std::unique_ptr<ScheduleEntry>> _entries;  // also of those that the table lets go
-    ScheduleTable _table;
+/// The key's texts, one line a job.
+struct Texts {
+    std::wstring table;     // job lines
+    std::wstring instants;  // for each job whose time is fixed: that, a blank, the job line
+    std::wstring begun;     // identities
 };
 
 DWORD ReadText(ClusterService& service, ClusterKeyId key, const wchar_t* name, std::wstring& text) {
@@ -83,19 +45,87 @@ DWORD ReadText(ClusterService& service, ClusterKeyId key, const wchar_t* name, s
     text.clear();
     if (code == error::FileNotFound) return error::Success;
     if (code) return code;
-    if (type != REG_SZ) return error::InvalidData;  // not ours to overwrite
     text = platform::FromUtf16(data);
-    return error::Success;
+    std::vector<BYTE> whole = platform::ToUtf16(text, false);
+    whole.resize(std::max(whole.size(), data.size()));         // nulls at the end are no part of the text
+    const bool isText = type == REG_BINARY || type == REG_SZ;  // earlier versions wrote the latter
+    return isText && data == whole ? error::Success : error::InvalidData;
 }
 
 DWORD WriteText(ClusterService& service, ClusterKeyId key, const wchar_t* name, const std::wstring& text) {
-    return service.SetValue(key, name, REG_SZ, platform::ToUtf16(text));
+    return service.SetValue(key, name, REG_BINARY, platform::ToUtf16(text));
 }
 
-DWORD OpenKey(ClusterService& service, ClusterKeyId& key) {
-    ClusterKeyId root = 0;
-    if (const DWORD code = service.RootKey(root)) return code;
-    return service.OpenKey(root, keyPath, key);
+DWORD ReadGrace(ClusterService& service, ClusterKeyId key, DWORD& grace) {
+    DWORD type = 0;
+    std::vector<BYTE> data;
+    const DWORD code = service.QueryValue(key, graceName, type, data);
+    if (code == error::FileNotFound) return error::Success;
+    if (code) return code;
+    if (type != REG_DWORD || data.size() != 4) return error::InvalidData;
+    grace = std::min(platform::NumberAt(data.data()), longestGrace);
+    return error::Success;
+}
+
+DWORD WriteGrace(ClusterService& service, ClusterKeyId key, DWORD grace) {
+    std::array<BYTE, 4> data{};
+    platform::PutNumber(data.data(), grace);
+    return service.SetValue(key, graceName, REG_DWORD, data);
+}
+
+std::vector<std::wstring> LinesOf(const std::wstring& text) {
+    std::vector<std::wstring> lines;
+    for (std::size_t start = 0, end; (end = text.find(L'\n', start)) != std::wstring::npos; start = end + 1)
+        lines.push_back(text.substr(start, end - start));
+    return lines;
+}
+
+/// The job lines of a table, as the library reads them. False when it would leave something out.
+bool ReadTable(const std::wstring& text, std::vector<std::wstring>& lines) {
+    ScheduleTable table;
+    table.SetPersistence(text);
+    const std::wstring read = table.PersistentData();
+    for (const ScheduleEntry* entry : table) delete entry;
+    lines = LinesOf(read);
+    return text.starts_with(read) && text.find_first_not_of(L'\n', read.size()) == std::wstring::npos;
+}
+
+/// The fixed times of each job line, in the table's order. False when the text is none of ours.
+bool ReadInstants(const std::wstring& text, std::multimap<std::wstring, TimeValue>& instants) {
+    for (const std::wstring& line : LinesOf(text)) {
+        const std::size_t blank = line.find(L' ');
+        const std::optional<TimeValue> instant = ReadInstant(line.substr(0, blank));
+        if (!instant || blank == std::wstring::npos) return false;
+        instants.emplace(line.substr(blank + 1), *instant);
+    }
+    return true;
+}
+
+DWORD Parse(const Texts& texts, std::vector<ScheduledJob>& jobs) {
+    std::vector<std::wstring> lines;
+    std::multimap<std::wstring, TimeValue> instants;
+    if (!ReadTable(texts.table, lines) || !ReadInstants(texts.instants, instants)) return error::InvalidData;
+    const std::vector<std::wstring> notes = LinesOf(texts.begun);
+    const std::set<std::wstring> begun(notes.begin(), notes.end());
+    jobs.clear();
+    for (const std::wstring& line : lines) {
+        const auto instant = instants.find(line);  // the first of those left
+        const bool isFixed = instant != instants.end();
+        jobs.push_back(ReadJob(line, isFixed ? std::optional(instant->second) : std::nullopt));
+        if (isFixed) instants.erase(instant);
+        jobs.back().isBegun = begun.contains(jobs.back().Identity()) || begun.contains(line);
+    }
+    return error::Success;
+}
+
+Texts TextsOf(const std::vector<ScheduledJob>& jobs) {
+    Texts texts;
+    for (const ScheduledJob& job : jobs) {
+        texts.table += job.line + L'\n';
+        if (job.isFixed) texts.instants += job.Identity() + L'\n';
+        if (job.isBegun) texts.begun += job.Identity() + L'\n';
+    }
+    return texts;
 }
 
 // Only a volatile key refuses a lasting one below it.
@@ -135,45 +165,33 @@ DWORD CreateLastingKey(ClusterService& service, ClusterKeyId& key) {
     return code;
 }
 
-struct Texts {
-    std::wstring table;
-    std::wstring begun;
-};
-
-DWORD Read(ClusterService& service, ClusterKeyId key, Texts& texts) {
-    // The notes first: a job that ends in between is then in neither, rather than in the table and not begun.
-    if (const DWORD code = ReadText(service, key, begunName, texts.begun)) return code;
-    return ReadText(service, key, tableName, texts.table);
+DWORD Read(ClusterService& service, ClusterKeyId key, Texts& texts, Schedule& schedule) {
+    // In this order: a job that comes or ends in between is then not there at all, rather than there and not begun, or
+    // there without its instant.
+    DWORD code = ReadText(service, key, begunName, texts.begun);
+    if (!code) code = ReadText(service, key, tableName, texts.table);
+    if (!code) code = ReadText(service, key, instantsName, texts.instants);
+    if (!code) code = ReadGrace(service, key, schedule.grace);
+    return code ? code : Parse(texts, schedule.jobs);
 }
 
-/// Changes table and notes in one transaction.
-DWORD Change(ClusterService& service, const std::function<DWORD(Jobs& table, Jobs& begun)>& change) {
-    return service.Transact([&] {
-        ClusterKeyId key = 0;
-        Texts before;
-        DWORD code = CreateLastingKey(service, key);
-        if (!code) code = Read(service, key, before);
-        if (code) return code;
-        Jobs table(before.table);
-        Jobs begun(before.begun);
-        code = change(table, begun);
-        if (!code && table.Text() != before.table) code = WriteText(service, key, tableName, table.Text());
-        if (!code && begun.Text() != before.begun) code = WriteText(service, key, begunName, begun.Text());
-        return code;
+DWORD Write(ClusterService& service, ClusterKeyId key, const Texts& before, const Texts& after) {
+    DWORD code = error::Success;
+    if (after.table != before.table) code = WriteText(service, key, tableName, after.table);
+    if (!code && after.instants != before.instants) code = WriteText(service, key, instantsName, after.instants);
+    if (!code && after.begun != before.begun) code = WriteText(service, key, begunName, after.begun);
+    return code;
+}
+
+std::vector<ScheduledJob>::iterator Find(Schedule& schedule, const ScheduledJob& wanted) {
+    return std::find_if(schedule.jobs.begin(), schedule.jobs.end(), [&](const ScheduledJob& job) {
+        return job.line == wanted.line && (job.time == wanted.time || !job.isFixed || !wanted.isFixed);
     });
 }
 
-// Which of the two a line then reads as may differ from one reading to the next.
-bool IsShownTwice(TimeValue time) {
-    const std::wstring shown = ScheduleEntry::TimeText(time);
-    for (const int change : {1800, 3600})  // as far as clocks are set back
-        if (ScheduleEntry::TimeText(time - change) == shown || ScheduleEntry::TimeText(time + change) == shown)
-            return true;
-    return false;
-}
-
-ScheduledJob JobOf(const ScheduleEntry& entry) {
-    return {entry.JobLine(), *entry.ScheduledClusterName(), *entry.ScheduledCommand(), entry.ScheduleTime(), false};
+bool IsJob(const ScheduledJob& job) {
+    return job.line.find_first_of(std::wstring(L"\n\0", 2)) == std::wstring::npos && !job.cluster.empty() &&
+           !job.Group().empty();
 }
 
 }  // namespace
@@ -186,81 +204,135 @@ std::wstring ScheduledJob::Group() const {
     return OstraString(command, L" ").Words(2);
 }
 
+std::wstring ScheduledJob::Identity() const {
+    return isFixed ? std::to_wstring(time) + L" " + line : line;
+}
+
+std::optional<TimeValue> ReadInstant(const std::wstring& text) {
+    const std::string digits = platform::ToUtf8(text);
+    TimeValue instant = 0;
+    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), instant);
+    const bool isNumber = result.ec == std::errc() && result.ptr == digits.data() + digits.size();
+    return isNumber ? std::optional(instant) : std::nullopt;
+}
+
+ScheduledJob ReadJob(const std::wstring& line, std::optional<TimeValue> instant) {
+    const ScheduleEntry entry(line);
+    return {line,
+            *entry.ScheduledClusterName(),
+            *entry.ScheduledCommand(),
+            instant.value_or(entry.ScheduleTime()),
+            instant.has_value(),
+            false};
+}
+
 DWORD MakeJob(const std::wstring& cluster, const std::wstring& word, const std::wstring& group, TimeValue time,
               ScheduledJob& job) {
-    const ScheduleEntry entry(cluster, word + L" " + group, time);
-    const ScheduleEntry read(entry.JobLine());
-    ScheduledJob made = JobOf(read);
-    if (made.cluster != cluster || made.command != word + L" " + group || made.Group() != group)
-        return error::InvalidName;
-    if (made.time != time || IsShownTwice(time)) return error::InvalidData;
+    const std::wstring command = word + L" " + group;
+    ScheduledJob made = ReadJob(ScheduleEntry(cluster, command, time).JobLine(), time);
+    if (made.cluster != cluster || made.command != command || made.Group() != group) return error::InvalidName;
     job = std::move(made);
     return error::Success;
 }
 
-DWORD ScheduleStore::Load(std::vector<ScheduledJob>& jobs) {
-    jobs.clear();
+TimeValue Schedule::Overdue(TimeValue since) const {
+    constexpr std::int64_t earliest = std::numeric_limits<TimeValue>::min();
+    return static_cast<TimeValue>(std::max(earliest, std::int64_t{since} - grace));
+}
+
+DWORD ScheduleStore::Load(Schedule& schedule) {
+    schedule = {};
+    ClusterKeyId root = 0;
     ClusterKeyId key = 0;
     Texts texts;
-    DWORD code = OpenKey(*_service, key);
+    DWORD code = _service->RootKey(root);
+    if (!code) code = _service->OpenKey(root, keyPath, key);
     if (code == error::FileNotFound) return error::Success;
-    if (!code) code = Read(*_service, key, texts);
-    if (code) return code;
-    Jobs table(texts.table);
-    table.Sort();
-    std::set<std::wstring> begun;
-    const Jobs notes(texts.begun);
-    for (const ScheduleEntry* entry : notes.Table()) begun.insert(entry->JobLine());
-    for (const ScheduleEntry* entry : table.Table()) {
-        jobs.push_back(JobOf(*entry));
-        jobs.back().isBegun = begun.contains(jobs.back().line);
-    }
-    return error::Success;
+    if (!code) code = Read(*_service, key, texts, schedule);
+    std::stable_sort(schedule.jobs.begin(), schedule.jobs.end(),
+                     [](const ScheduledJob& left, const ScheduledJob& right) { return left.time < right.time; });
+    return code;
 }
 
-DWORD ScheduleStore::Add(const std::wstring& line) {
-    const ScheduleEntry entry(line);
-    const bool isJob = line.find_first_of(std::wstring(L"\n\0", 2)) == std::wstring::npos &&
-                       !entry.ScheduledClusterName()->empty() && !JobOf(entry).Group().empty();
-    if (!isJob) return error::InvalidData;
-    return Change(*_service, [&](Jobs& table, Jobs&) {
-        if (table.Has(line)) return error::AlreadyExists;
-        table.Add(line);
+DWORD ScheduleStore::Add(const ScheduledJob& job) {
+    if (!IsJob(job)) return error::InvalidData;
+    return Change([&](Schedule& schedule) -> DWORD {
+        const auto isSame = [&](const ScheduledJob& there) { return there.line == job.line && there.time == job.time; };
+        if (std::ranges::any_of(schedule.jobs, isSame)) return error::AlreadyExists;
+        schedule.jobs.push_back(job);
+        const bool isReadable = platform::Utf16Length(TextsOf(schedule.jobs).table) <= ScheduleTable::LongestText;
+        return isReadable ? error::Success : error::InsufficientBuffer;
+    });
+}
+
+DWORD ScheduleStore::Remove(const ScheduledJob& job) {
+    return Change([&](Schedule& schedule) -> DWORD {
+        const auto found = Find(schedule, job);
+        if (found == schedule.jobs.end()) return error::FileNotFound;
+        if (found->isBegun) return error::Busy;
+        schedule.jobs.erase(found);
         return error::Success;
     });
 }
 
-DWORD ScheduleStore::Remove(const std::wstring& line) {
-    return Change(*_service, [&](Jobs& table, Jobs& begun) {
-        if (begun.Has(line)) return error::Busy;
-        return table.Remove(line) ? error::Success : error::FileNotFound;
-    });
-}
-
-DWORD ScheduleStore::Purge(TimeValue overdue, std::size_t& removed) {
+DWORD ScheduleStore::Purge(TimeValue since, std::size_t& removed) {
     removed = 0;
-    return Change(*_service, [&](Jobs& table, Jobs& begun) {
-        removed = table.RemoveIf(
-            [&](const ScheduleEntry& entry) { return entry.ScheduleTime() < overdue && !begun.Has(entry.JobLine()); });
-        removed += table.RemoveDuplicates();
+    return Change([&](Schedule& schedule) -> DWORD {
+        const TimeValue overdue = schedule.Overdue(since);
+        std::set<std::tuple<TimeValue, std::wstring, std::wstring>> seen;
+        removed = std::erase_if(schedule.jobs, [&](const ScheduledJob& job) {
+            const bool isFirst = seen.emplace(job.time, job.command, job.cluster).second;
+            return !job.isBegun && (!isFirst || job.time < overdue);
+        });
         return error::Success;
     });
 }
 
-DWORD ScheduleStore::Begin(const std::wstring& line) {
-    return Change(*_service, [&](Jobs& table, Jobs& begun) {
-        if (!table.Has(line)) return error::FileNotFound;
-        if (begun.Has(line)) return error::AlreadyExists;
-        begun.Add(line);
+DWORD ScheduleStore::FixTimes() {
+    return Change([](Schedule& schedule) -> DWORD {
+        for (ScheduledJob& job : schedule.jobs) job.isFixed = true;
         return error::Success;
     });
 }
 
-DWORD ScheduleStore::Finish(const std::wstring& line) {
-    return Change(*_service, [&](Jobs& table, Jobs& begun) {
-        if (!begun.Remove(line)) return error::FileNotFound;
-        table.Remove(line);
+DWORD ScheduleStore::SetGrace(DWORD seconds) {
+    if (seconds > longestGrace) return error::InvalidParameter;
+    return Change([&](Schedule& schedule) -> DWORD {
+        schedule.grace = seconds;
         return error::Success;
+    });
+}
+
+DWORD ScheduleStore::Begin(const ScheduledJob& job) {
+    return Change([&](Schedule& schedule) -> DWORD {
+        const auto found = Find(schedule, job);
+        if (found == schedule.jobs.end()) return error::FileNotFound;
+        if (found->isBegun) return error::AlreadyExists;
+        found->isBegun = true;
+        return error::Success;
+    });
+}
+
+DWORD ScheduleStore::Finish(const ScheduledJob& job) {
+    return Change([&](Schedule& schedule) -> DWORD {
+        const auto found = Find(schedule, job);
+        if (found != schedule.jobs.end()) schedule.jobs.erase(found);
+        return error::Success;
+    });
+}
+
+DWORD ScheduleStore::Change(const std::function<DWORD(Schedule& schedule)>& change) {
+    return _service->Transact([&] {
+        ClusterKeyId key = 0;
+        Texts before;
+        Schedule schedule;
+        DWORD code = CreateLastingKey(*_service, key);
+        if (!code) code = Read(*_service, key, before, schedule);
+        const DWORD grace = schedule.grace;
+        if (!code) code = change(schedule);
+        if (!code) code = Write(*_service, key, before, TextsOf(schedule.jobs));
+        if (!code && schedule.grace != grace) code = WriteGrace(*_service, key, schedule.grace);
+        return code;
     });
 }
 

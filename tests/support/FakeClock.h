@@ -28,9 +28,17 @@ public:
 
     void Beep(DWORD frequency, DWORD milliseconds) override { beeps.emplace_back(frequency, milliseconds); }
 
+    bool Await(int descriptor, short events, DWORD milliseconds) override {
+        if (!isAlone) return Clock::Await(descriptor, events, milliseconds);
+        if (Clock::Await(descriptor, events, 0)) return true;
+        _milliseconds += milliseconds;
+        return false;
+    }
+
     void Set(std::int64_t now) { _milliseconds = now * 1000; }
     void Advance(std::int64_t seconds) { _milliseconds += seconds * 1000; }
 
+    bool isAlone = false;                        // no other program does anything: waits for one pass at once
     std::function<void()> meanwhile;             // happens once, at the end of the next nap
     std::vector<DWORD> naps;                     // each in milliseconds
     std::vector<std::pair<DWORD, DWORD>> beeps;  // hertz, milliseconds

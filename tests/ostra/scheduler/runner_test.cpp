@@ -1,4 +1,6 @@
 #include <ostra/scheduler/ScheduleRunner.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 #include <tests/ostra/scheduler/TimeZone.h>
 #include <tests/support/CapturedMessageBoxes.h>
@@ -53,6 +55,7 @@ TEST_F(ScheduledJobs, DoNothingForACommandThatIsNone) {
         EXPECT_TRUE(Changes().empty()) << command;
     }
     EXPECT_EQ(1, ScheduleRunner(L"Test", L"Online Alpha", 60).Run(nullptr, 0));
+    EXPECT_EQ(platform::error::InvalidParameter, GetLastError());
     EXPECT_EQ(1u, StateOf(L"Alpha"));
     Run(L"Online Nowhere At All", L"Online Nowhere At All");
     EXPECT_EQ(1, ScheduleRunner(L"Elsewhere", L"Online Alpha", 60).Run(0));

@@ -1,6 +1,8 @@
 #include <ostra/scheduler/ScheduleTable.h>
 #include <ostra/scheduler/TreeNode.h>
 #include <platform/base/clock.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <platform/framework/CArchive.h>
 #include <tests/ostra/scheduler/TimeZone.h>
 #include <tests/support/CapturedOutput.h>
@@ -11,7 +13,6 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
-#include <random>
 #include <tuple>
 
 using tests::TimeZone;
@@ -117,27 +118,6 @@ TEST_F(ScheduleEntries, AreComparedByTheirJobAloneAndKeepTheirNumbers) {
     EXPECT_EQ(L"1970 January 01 Thursday 00 01 00:Move G:C:0", second.Info());
 }
 
-TEST_F(ScheduleTables, SortExactlyAsExchangingTheirEntriesDoes) {
-    std::mt19937 random(1);
-    std::vector<ScheduleEntry*> entries;
-    while (entries.size() < 200) entries.push_back(Make(L"", 0));
-    for (int round = 0; round < 4000; ++round) {
-        const auto kinds = 2 + random() % 5;
-        std::vector<ScheduleEntry*> expected(entries.begin(),
-                                             round < 10 ? entries.end() : entries.begin() + random() % 9);
-        table.RemoveAll();
-        for (ScheduleEntry* entry : expected) {
-            entry->Set(L"", static_cast<TimeValue>(random() % kinds) - 1);
-            table.CArray<ScheduleEntry*>::Add(entry);
-        }
-        for (std::size_t i = 0; i < expected.size(); ++i)
-            for (std::size_t j = i + 1; j < expected.size(); ++j)
-                if (expected[j]->ScheduleTime() < expected[i]->ScheduleTime()) std::swap(expected[i], expected[j]);
-        EXPECT_EQ(1, table.Sort());
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), table.begin(), table.end())) << round;
-    }
-}
-
 TEST_F(ScheduleTables, KeepTheirTextInStepWithWhatIsAddedAndRemoved) {
     const std::wstring text =
         L"A,Move G,10:00 x 5,x March 2030\nB,Online G,9:00 x 5,x March 2030\nA,Move I,1:1 x 5,x March 2030\n";
@@ -156,15 +136,18 @@ TEST_F(ScheduleTables, KeepTheirTextInStepWithWhatIsAddedAndRemoved) {
     EXPECT_EQ(3, table.Add(nullptr));
 }
 
-TEST_F(ScheduleTables, TellOfJobsThatNoLineCanHoldByHarmlessOnes) {
+TEST_F(ScheduleTables, AreStoredWithoutTheJobsOfWhichNoLineCanTell) {
+    AddAandB();
+    const std::wstring text = table.PersistentData();
     const std::pair<const wchar_t*, const wchar_t*> jobs[] = {
         {L"", L"Online G"}, {L"C", L""}, {L"A,B", L"Move G"}, {L"C", L"Move A,0:0 x 1,x May 2030"}, {L"C", L"Move\nG"}};
-    for (const auto& [cluster, command] : jobs) table.Add(Make(command, latest, cluster));
-    ScheduleTable read;
-    read.SetPersistence(table.PersistentData());
-    TakeOver(read);
-    EXPECT_EQ(L";;;;;", Commands(read));
-    for (const ScheduleEntry* entry : read) EXPECT_EQ(earliest, entry->ScheduleTime());
+    for (const auto& [cluster, command] : jobs) {
+        SetLastError(0);
+        table.Add(Make(command, latest, cluster));
+        EXPECT_EQ(platform::error::InvalidData, GetLastError()) << command;
+    }
+    EXPECT_EQ(7u, table.Persist());
+    EXPECT_EQ(text, table.PersistentData());
 }
 
 TEST_F(ScheduleTables, RemoveAndDeleteEveryEntryEqualToAGivenOne) {
@@ -198,7 +181,7 @@ TEST_F(ScheduleTables, DropWhatIsOverdueAndTellOfEachWalk) {
     EXPECT_EQ(text, table.PersistentData());
 }
 
-TEST_F(ScheduleTables, KeepTheFirstOfEqualEntriesInSortedOrder) {
+TEST_F(ScheduleTables, SortByExchangingAndKeepTheFirstOfEqualEntries) {
     ScheduleEntry* first = Make(L"A", 120);
     for (ScheduleEntry* entry : {first, Make(L"B", 120), Make(L"A", 120), Make(L"A", 120, L"D"), Make(L"A", 60)})
         table.Add(entry);
@@ -297,6 +280,7 @@ TEST_F(TimeTrees, HoldJobsUnderTheMinuteOfExactlyTheirTimeInTheTablesOrder) {
     tree.RemoveAll();
     for (const ScheduleTable* jobs : {&table, static_cast<ScheduleTable*>(nullptr)}) tree.InsertJobEntries(jobs);
     EXPECT_EQ(L"", Outline() + tree[0] + tree[-1]);
+    EXPECT_EQ(platform::error::InvalidParameter, GetLastError());
     EXPECT_EQ(-1, tree.TreeNodeLevel(0));
 }
 
