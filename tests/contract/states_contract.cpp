@@ -2,6 +2,7 @@
 #include <platform/base/registry_types.h>
 #include <platform/store/Database.h>
 #include <tests/contract/ClusterServiceContract.h>
+#include <tests/support/FakeClock.h>
 
 #include <gtest/gtest.h>
 
@@ -301,4 +302,50 @@ TEST_P(ClusterServiceContract, AnOnlineAddressHasAMaskAndANetworkThatCanBe) {
     EXPECT_EQ(0U, Service().OfflineResource(address));
     EXPECT_EQ(0U, Admin().RemoveNetwork(network));
     EXPECT_EQ(error::InvalidParameter, Service().OnlineResource(address));
+}
+
+TEST_P(ClusterServiceContract, AFailedResourceIsRestartedThenFailsOverThenStaysFailed) {
+    tests::FakeClock clock;
+    const ObjectId group = MakeGroup(L"Files");
+    const ObjectId disk = MakeResource(group, L"Disk");
+    const ObjectId share = MakeResource(group, L"Share", {disk});
+    EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
+    const auto setRestarts = [&](DWORD action) {
+        EXPECT_EQ(0U, Set(disk, CLUSCTL_SET_COMMON_PROPERTIES,
+                          {{L"RestartAction", action}, {L"RestartThreshold", 2U}, {L"RestartPeriod", 60'000U}}));
+    };
+    EXPECT_EQ(0U, Set(group, CLUSCTL_SET_COMMON_PROPERTIES, {{L"FailoverThreshold", 1U}, {L"FailoverPeriod", 1U}}));
+    const auto fail = [&](int times, const wchar_t* node, DWORD state, const std::wstring& reason) {
+        const std::int64_t mark = LastChange();
+        for (int time = 0; time < times; ++time) EXPECT_EQ(0U, Admin().FailResource(disk));
+        EXPECT_EQ(node, OwnerOf(group)) << ToUtf8(reason);
+        EXPECT_EQ((Numbers{state, state == online ? online : offline}), StatesOf({disk, share})) << ToUtf8(reason);
+        std::wstring details;
+        for (const ClusterChange& change : ChangesAfter(mark)) details += change.detail + L"\n";
+        EXPECT_NE(std::wstring::npos, details.find(reason)) << ToUtf8(reason + L" in " + details);
+    };
+    setRestarts(2);
+    fail(2, L"N1", online, L"restart 2 of 2");
+    fail(1, L"N2", online, L"failover 1 of 1");
+    fail(2, L"N2", online, L"restart 2 of 2");
+    fail(1, L"N2", ClusterResourceFailed, L"used up");
+    EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
+    fail(1, L"N2", ClusterResourceFailed, L"used up");
+    clock.Advance(60);
+    EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
+    fail(1, L"N2", online, L"restart 1 of 2");
+    clock.Advance(3'540);
+    fail(2, L"N2", online, L"restart 2 of 2");
+    for (const wchar_t* node : {L"N1", L"N3"}) EXPECT_EQ(0U, Service().PauseNode(Node(node)));
+    fail(1, L"N2", ClusterResourceFailed, L"no other node");
+    EXPECT_EQ(0U, Service().ResumeNode(Node(L"N3")));
+    EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
+    fail(1, L"N3", online, L"failover 1 of 1");
+    setRestarts(1);
+    fail(3, L"N3", ClusterResourceFailed, L"used up");
+    clock.Set(0);
+    EXPECT_EQ(0U, Service().OnlineGroup(group, {}));
+    fail(1, L"N3", online, L"restart 1 of 2");
+    setRestarts(0);
+    fail(1, L"N3", ClusterResourceFailed, L"online -> failed on N3");
 }

@@ -247,6 +247,15 @@ TEST_F(AClusterFile, LeavesDownWhatCannotComeUpAfterAFailover) {
     EXPECT_EQ(ClusterGroupFailed, StateOf(L"G1"));
 }
 
+TEST_F(AClusterFile, CountsFailuresOnInEveryProcess) {
+    EXPECT_EQ(0u, Set(Resource(L"R3"), CLUSCTL_SET_COMMON_PROPERTIES, {{L"RestartAction", 1u}}));
+    for (const DWORD state : {2u, 2u, 2u, 4u}) {
+        service = OpenAnother();
+        EXPECT_EQ(0u, Administration().FailResource(Resource(L"R3")));
+        EXPECT_EQ(state, StateOf(L"R3"));
+    }
+}
+
 TEST_F(AClusterFile, IsRefusedBesideWhatIsNoFile) {
     service.reset();
     for (const char* const ending : {"-wal", "-shm", "-journal", ".lock"}) {
