@@ -245,8 +245,9 @@ TEST_F(ANamedPipe, TurnsAnotherUserAway) {
     EXPECT_FALSE(ConnectNamedPipe(server, &record));
     // As if somebody had opened the directories to everybody: to look for a socket, and later to make one.
     const auto open = [&](std::filesystem::perms permissions) {
-        for (const std::filesystem::path& path : {std::filesystem::path(_home.Path()), std::filesystem::path(Folder())})
-            std::filesystem::permissions(path, permissions);
+        for (const std::filesystem::path& directory :
+             {std::filesystem::path(_home.Path()), std::filesystem::path(Folder())})
+            std::filesystem::permissions(directory, permissions);
     };
     open(std::filesystem::perms{0711});
     std::filesystem::permissions(Files()[0], std::filesystem::perms::all);
