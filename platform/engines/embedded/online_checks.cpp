@@ -44,7 +44,7 @@ DWORD ReadText(ClusterStore& store, const ResourceRecord& resource, const wchar_
 }
 
 DWORD Refuse(DWORD code, const wchar_t* words, const std::wstring& what) {
-    return Fail(code, words, what.empty() ? "nothing" : ToUtf8(what));
+    return Fail(code, words, ToUtf8(what));
 }
 
 DWORD ReadAddress(ClusterStore& store, const ResourceRecord& resource, std::wstring& thing) {
@@ -62,6 +62,7 @@ DWORD CheckAddress(ClusterStore& store, const ResourceRecord& resource) {
     if (const DWORD code = ReadText(store, resource, L"Address", address)) return code;
     if (const DWORD code = ReadText(store, resource, L"SubnetMask", mask)) return code;
     if (const DWORD code = ReadText(store, resource, L"Network", network)) return code;
+    if (address.empty()) return Refuse(error::InvalidParameter, L"It has no address.", {});
     if (!ParseAddress(address)) return Refuse(error::InvalidParameter, L"Its address, %1, is none.", address);
     const std::optional<DWORD> number = ParseAddress(mask);
     if (!mask.empty() && !(number && IsMask(*number)))
@@ -82,8 +83,8 @@ DWORD CheckDisk(ClusterStore& store, const ResourceRecord& resource) {
     DWORD signature = 0;
     if (const DWORD code = ReadSignature(store, resource, signature)) return code;
     if (store.Model().DiskOf(signature)) return error::Success;
-    return Refuse(error::ResourceNotAvailable, L"No disk of the cluster has its signature, %1.",
-                  signature ? std::to_wstring(signature) : std::wstring());
+    const wchar_t* const words = signature ? L"No disk of the cluster has its signature, %1." : L"It names no disk.";
+    return Refuse(error::ResourceNotAvailable, words, std::to_wstring(signature));
 }
 
 DWORD ReadNetworkName(ClusterStore& store, const ResourceRecord& resource, std::wstring& thing) {
