@@ -12,8 +12,8 @@ namespace platform {
 PLATFORM_API std::string StateDirectory();
 
 /// Creates a directory below the state directory (and the state directory itself), mode 0700, and returns its path;
-/// empty when it cannot be made, or StateDirectoryFault has an answer. `name` is one of ours, never user input. What was
-/// created is on disk.
+/// empty when it cannot be made, or StateDirectoryFault has an answer. `name` is one of ours, never user input. What
+/// was created is on disk.
 PLATFORM_API std::string EnsureStateDirectory(const std::string& name = {});
 
 /// What keeps this user from the state directory, or from that directory in it, in words for a person: it cannot be

@@ -175,8 +175,8 @@ public:
     virtual DWORD RootKey(ClusterKeyId& key) = 0;
     /// The key of a group or a resource (87 for other kinds). It stays the same key through a rename and is deleted
     /// with its object. 5 for changing or deleting a value that the engine itself keeps there, such as "Name", and for
-    /// making keys beside those of objects. A resource's private properties are the values of its subkey "Parameters": texts (types 1 and
-    /// 2) and numbers (type 4); values of other types are no properties.
+    /// making keys beside those of objects. A resource's private properties are the values of its subkey "Parameters":
+    /// texts (types 1 and 2) and numbers (type 4); values of other types are no properties.
     virtual DWORD ObjectKey(ObjectId object, ClusterKeyId& key) = 0;
     /// `path` is one name or several joined by backslashes; an empty one is the parent itself. 2 without such a key, 87
     /// for a name that cannot be one.
