@@ -15,6 +15,7 @@ inline constexpr DWORD InvalidData = 13;
 inline constexpr DWORD NotReady = 21;
 inline constexpr DWORD GeneralFailure = 31;
 inline constexpr DWORD NotSupported = 50;
+inline constexpr DWORD DuplicateName = 52;
 inline constexpr DWORD BadNetworkPath = 53;
 inline constexpr DWORD FileExists = 80;
 inline constexpr DWORD InvalidParameter = 87;
@@ -95,5 +96,10 @@ inline constexpr DWORD ClusterNodeNotPaused = 5058;
 inline constexpr DWORD ClusterNodePaused = 5070;
 inline constexpr DWORD NodeCannotHostResource = 5071;
 inline constexpr DWORD ResourceTypeNotFound = 5078;
+
+// This product's own: no code of the system has bit 29.
+
+/// A change whose commit could not be confirmed: it may be there, whole, or not at all. Only looking tells.
+inline constexpr DWORD OutcomeUnknown = 0x20000001;
 
 }  // namespace platform::error

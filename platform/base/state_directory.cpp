@@ -1,6 +1,7 @@
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <system_error>
 
 namespace platform {
 
@@ -40,28 +42,57 @@ std::string ChosenDirectory() {
     return (states.starts_with('/') ? states : HomeDirectory() + "/.local/state") + "/ostra";
 }
 
-/// Whether a path is a directory of this user's, reached through no symbolic link that another user could turn.
-bool IsOwnDirectory(const std::string& path) {
+std::string Unreadable(const std::string& path, int number) {
+    return "\"" + path + "\" cannot be read: " + std::generic_category().message(number) + ".";
+}
+
+/// What is wrong with a directory that should be this user's alone, reached through no symbolic link that another user
+/// could turn. Empty when nothing is, or there is none.
+std::string FaultOf(const std::string& path) {
     struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0) return false;
+    if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? std::string() : Unreadable(path, errno);
     if (S_ISLNK(status.st_mode)) {
-        if (status.st_uid != geteuid() && status.st_uid != 0) return false;
-        if (stat(path.c_str(), &status) != 0) return false;
+        const bool isTrusted = status.st_uid == geteuid() || status.st_uid == 0;
+        if (!isTrusted) return "\"" + path + "\" is a symbolic link of another user's.";
+        if (stat(path.c_str(), &status) != 0) return Unreadable(path, errno);
     }
-    return S_ISDIR(status.st_mode) && status.st_uid == geteuid();
+    if (!S_ISDIR(status.st_mode)) return "\"" + path + "\" is no directory.";
+    if (status.st_uid != geteuid()) return "\"" + path + "\" belongs to another user.";
+    if (status.st_mode & (S_IWGRP | S_IWOTH))
+        return "\"" + path + "\" can be written by other users. Forbid that with: chmod go-w '" + path + "'";
+    if (faccessat(AT_FDCWD, path.c_str(), R_OK | X_OK, AT_EACCESS) != 0) return Unreadable(path, errno);
+    return {};
+}
+
+bool Exists(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+// A directory that was made but not written into the one above could be gone after a power cut, with all in it.
+bool SyncParent(const std::string& path) {
+    const std::string parent = path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+    const int descriptor = open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) return errno == EACCES;  // a directory above that may be passed through only
+    const bool isSynced = fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;
+    close(descriptor);
+    return isSynced;
 }
 
 bool MakeDirectories(const std::string& path) {
     for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
         const std::string level = path.substr(0, slash);
-        struct stat status = {};
-        if (mkdir(level.c_str(), 0700) != 0 && stat(level.c_str(), &status) != 0) return false;
+        if (mkdir(level.c_str(), 0700) == 0) {
+            if (!SyncParent(level)) return false;
+        } else if (!Exists(level)) {
+            return false;
+        }
         if (slash == std::string::npos) return true;
     }
 }
 
 bool EnsureOwnDirectory(const std::string& path) {
-    return IsOwnDirectory(path) || (MakeDirectories(path) && IsOwnDirectory(path));
+    return (Exists(path) || MakeDirectories(path)) && FaultOf(path).empty();
 }
 
 }  // namespace
@@ -78,6 +109,12 @@ std::string EnsureStateDirectory(const std::string& name) {
     if (name.empty()) return root;
     const std::string path = root + "/" + name;
     return EnsureOwnDirectory(path) ? path : std::string();
+}
+
+std::wstring StateDirectoryFault(const std::string& name) {
+    const std::string root = StateDirectory();
+    const std::string fault = FaultOf(root);
+    return FromUtf8(!fault.empty() || name.empty() ? fault : FaultOf(root + "/" + name));
 }
 
 bool IsSafeFileName(const std::wstring& name) {

@@ -194,6 +194,20 @@ bool IsControl(wchar_t character) {
     return code < 0x20 || (code >= 0x7F && code < 0xA0);
 }
 
+bool IsNameCharacter(wchar_t character) {
+    static constexpr std::pair<std::uint32_t, std::uint32_t> refused[] = {
+        {0xAD, 0xAD},                                            // soft hyphen
+        {0x61C, 0x61C},     {0x180E, 0x180E}, {0x200B, 0x200B},  // marks without a width
+        {0x200E, 0x200F},   {0x2028, 0x202E}, {0x2060, 0x206F},  // separators, directions, operators
+        {0xFDD0, 0xFDEF},   {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFF},  // no characters, byte order, replacement
+        {0xE0000, 0xE0FFF},                                      // tags
+    };
+    const auto code = static_cast<std::uint32_t>(character);
+    return IsCharacter(character) && !IsControl(character) && (code & 0xFFFE) != 0xFFFE &&
+           std::ranges::none_of(refused,
+                                [&](const auto& range) { return code >= range.first && code <= range.second; });
+}
+
 std::string ToUtf8(std::wstring_view text) {
     std::string bytes;
     bytes.reserve(text.size());

@@ -21,6 +21,10 @@ PLATFORM_API bool IsCharacter(wchar_t value);
 
 PLATFORM_API bool IsControl(wchar_t character);
 
+/// Whether a new name may hold a character: none that is invisible, turns the direction of the text around it, or
+/// stands for what could not be read (U+FFFD). Joiners may stand, which some scripts need.
+PLATFORM_API bool IsNameCharacter(wchar_t character);
+
 /// Number of UTF-16 units of a text, surrogate pairs counting two; no terminating null is counted.
 PLATFORM_API std::size_t Utf16Length(std::wstring_view text);
 

@@ -57,6 +57,7 @@ public:
     /// Adds a network, up, and to it one interface for each node; nodes that are added later get theirs. 87 for an
     /// address or a mask that is none, or a role above 3.
     virtual DWORD AddNetwork(const NetworkDescription& network) = 0;
+    /// With its interfaces. 5019 while an online IP address is on it.
     virtual DWORD RemoveNetwork(ObjectId network) = 0;
     /// 5010 for a signature that another disk has.
     virtual DWORD AddDisk(const SharedDisk& disk) = 0;
@@ -67,8 +68,13 @@ public:
     virtual DWORD TakeNodeDown(ObjectId node) = 0;
     /// The node answers again, not paused; groups that stayed with it stay offline. 5056 when it is up already.
     virtual DWORD BringNodeUp(ObjectId node) = 0;
-    /// The resource fails, and with it, in a chain, what depends on it is taken offline. 5004 unless it is online.
-    /// Bringing it online, or taking it offline, ends the failure.
+    /// The resource fails, and what depends on it goes offline; 5004 unless it is online. What follows is done at once
+    /// and stands in the change list with its reason. By the resource's common property "RestartAction": 0 (standard)
+    /// it stays failed; 1 and 2 it is restarted on its node, with what depended on it, up to "RestartThreshold" times
+    /// within "RestartPeriod" milliseconds; with 2 its group then fails over to another node, up to "FailoverThreshold"
+    /// times within the group's "FailoverPeriod" hours; else it stays failed. A period begins with its first attempt.
+    /// After a failover all the group's resources have all their restarts. Bringing a failed resource online, or taking
+    /// it offline, ends the failure.
     virtual DWORD FailResource(ObjectId resource) = 0;
     /// Sets a network's or an interface's state, as a broken cable would.
     virtual DWORD SetNetworkState(ObjectId network, DWORD state) = 0;

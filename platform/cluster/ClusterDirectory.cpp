@@ -2,9 +2,12 @@
 
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
+#include <platform/cluster/ClusterAdministration.h>
 #include <platform/cluster/ClusterFolder.h>
 #include <platform/cluster/cluster_engines.h>
 #include <platform/store/failures.h>
+#include <platform/system/event_log.h>
+#include <platform/system/hosts.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -92,6 +95,16 @@ DWORD DefaultName(std::wstring& name) {
     return error::Success;
 }
 
+// Nothing else is left that could tell of it.
+void ReportDeletion(const std::wstring& name) {
+    std::wstring text = L"Cluster " + name + L" was deleted by " + LocalUserName();
+    if (const std::wstring command = ChangeCommand(); !command.empty()) text += L": " + command;
+    const HEVENTSOURCE source = RegisterEventSourceW(nullptr, L"Ostra");
+    const wchar_t* const strings[] = {text.c_str()};
+    if (source) ReportEventW(source, EVENTLOG_INFORMATION_TYPE, 0, 0, nullptr, 1, 0, strings, nullptr);
+    if (source) DeregisterEventSource(source);
+}
+
 }  // namespace
 
 std::shared_ptr<ClusterService> ClusterDirectory::Register(const std::wstring& name,
@@ -128,20 +141,28 @@ StringArray ClusterDirectory::Names() {
 }
 
 DWORD ClusterDirectory::Create(const std::wstring& name, const std::wstring& engine,
-                               std::shared_ptr<ClusterService>& service) {
-    if (!IsClusterName(name)) return error::InvalidName;
+                               std::shared_ptr<ClusterService>& service,
+                               const std::function<DWORD(ClusterService& made)>& fill) {
+    if (!IsNewClusterName(name)) return error::InvalidName;
     if (FindRegistered(name)) return error::AlreadyExists;
     ClusterEngine* maker = FindClusterEngine(engine);
     if (!maker) return error::NotSupported;
     const DWORD code = MakeClusterFolder(name, engine, [&](const std::string& directory) {
         std::shared_ptr<ClusterService> unnamed;  // closed before the folder moves to its name
-        return maker->Create(directory, name, unnamed);
+        const DWORD failed = maker->Create(directory, name, unnamed);
+        return failed == error::Success && fill ? fill(*unnamed) : failed;
     });
-    return code == error::Success ? ResolveFolder(name, service) : code;
+    if (code != error::Success) return code;
+    if (const DWORD failed = ResolveFolder(name, service))
+        return Fail(error::OutcomeUnknown, L"Cluster \"%1\" was made, but cannot be opened: code %2.", ToUtf8(name),
+                    std::to_string(failed));
+    return error::Success;
 }
 
 DWORD ClusterDirectory::Delete(const std::wstring& name) {
-    return RemoveClusterFolder(name);
+    const DWORD code = RemoveClusterFolder(name);
+    if (code == error::Success) ReportDeletion(name);
+    return code;
 }
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include <platform/base/types.h>
 #include <platform/cluster/ClusterService.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,13 +44,15 @@ public:
     /// The names of all clusters, registered and in folders, in name order.
     static StringArray Names();
 
-    /// Makes a new, empty cluster and opens it. 183 when there is one of that name, 123 for a name that cannot be one
-    /// (more than 60 characters, a dot in front, or no file name), 50 without such an engine. It is there whole or not
-    /// at all.
-    static DWORD Create(const std::wstring& name, const std::wstring& engine, std::shared_ptr<ClusterService>& service);
+    /// Makes a new cluster and opens it. `fill`, unless it is empty, gives it what it is to have before it appears
+    /// under its name; it must not keep the service. 183 when there is one of that name, 123 for a name that cannot be
+    /// one (more than 60 characters, a dot in front, or no file name), 50 without such an engine, the code of `fill`.
+    /// It is there whole and filled or not at all; OutcomeUnknown when it is there and cannot be opened.
+    static DWORD Create(const std::wstring& name, const std::wstring& engine, std::shared_ptr<ClusterService>& service,
+                        const std::function<DWORD(ClusterService& made)>& fill = {});
 
-    /// Deletes a cluster's folder with all it holds. 2 when there is none. Services that are still open answer with
-    /// errors afterwards.
+    /// Deletes a cluster's folder with all it holds, and reports to the event log who did. 2 when there is none.
+    /// Services that are still open answer with errors afterwards.
     static DWORD Delete(const std::wstring& name);
 };
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
@@ -62,8 +63,11 @@ class ClustersLock {
 public:
     /// Waits for others, up to a bound.
     static DWORD Take(const std::string& clusters, std::optional<ClustersLock>& lock) {
-        Descriptor file(open((clusters + "/.lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-        if (!file) return CodeOfErrno(errno);
+        const std::string path = clusters + "/.lock";
+        Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+        struct stat status = {};
+        if (!file || fstat(file.Number(), &status) != 0) return FailErrno(errno, L"\"%1\" cannot be opened: %2.", path);
+        if (!S_ISREG(status.st_mode)) return Fail(error::AccessDenied, L"\"%1\" is no regular file.", path);
         for (int attempt = 0; flock(file.Number(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
             if (errno != EWOULDBLOCK && errno != EINTR) return CodeOfErrno(errno);
             if (attempt == attempts) return error::Timeout;
@@ -106,7 +110,11 @@ void RemoveLeftovers(const std::string& clusters) {
 /// The clusters' directory, made when missing, with its lock and without what a crash has left in it.
 DWORD Enter(std::string& clusters, std::optional<ClustersLock>& lock) {
     clusters = EnsureStateDirectory("clusters");
-    if (clusters.empty()) return error::AccessDenied;
+    if (clusters.empty()) {
+        const std::wstring fault = StateDirectoryFault("clusters");
+        const std::wstring words = L"\"" + FromUtf8(ClustersDirectory()) + L"\" cannot be made.";
+        return Fail(error::AccessDenied, L"%1", ToUtf8(fault.empty() ? words : fault));
+    }
     if (const DWORD code = ClustersLock::Take(clusters, lock)) return code;
     RemoveLeftovers(clusters);
     return error::Success;
@@ -186,17 +194,24 @@ DWORD WriteDescription(const std::string& directory, const std::wstring& name, c
     return fsync(file.Number()) == 0 ? error::Success : CodeOfErrno(errno);
 }
 
-/// Moves a folder to the name under which it is found, and to no name that is taken.
+/// Moves a folder to the name under which it is found, and to no name that is taken. After a failure it is where it
+/// was.
 DWORD Publish(const std::string& from, const std::string& to, const std::string& clusters) {
     if (!Sync(from)) return error::GeneralFailure;
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) return CodeOfErrno(errno);
-    return Sync(clusters) ? error::Success : error::GeneralFailure;
+    if (Sync(clusters)) return error::Success;
+    rename(to.c_str(), from.c_str());
+    return error::GeneralFailure;
 }
 
 }  // namespace
 
 bool IsClusterName(const std::wstring& name) {
     return IsSafeFileName(name) && name.size() <= longestName && name.front() != L'.' && FromUtf8(ToUtf8(name)) == name;
+}
+
+bool IsNewClusterName(const std::wstring& name) {
+    return IsClusterName(name) && std::ranges::all_of(name, IsNameCharacter);
 }
 
 StringArray ClusterFolderNames() {
@@ -209,6 +224,8 @@ StringArray ClusterFolderNames() {
 }
 
 DWORD FindClusterFolder(const std::wstring& name, ClusterFolder& folder) {
+    const std::wstring fault = StateDirectoryFault("clusters");
+    if (!fault.empty()) return Fail(error::AccessDenied, L"%1", ToUtf8(fault));
     folder.path = PathOf(name);
     if (folder.path.empty()) return error::FileNotFound;
     std::string text;

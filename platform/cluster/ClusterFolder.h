@@ -28,11 +28,14 @@ struct ClusterFolder {
 
 /// Whether a cluster can have that name: that of a file which is not hidden, of at most 60 characters.
 bool IsClusterName(const std::wstring& name);
+/// The same for a name that is given now: of characters that people see and tell apart.
+bool IsNewClusterName(const std::wstring& name);
 
 /// The names of all folders with a `cluster.json`, in no order.
 StringArray ClusterFolderNames();
 
-/// The folder of a cluster. FileNotFound without one, AccessDenied for another user's, FileCorrupt for a `cluster.json`
+/// The folder of a cluster. FileNotFound without one, AccessDenied for another user's and for a state directory that
+/// cannot be used, FileCorrupt for a `cluster.json`
 /// that is none, NotSupported for one of a later format.
 DWORD FindClusterFolder(const std::wstring& name, ClusterFolder& folder);
 

@@ -91,6 +91,8 @@ public:
 
     /// A new group: offline, without resources and preferred owners, on the first node that is up and not paused
     /// (5005).
+    /// A name is 1 to 199 characters that people see and tell apart (IsNameCharacter); 123 for any other, here and
+    /// wherever a name is given.
     virtual DWORD CreateGroup(const std::wstring& name, ObjectId& created) = 0;
     /// A new resource: offline, in `group`, every node a possible owner. `flags` must be 0 (87); 5078 without such a
     /// type. Names of resources are unique in the cluster.
@@ -113,8 +115,15 @@ public:
     /// have it. What was online is online afterwards.
     virtual DWORD MoveGroup(ObjectId group, std::optional<ObjectId> node) = 0;
     /// Brings a resource online on its group's node, and before it what it depends on. 5005 when none of its possible
-    /// owners is up, 5050 when its group's node is down, 5071 when that node is none of them, 5057 for an IP address
-    /// ("Address") that another online resource holds, 5006 for a disk ("Signature") that no node reports.
+    /// owners is up, 5050 when its group's node is down, 5071 when that node is none of them; and by its private
+    /// properties:
+    /// - "IP Address": 87 when "Address" is no IPv4 address, "SubnetMask" is given and no mask, or "Network" is given
+    ///   and names no network; 5057 when another online one has the address;
+    /// - "Physical Disk": 5006 when "Signature" is that of no disk, or of one that another online one has;
+    /// - "Network Name": 52 when another online one has that "Name", whatever its case.
+    ///
+    /// What is online stays so: a change to those properties that would give such a code is refused with it, whether
+    /// they are written as properties, as values, or go with their key. Database::LastMessage then names the holder.
     virtual DWORD OnlineResource(ObjectId resource) = 0;
     /// Takes a resource offline, and before it what depends on it.
     virtual DWORD OfflineResource(ObjectId resource) = 0;
@@ -165,8 +174,9 @@ public:
 
     virtual DWORD RootKey(ClusterKeyId& key) = 0;
     /// The key of a group or a resource (87 for other kinds). It stays the same key through a rename and is deleted
-    /// with its object. A resource's private properties are the values of its subkey "Parameters": texts (types 1 and
-    /// 2) and numbers (type 4); values of other types are no properties.
+    /// with its object. 5 for changing or deleting a value that the engine itself keeps there, such as "Name", and for
+    /// making keys beside those of objects. A resource's private properties are the values of its subkey "Parameters":
+    /// texts (types 1 and 2) and numbers (type 4); values of other types are no properties.
     virtual DWORD ObjectKey(ObjectId object, ClusterKeyId& key) = 0;
     /// `path` is one name or several joined by backslashes; an empty one is the parent itself. 2 without such a key, 87
     /// for a name that cannot be one.

@@ -213,7 +213,19 @@ DWORD Database::State::CheckFile(FileStage& stage) const {
         return Fail(error::AccessDenied, L"\"%1\" can be written by other users.", path);
     }
     if (Files().Belongs(status.st_dev, status.st_ino)) return ForkedFailure();
+    if (const DWORD code = CheckCompanions()) return code;
     return CheckHeader(stage);
+}
+
+// Whoever opened a pipe in the place of one of these would wait for its other end.
+DWORD Database::State::CheckCompanions() const {
+    for (const char* const ending : {"-wal", "-shm", "-journal", ".lock"}) {
+        struct stat status {};
+        const std::string companion = path + ending;
+        if (::lstat(companion.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+            return Fail(error::AccessDenied, L"\"%1\" is not a regular file.", companion);
+    }
+    return error::Success;
 }
 
 // Before SQLite sees the file: a file that is not ours must not get a write-ahead log, or lose one.

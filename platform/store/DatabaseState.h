@@ -74,6 +74,7 @@ struct Database::State {
     DWORD OpenInMemory();
     void Close();
     DWORD CheckFile(FileStage& stage) const;
+    DWORD CheckCompanions() const;
     DWORD CheckHeader(FileStage& stage) const;
     DWORD CheckReplacement() const;
     DWORD MakeOrConnect(OpenMode mode);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <platform/base/error_codes.h>
+#include <platform/base/export.h>
 
 #include <string>
 #include <string_view>
@@ -11,7 +12,7 @@ namespace platform {
 
 /// Keeps the code and the words for Database::LastMessage, with `path` in place of "%1" and `detail` in place of "%2",
 /// and returns the code.
-DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail = {});
+PLATFORM_API DWORD Fail(DWORD code, const wchar_t* message, const std::string& path, std::string_view detail = {});
 
 /// The code for an errno value.
 DWORD CodeOfErrno(int number, DWORD otherwise = error::GeneralFailure);

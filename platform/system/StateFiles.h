@@ -2,12 +2,16 @@
 
 #include <platform/base/error_codes.h>
 #include <platform/base/state_directory.h>
+#include <platform/base/text.h>
 #include <platform/store/Database.h>
+#include <platform/store/failures.h>
 #include <platform/system/hosts.h>
 #include <sys/stat.h>
 #include <time.h>
 
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -22,7 +26,8 @@ class StateFiles {
 public:
     explicit StateFiles(const std::string& fileName) : _fileName(std::string("/").append(fileName)) {}
 
-    /// FileNotFound without the file, when it must exist; that costs one look at the file system.
+    /// FileNotFound without the file, when it must exist; that costs one look at the file system. AccessDenied for a
+    /// state directory that cannot be used.
     DWORD Find(const HostPlace& place, OpenMode mode, std::shared_ptr<File>& file) {
         const std::string directory = place.isLocal ? StateDirectory() : place.directory;
         const std::scoped_lock lock(_mutex);
@@ -34,11 +39,15 @@ public:
         const std::string path = directory + _fileName;
         struct stat status {};
         if (mode == OpenMode::MustExist && ::stat(path.c_str(), &status) != 0) {
+            if (errno != ENOENT)
+                return Fail(error::AccessDenied, L"\"%1\" cannot be read: %2.", path, std::strerror(errno));
             _missingFrom = directory;
             _missingSince = CoarseTick();
             return error::FileNotFound;
         }
         _missingSince = 0;
+        const std::wstring fault = place.isLocal ? StateDirectoryFault() : std::wstring();
+        if (!fault.empty()) return Fail(error::AccessDenied, L"%1", ToUtf8(fault));
         std::erase_if(_files, [](const auto& entry) { return entry.second->database->IsStale(); });
         if (mode == OpenMode::CreateIfMissing && place.isLocal && EnsureStateDirectory().empty()) {
             return error::AccessDenied;

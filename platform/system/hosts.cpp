@@ -3,9 +3,11 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <vector>
 
 namespace platform {
 
@@ -50,6 +52,17 @@ const std::wstring& LocalHostName() {
     static const std::wstring& name = *new std::wstring([] {
         char text[256] = {};
         return ::gethostname(text, sizeof text - 1) == 0 ? FromUtf8(text) : std::wstring();
+    }());
+    return name;
+}
+
+const std::wstring& LocalUserName() {
+    static const std::wstring& name = *new std::wstring([] {
+        passwd entry{};
+        passwd* found = nullptr;
+        std::vector<char> buffer(16'384);
+        const bool isKnown = ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found;
+        return isKnown ? FromUtf8(found->pw_name) : std::to_wstring(::geteuid());
     }());
     return name;
 }

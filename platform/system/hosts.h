@@ -19,4 +19,7 @@ DWORD FindHost(const wchar_t* name, HostPlace& place);
 /// The name of this machine.
 const std::wstring& LocalHostName();
 
+/// The name of the user that this process runs as, or the number of one without a name.
+const std::wstring& LocalUserName();
+
 }  // namespace platform

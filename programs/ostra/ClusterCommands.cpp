@@ -1,5 +1,4 @@
 #include <platform/base/error_codes.h>
-#include <platform/base/state_directory.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/cluster/cluster_api.h>
@@ -135,19 +134,6 @@ Hardware HardwareOf(const NewCluster& wish) {
     return hardware;
 }
 
-DWORD Install(platform::ClusterService& service, const Hardware& hardware) {
-    platform::ClusterAdministration& administration = *service.Administration();
-    return service.Transact([&]() -> DWORD {
-        for (const std::wstring& node : hardware.nodes)
-            if (const DWORD code = administration.AddNode(node)) return code;
-        for (const NetworkDescription& network : hardware.networks)
-            if (const DWORD code = administration.AddNetwork(network)) return code;
-        for (const SharedDisk& disk : hardware.disks)
-            if (const DWORD code = administration.AddDisk(disk)) return code;
-        return error::Success;
-    });
-}
-
 std::size_t Count(platform::ClusterService& service, DWORD types) {
     std::unique_ptr<platform::ClusterEnumeration> objects;
     if (service.Enumerate(types, objects)) return 0;
@@ -156,6 +142,21 @@ std::size_t Count(platform::ClusterService& service, DWORD types) {
     std::wstring name;
     while (!objects->Item(static_cast<DWORD>(count), type, name)) ++count;
     return count;
+}
+
+// What has nodes already has them from somebody else, and stays as it is.
+DWORD Install(platform::ClusterService& service, const Hardware& hardware) {
+    platform::ClusterAdministration& administration = *service.Administration();
+    return service.Transact([&]() -> DWORD {
+        if (Count(service, CLUSTER_ENUM_NODE) != 0) return error::Success;
+        for (const std::wstring& node : hardware.nodes)
+            if (const DWORD code = administration.AddNode(node)) return code;
+        for (const NetworkDescription& network : hardware.networks)
+            if (const DWORD code = administration.AddNetwork(network)) return code;
+        for (const SharedDisk& disk : hardware.disks)
+            if (const DWORD code = administration.AddDisk(disk)) return code;
+        return error::Success;
+    });
 }
 
 const std::vector<Column> columns{{"name", "NAME"},           {"nodes", "NODES"},       {"groups", "GROUPS"},
@@ -177,21 +178,15 @@ Json Row(const std::wstring& name) {
 void InstallCluster(Context& context, const NewCluster& wish) {
     const Hardware hardware = HardwareOf(wish);
     const std::string& given = context.options.cluster;
-    const std::wstring name = FromUtf8(given);
-    std::shared_ptr<platform::ClusterService> service;
-    Context::RequireReadableState();
-    if (const DWORD code = context.CreateCluster(name, service)) {
-        const std::string hint = code == error::AccessDenied
-                                     ? " This user must own the state directory, " + platform::StateDirectory() +
-                                           "; OSTRA_HOME names another."
-                                     : "";
-        throw CommandError(ExitCodeOf(code), "Cluster " + given + " was not created: " + CauseText(code) + hint);
-    }
-    if (const DWORD code = Install(*service, hardware)) {
-        service.reset();
-        context.DeleteCluster(name);
-        throw Refusal("Cluster " + given + " was not created: a node, network or disk was refused", code);
-    }
+    DWORD installed = error::Success;
+    const DWORD code = context.CreateCluster(
+        FromUtf8(given), [&](platform::ClusterService& made) { return installed = Install(made, hardware); });
+    if (installed)
+        throw Refusal("Cluster " + given + " was not created: a node, network or disk was refused", installed);
+    if (code == error::OutcomeUnknown)
+        throw CommandError(ExitCode::NotSettled, "Cluster " + given + " may have been created: " + CauseText(code) +
+                                                     " Look with: ostra cluster list");
+    if (code) throw Refusal("Cluster " + given + " was not created", code);
 }
 
 void CreateCluster(Context& context, const NewCluster& wish) {
@@ -200,7 +195,6 @@ void CreateCluster(Context& context, const NewCluster& wish) {
 }
 
 void ListClusters(Context& context) {
-    Context::RequireReadableState();
     Json rows = Json::array();
     for (const std::wstring& name : platform::ClusterDirectory::Names()) rows.push_back(Row(name));
     if (rows.empty()) context.Say("There is no cluster yet. Create one with: ostra cluster create NAME");
@@ -281,6 +275,14 @@ void AddDelete(CLI::App& family, Run& run) {
 
 void CreateDefaultCluster(Context& context) {
     InstallCluster(context, {});
+}
+
+bool CompleteCluster(Context& context) {
+    platform::ClusterService& service = context.Service();
+    if (!service.Administration() || Count(service, CLUSTER_ENUM_NODE) != 0) return false;
+    if (const DWORD code = Install(service, HardwareOf({})))
+        throw Refusal("The cluster has no nodes, and got none", code);
+    return true;
 }
 
 void AddClusterCommands(CLI::App& app, Run& run) {

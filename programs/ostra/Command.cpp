@@ -141,10 +141,19 @@ bool IsJsonWanted(const std::vector<std::string>& arguments) {
     return std::find(arguments.begin(), end, "--json") != end;
 }
 
+// Whatever it stands for would be taken for something else.
+void RequireUtf8(const std::vector<std::string>& arguments) {
+    for (std::size_t index = 0; index < arguments.size(); ++index)
+        if (platform::ToUtf8(platform::FromUtf8(arguments[index])) != arguments[index])
+            throw CommandError(ExitCode::Usage, "Argument " + std::to_string(index + 1) + " is no UTF-8 text");
+}
+
 // Asked for help or for the version, it writes that, and leaves nothing to run.
 void Parse(CLI::App& app, const std::vector<std::string>& arguments, Run& run) {
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        const bool isHelp = app.got_subcommand("help") || app.got_subcommand("completion");
+        if (!isHelp) Context::RequireReadableState();
     } catch (const CLI::Success& request) {
         std::ostringstream text;
         app.exit(request, text, text);
@@ -206,6 +215,7 @@ int RunOstra(const std::vector<std::string>& arguments, const Streams& streams) 
     AddGlobalOptions(app, context);
     AddCommands(app, run);
     try {
+        RequireUtf8(arguments);
         Parse(app, arguments, run);
         platform::SetChangeCommand(Joined(arguments));
         if (context.options.isRehearsal)

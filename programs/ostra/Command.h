@@ -58,6 +58,9 @@ void AddHelpCommands(CLI::App& app, Run& run);
 
 /// Makes the cluster that the context names, as `ostra cluster create` does when it is told no more than the name.
 void CreateDefaultCluster(Context& context);
+/// Gives the cluster that the context means, when it has no nodes, what CreateDefaultCluster would have made. Whether
+/// it had none.
+bool CompleteCluster(Context& context);
 
 /// Runs `ostra` with these arguments (without the program's name) and returns its exit code. Never throws.
 int RunOstra(const std::vector<std::string>& arguments, const Streams& streams);

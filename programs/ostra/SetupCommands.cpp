@@ -9,6 +9,7 @@
 #include <programs/support/Transaction.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 using platform::ToUtf8;
 
@@ -51,17 +52,32 @@ bool CreateFirstCluster(Context& context) {
     return true;
 }
 
+// Of several clusters, none of which is named, none is meant.
+bool IsClusterMeant(const Context& context) {
+    const StringArray names = platform::ClusterDirectory::Names();
+    const char* chosen = std::getenv("OSTRA_CLUSTER");
+    std::string name = context.options.cluster;
+    if (name.empty() && chosen) name = chosen;
+    if (name.empty()) return names.size() == 1;
+    return std::any_of(names.begin(), names.end(), [wanted = platform::FromUtf8(name)](const std::wstring& known) {
+        return platform::EqualIgnoringCase(known, wanted);
+    });
+}
+
 void Setup(Context& context) {
     const std::size_t changes = WriteTree();
     const bool isFirst = CreateFirstCluster(context);
+    const bool isCompleted = !isFirst && IsClusterMeant(context) && CompleteCluster(context);
     const ExpertWizard wizard;
     StringArray templates;
     for (const auto& page : wizard.Pages()) templates.push_back(page->Name());
     context.PrintRecord({{"registryEntriesWritten", changes},
                          {"templates", ToJson(templates)},
                          {"clusters", ToJson(platform::ClusterDirectory::Names())},
-                         {"clusterCreated", isFirst}});
-    if (!changes && !isFirst) return context.Say("Everything was there already; nothing has changed.");
+                         {"clusterCreated", isFirst},
+                         {"clusterCompleted", isCompleted}});
+    if (!changes && !isFirst && !isCompleted) return context.Say("Everything was there already; nothing has changed.");
+    if (isCompleted) context.Say("The cluster had no nodes; now it has nodes, networks and disks.");
     context.Say("Next, make a pool of addresses and a group:");
     context.Say("  ostra pool create Client 10.0.1.11 10.0.1.50");
     context.Say("  ostra group create Sales --template \"File Share\"");
@@ -72,7 +88,7 @@ void Setup(Context& context) {
 void AddSetupCommands(CLI::App& app, Run& run) {
     AddCommand(app, run, "setup",
                "Writes the default group templates, over changed ones too, and creates a first cluster when there is "
-               "none",
+               "none, or completes one without nodes",
                {"setup", "setup --dry-run", "setup --cluster east"}, Effect::Changes, Setup);
 }
 

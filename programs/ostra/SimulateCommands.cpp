@@ -1,4 +1,5 @@
 #include <platform/base/text.h>
+#include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Objects.h>
 
@@ -17,11 +18,40 @@ void SimulateNode(Context& context, const std::string& name, NodeOperation opera
     context.PrintRecord(Summary(FindNode(context, name)));
 }
 
+struct Situation {
+    DWORD state = 0;
+    std::wstring node;
+    std::wstring group;
+};
+
+Situation SituationOf(Context& context, platform::ObjectId id, const std::string& name) {
+    Situation now;
+    if (const DWORD code = context.Service().ResourceState(id, now.state, now.node, now.group))
+        throw Refusal("Resource " + name, code);
+    return now;
+}
+
 void FailResource(Context& context, const std::string& name) {
     Resource& resource = FindResource(context, name);
-    if (const DWORD code = context.Administration().FailResource(IdOf(context, ObjectKind::Resource, resource.Name())))
-        throw Refusal("Resource " + name, code);
-    context.PrintRecord(Summary(resource));
+    const platform::ObjectId id = IdOf(context, ObjectKind::Resource, resource.Name());
+    const std::wstring before = SituationOf(context, id, name).node;
+    if (const DWORD code = context.Administration().FailResource(id)) throw Refusal("Resource " + name, code);
+    const Situation now = SituationOf(context, id, name);
+    const std::string node = platform::ToUtf8(now.node);
+    const char* const outcome = now.node != before                   ? "failed over"
+                                : now.state == ClusterResourceOnline ? "restarted"
+                                                                     : "stays failed";
+    Json record = Summary(resource);
+    record["outcome"] = outcome;
+    record["node"] = node;
+    context.PrintRecord(record);
+    if (now.node != before)
+        context.Say("Its group " + platform::ToUtf8(now.group) + " failed over to " + node + ".");
+    else if (now.state == ClusterResourceOnline)
+        context.Say("It was restarted on " + node + ".");
+    else
+        context.Say(
+            "It stays failed. RestartAction, RestartThreshold and FailoverThreshold say how often it would not.");
 }
 
 }  // namespace
@@ -36,8 +66,8 @@ void AddSimulateCommands(CLI::App& app, Run& run) {
                     [](Context& context, const std::string& name) {
                         SimulateNode(context, name, &platform::ClusterAdministration::BringNodeUp);
                     });
-    AddNamedCommand(*family, run, "fail", "RESOURCE", "A resource fails", {"simulate fail Share"}, Effect::Changes,
-                    FailResource);
+    AddNamedCommand(*family, run, "fail", "RESOURCE", "A resource fails, and is restarted, fails over or stays failed",
+                    {"simulate fail Share"}, Effect::Changes, FailResource);
 }
 
 }  // namespace programs

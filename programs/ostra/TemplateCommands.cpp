@@ -8,6 +8,7 @@
 #include <programs/support/Templates.h>
 #include <programs/support/Transaction.h>
 
+#include <filesystem>
 #include <fstream>
 
 namespace error = platform::error;
@@ -61,6 +62,9 @@ Json ReadDocument(Context& context, const std::string& name) {
     if (name == "-") {
         text = ReadAll(context.Channels().in, name);
     } else {
+        std::error_code ignored;
+        if (!std::filesystem::is_regular_file(name, ignored) && std::filesystem::exists(name, ignored))
+            throw CommandError(ExitCode::Refused, "\"" + name + "\" is no regular file. Use - for standard input.");
         std::ifstream file(name, std::ios::binary);
         if (!file) throw CommandError(ExitCode::NoSuchObject, "There is no file \"" + name + "\" that can be read");
         text = ReadAll(file, name);

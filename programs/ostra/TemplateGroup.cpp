@@ -153,6 +153,7 @@ private:
         RequireNewName();
         ChooseDisk(_context, _answers, _hardware);
         ChooseAddress(_context, _answers, {}, _hardware);
+        _answers.Complete(nameField, _name);  // the library's default could be online once only
         Group& group = CreateGroup();
         const Inventory inventory(_context, group, _page.Name());
         const std::string shortcoming = inventory.Shortcoming(_kinds, _answers, {});
@@ -223,6 +224,7 @@ private:
             return !inventory.Find(field.owner) || _answers.Find(field).has_value();
         };
         if (isOpen(diskField)) ChooseDisk(_context, _answers, _hardware);
+        if (!inventory.Find(nameField.owner)) _answers.Complete(nameField, _name);
         if (!isOpen(networkField) && !isOpen(addressField)) return;
         std::wstring present;
         if (Resource* address = inventory.Find(addressField.owner)) {

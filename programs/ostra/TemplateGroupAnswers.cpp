@@ -30,6 +30,7 @@ std::string HintOf(const ExpertWizardGUIControl& control) {
     if (Is(control, networkField)) return " [the first for clients]";
     if (Is(control, maskField)) return " [that of the network]";
     if (Is(control, addressField)) return " [the next of the network's pool]";
+    if (Is(control, nameField)) return " [the group's name]";
     return {};
 }
 
@@ -97,6 +98,10 @@ std::optional<std::wstring> TemplateGroupAnswers::Find(const TemplateField& fiel
 
 void TemplateGroupAnswers::Replace(const TemplateField& field, const std::wstring& value) {
     if (const std::optional<std::size_t> index = IndexOf(field)) _answers[*index] = value;
+}
+
+void TemplateGroupAnswers::Complete(const TemplateField& field, const std::wstring& value) {
+    if (!Find(field)) Replace(field, value);
 }
 
 // The library's own lists have a fixed place for a few owners, which is not the place of the kind in every template:

@@ -20,6 +20,7 @@ inline constexpr TemplateField diskField{L"Physical Disk", L"Signature"};
 inline constexpr TemplateField networkField{L"IP Address", L"Network"};
 inline constexpr TemplateField maskField{L"IP Address", L"SubnetMask"};
 inline constexpr TemplateField addressField{L"IP Address", L"Address"};
+inline constexpr TemplateField nameField{L"Network Name", L"Name"};
 
 /// The answers to the prompts of one template, which has to live as long. What has no answer is left to the defaults of
 /// its kind of resource.
@@ -40,6 +41,8 @@ public:
     std::optional<std::wstring> Find(const TemplateField& field) const;
     /// Answers in place of whatever the answer was; nothing when the template does not ask for it.
     void Replace(const TemplateField& field, const std::wstring& value);
+    /// Answers what has no answer yet.
+    void Complete(const TemplateField& field, const std::wstring& value);
 
     /// The answers that this kind of resource gets.
     std::vector<Setting> Of(const std::wstring& kind) const;

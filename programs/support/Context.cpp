@@ -10,11 +10,7 @@
 #include <platform/framework/CStatusBar.h>
 #include <programs/support/Transaction.h>
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
 
 namespace error = platform::error;
@@ -62,11 +58,10 @@ Context::~Context() {
 }
 
 void Context::RequireReadableState() {
-    const std::string clusters = platform::StateDirectory() + "/clusters";
-    if (access(clusters.c_str(), R_OK | X_OK) == 0 || errno == ENOENT) return;
-    throw CommandError(ExitCode::Unreachable, "The state directory cannot be read: " + clusters + ": " +
-                                                  std::system_category().message(errno) +
-                                                  ". OSTRA_HOME names another.");
+    const std::wstring fault = platform::StateDirectoryFault("clusters");
+    if (fault.empty()) return;
+    throw CommandError(ExitCode::Unreachable,
+                       "The state directory cannot be used: " + platform::ToUtf8(fault) + " OSTRA_HOME names another.");
 }
 
 std::wstring Context::ClusterName() {
@@ -142,12 +137,15 @@ void Context::ForgetCluster() {
     _service.reset();
 }
 
-DWORD Context::CreateCluster(const std::wstring& name, std::shared_ptr<platform::ClusterService>& service) {
-    if (!options.isRehearsal) return platform::ClusterDirectory::Create(name, L"embedded", service);
+DWORD Context::CreateCluster(const std::wstring& name,
+                             const std::function<DWORD(platform::ClusterService& made)>& fill) {
+    std::shared_ptr<platform::ClusterService> service;
+    if (!options.isRehearsal) return platform::ClusterDirectory::Create(name, L"embedded", service, fill);
     for (const std::wstring& known : platform::ClusterDirectory::Names())
         if (platform::EqualIgnoringCase(known, name)) return error::AlreadyExists;
     if (!platform::IsSafeFileName(name)) return error::InvalidName;
     if (const DWORD code = platform::CreateEmbeddedCluster(name, service)) return code;
+    if (const DWORD code = fill(*service)) return code;
     platform::ClusterDirectory::Register(name, service);
     _rehearsedName = name;
     return error::Success;

@@ -45,7 +45,7 @@ public:
 
     Options options;
 
-    /// Ends the command when this user may not look into the state directory: it would seem to hold no cluster.
+    /// Ends the command when this user cannot use the state directory: it would seem to hold no cluster.
     static void RequireReadableState();
     /// The cluster's name as it will be opened; ends the command when there is none or no telling which.
     std::wstring ClusterName();
@@ -63,8 +63,9 @@ public:
     /// Discovers anew: the object model is read again on the next use.
     void ForgetCluster();
 
-    /// Makes a cluster of the embedded engine, or deletes one; in a rehearsal, for this process only.
-    DWORD CreateCluster(const std::wstring& name, std::shared_ptr<platform::ClusterService>& service);
+    /// Makes a cluster of the embedded engine, which `fill` makes whole, or deletes one; in a rehearsal, for this
+    /// process only.
+    DWORD CreateCluster(const std::wstring& name, const std::function<DWORD(platform::ClusterService& made)>& fill);
     DWORD DeleteCluster(const std::wstring& name);
     bool IsClusterDeleted() const { return _isDeleted; }
 

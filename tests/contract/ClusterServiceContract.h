@@ -4,7 +4,9 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterAdministration.h>
 #include <platform/cluster/ClusterService.h>
+#include <platform/cluster/PropertyList.h>
 #include <platform/cluster/cluster_api.h>
+#include <platform/cluster/control_codes.h>
 #include <tests/support/TemporaryHome.h>
 
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <variant>
 #include <vector>
 
 /// Makes an empty cluster of an engine, for one test; the state directory is the test's own.
@@ -68,6 +71,16 @@ protected:
         EXPECT_EQ(0U, Service().CreateResource(group, name, type, 0, id)) << platform::ToUtf8(name);
         for (const ObjectId need : needs) EXPECT_EQ(0U, Service().AddDependency(id, need));
         return id;
+    }
+
+    /// Writes properties of a resource, as CLUSCTL_SET_COMMON_PROPERTIES or CLUSCTL_SET_PRIVATE_PROPERTIES.
+    DWORD Set(ObjectId object, DWORD function, const std::vector<platform::PropertyValue>& properties) {
+        std::vector<BYTE> output;
+        const DWORD code = static_cast<DWORD>(object.kind) << 24 | function;
+        return Service().Control(object, {}, code, platform::EncodePropertyList(properties), output);
+    }
+    DWORD SetPrivate(ObjectId resource, const std::wstring& name, const std::variant<DWORD, std::wstring>& value) {
+        return Set(resource, CLUSCTL_SET_PRIVATE_PROPERTIES, {{name, value}});
     }
 
     std::wstring NameOf(ObjectId object) {

@@ -33,7 +33,10 @@ TEST_P(ClusterServiceContract, RefusesNamesThatAreNoneOrTaken) {
     const ObjectId other = MakeGroup(L"Mail");
     MakeResource(group, L"Disk");
     ObjectId id;
-    for (const std::wstring& name : {std::wstring(), std::wstring(200, L'x'), std::wstring(L"a\nb")}) {
+    StringArray unfit = {L"", std::wstring(200, L'x'), L"a\nb"};
+    for (const wchar_t unseen : {0x85, 0xAD, 0x61C, 0x200B, 0x202E, 0x2066, 0xD800, 0xFEFF, 0xFFFD, 0xE0041, 0x1FFFF})
+        unfit.push_back(std::wstring(L"a") + unseen);
+    for (const std::wstring& name : unfit) {
         const Numbers answers = {Service().CreateGroup(name, id), Service().RenameGroup(group, name),
                                  Service().CreateResource(group, name, L"Generic Service", 0, id),
                                  Admin().AddNode(name)};

@@ -152,6 +152,22 @@ TEST_P(ClusterServiceContract, PrivatePropertiesAreTheValuesOfTheParametersKey) 
     EXPECT_EQ(2U, getPrivate().size());
 }
 
+TEST_P(ClusterServiceContract, KeepsItsOwnValuesToItself) {
+    const ObjectId group = MakeGroup(L"Files");
+    ClusterKeyId key = 0;
+    DWORD type = 0;
+    Bytes data;
+    for (const ObjectId object : {group, MakeResource(group, L"Share")}) {
+        ASSERT_EQ(0U, Service().ObjectKey(object, key));
+        const std::int64_t mark = LastChange();
+        EXPECT_EQ(0U, Service().SetValue(key, L"Name", REG_SZ, ToUtf16(NameOf(object)))) << "it has that already";
+        EXPECT_EQ(error::AccessDenied, Service().SetValue(key, L"name", REG_SZ, ToUtf16(L"Other")));
+        EXPECT_EQ(error::AccessDenied, Service().DeleteValue(key, L"NAME"));
+        EXPECT_EQ(0U, Service().QueryValue(key, L"Name", type, data));
+        EXPECT_TRUE(data == ToUtf16(NameOf(object)) && mark == LastChange());
+    }
+}
+
 TEST_P(ClusterServiceContract, DescribesUsedAndAvailableDisks) {
     EXPECT_EQ(0U, Admin().AddDisk({0x0A1B2C3D, 0x10, 1, {{L"E:", L"Data", 0x1234}, {L"F:", L"Logs", 0x5678}}}));
     EXPECT_EQ(0U, Admin().AddDisk({0xF0000000, 0x20, 2, {{L"G:", L"Mail", 0x9ABC}}}));

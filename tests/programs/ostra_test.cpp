@@ -82,8 +82,18 @@ TEST_F(OstraCommands, TellsWhatIsAndNotWhatWasAsked) {
     const Outcome outcome = Ostra({"group", "online", "Other"});
     EXPECT_EQ(1, outcome.code);
     EXPECT_NE(std::string::npos, outcome.err.find("code 5057")) << outcome.err;
+    EXPECT_NE(std::string::npos, outcome.err.find("that of resource \"Address\"")) << outcome.err;
+    Do({"resource", "set", "Same", "Address=REG_SZ:10.0.1.31"});
+    Do({"group", "online", "Other"});
+    EXPECT_EQ(1, Ostra({"resource", "set", "Same", "Address=REG_SZ:10.0.1.30"}).code);
 
-    Do({"simulate", "fail", "Share"});
+    Do({"resource", "set", "Share", "RestartAction=REG_DWORD:2", "RestartThreshold=REG_DWORD:1"});
+    EXPECT_EQ("restarted", Read({"simulate", "fail", "Share"})["outcome"]);
+    EXPECT_EQ("failed over", Read({"simulate", "fail", "Share"})["outcome"]);
+    EXPECT_EQ("N2", Read({"group", "move", "Other"})["owner"]);
+    Do({"group", "move", "Files"});
+    Do({"resource", "set", "Share", "RestartAction=REG_DWORD:0"});
+    EXPECT_EQ("stays failed", Read({"simulate", "fail", "Share"})["outcome"]);
     EXPECT_EQ("Resource failed.", Read({"resource", "show", "Share"})["text"]);
     EXPECT_EQ("Resource is online.", Read({"resource", "show", "Address"})["text"]);
     Do({"group", "online", "Files"});
@@ -148,6 +158,8 @@ TEST_F(OstraCommands, AnswersEachMistakeWithItsExitCodeAndWordsAndChangesNothing
         {{"watch", "--count", "-1"}, 2, "--count"},
         {{"help", "nothing"}, 2, "exit-codes"},
         {{}, 2, "one of these commands: setup, cluster"},
+        {{"group", "create", "a\xFF"}, 2, "no UTF-8"},
+        {{"group", "create", "a\xED\xA0\x80"}, 2, "no UTF-8"},
     };
     for (const Refused& row : table) {
         const Outcome outcome = Ostra(row.arguments);
@@ -161,6 +173,7 @@ TEST_F(OstraCommands, AnswersEachMistakeWithItsExitCodeAndWordsAndChangesNothing
         EXPECT_EQ("", outcome.out + json.out) << row.saying;
     }
     EXPECT_EQ(before, Everything());
+    EXPECT_NE(std::string::npos, Ostra({"group", "create", "a\u202E"}).err.find("code 123"));
     EXPECT_EQ(1, Ostra({"cluster", "delete", "demo", "--yes"}).code) << "groups are online";
     EXPECT_EQ(1, Ostra({"cluster", "delete", "demo", "--force"}, "n\n").code);
     EXPECT_EQ(0, Ostra({"cluster", "delete", "demo", "--force"}, "y\n").code);
@@ -270,7 +283,20 @@ TEST_F(OstraCommands, NamesAClusterThatCannotBeReached) {
     Do({"cluster", "delete", "demo", "--yes"});
     std::filesystem::remove_all(home.Path() / "clusters");
     std::ofstream(home.Path() / "clusters") << "no directory";
-    EXPECT_NE(std::string::npos, Ostra({"status"}).err.find("The state directory cannot be read"));
+    const auto expectRefusal = [](const char* words) {
+        for (const Words& command :
+             {Words{"status"}, {"events"}, {"template", "list"}, {"cluster", "list"}, {"setup"}}) {
+            const Outcome outcome = Ostra(command);
+            EXPECT_EQ(6, outcome.code) << command[0];
+            EXPECT_NE(std::string::npos, outcome.err.find(words)) << outcome.err;
+        }
+    };
+    expectRefusal("/clusters\" is no directory");
+    std::filesystem::remove(home.Path() / "clusters");
+    std::filesystem::permissions(home.Path(), std::filesystem::perms{0722});
+    expectRefusal("chmod go-w");
+    Do({"help", "environment"});
+    std::filesystem::permissions(home.Path(), std::filesystem::perms{0700});
 }
 
 TEST_F(OstraCommands, KnowsTypesAndPropertiesInAnyCase) {

@@ -64,6 +64,18 @@ TEST_F(OstraTemplates, AreWrittenWithAFirstClusterAndGoOutAndComeBack) {
     EXPECT_EQ(registry, Registry()) << "it came back as it was";
 }
 
+TEST_F(OstraTemplates, AreWrittenBesideAClusterThatGetsTheNodesItLacks) {
+    std::shared_ptr<platform::ClusterService> bare;
+    ASSERT_EQ(0U, platform::ClusterDirectory::Create(L"main", L"embedded", bare));
+    bare.reset();
+    Do({"setup", "--dry-run"});
+    EXPECT_EQ(0U, Read({"node", "list"}).size());
+    EXPECT_EQ(true, Read({"setup"})["clusterCompleted"]);
+    EXPECT_EQ(2U, Read({"node", "list"}).size());
+    EXPECT_EQ(4U, Read({"interface", "list"}).size());
+    EXPECT_EQ(false, Read({"setup"})["clusterCompleted"]);
+}
+
 TEST_F(OstraTemplates, MayBeWrittenByTwoAtOnce) {
     const std::string setup = "'" OSTRA_PROGRAM "' setup >/dev/null";
     EXPECT_EQ(0, std::system((setup + " & " + setup + " && wait $!").c_str()));
@@ -173,6 +185,8 @@ TEST_F(AGroupFromATemplate, HasEveryResourceWithItsParameters) {
     EXPECT_EQ(Json({"10.0.1.11", "10.0.1.13"}), Used());
     Do({"group", "create", "Web", "--template", "IIS Virtual Root", "--address", "10.0.1.77"});
     EXPECT_EQ(2U, Used().size()) << "an address from elsewhere is not the pool's";
+    EXPECT_EQ("SALES", Parameters(name("Network Name"))["Name"]);
+    EXPECT_EQ("Queue", Parameters(Name("Network Name", "Queue", "Print Spooler"))["Name"]) << "the group's";
 }
 
 TEST_F(AGroupFromATemplate, ServesTemplatesOfOnesOwnAndAnswersFromATerminal) {

@@ -51,6 +51,10 @@ bool IsObjectName(std::wstring_view name) {
     return !name.empty() && name.size() <= longestName && std::ranges::all_of(name, isFit);
 }
 
+bool IsNewName(std::wstring_view name) {
+    return IsObjectName(name) && std::ranges::all_of(name, IsNameCharacter);
+}
+
 bool NodeRecord::IsRunning() const {
     return state == ClusterNodeUp || state == ClusterNodePaused;
 }

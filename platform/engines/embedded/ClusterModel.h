@@ -20,6 +20,8 @@ inline constexpr std::size_t longestName = 199;
 
 /// 1 to 199 characters, none of them a control character or no character at all.
 bool IsObjectName(std::wstring_view name);
+/// The same for a name that is given now: of characters that people see and tell apart.
+bool IsNewName(std::wstring_view name);
 
 /// Objects of one kind: by number, which is their order of creation, and by name without regard to case.
 template <typename Record>

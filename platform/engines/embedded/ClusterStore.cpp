@@ -5,9 +5,7 @@
 #include <platform/base/text.h>
 #include <platform/engines/embedded/load_section.h>
 #include <platform/store/failures.h>
-
-#include <pwd.h>
-#include <unistd.h>
+#include <platform/system/hosts.h>
 
 #include <algorithm>
 
@@ -17,21 +15,6 @@ namespace {
 
 constexpr std::int64_t changesKept = 100'000;
 constexpr std::size_t longestChangeText = 8'192;
-
-std::wstring UserName() {
-    passwd entry{};
-    passwd* found = nullptr;
-    std::vector<char> buffer(16'384);
-    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found) {
-        return FromUtf8(found->pw_name);
-    }
-    return std::to_wstring(::geteuid());
-}
-
-const std::wstring& CurrentUser() {
-    static const std::wstring user = UserName();
-    return user;
-}
 
 const wchar_t* const predefinedTypes[] = {L"File Share",       L"Generic Application", L"Generic Service",
                                           L"IIS Virtual Root", L"IP Address",          L"Network Name",
@@ -180,7 +163,7 @@ void ClusterStore::Note(const std::wstring& object, DWORD notification, const st
     const auto cut = [](const std::wstring& text) { return std::wstring_view(text).substr(0, longestChangeText); };
     const std::wstring command = ChangeCommand();
     Run("INSERT INTO changes (time, user, command, object, notification, detail) VALUES (?, ?, ?, ?, ?, ?)",
-        CurrentTime(), CurrentUser(), cut(command), cut(object), notification, cut(detail));
+        CurrentTime(), LocalUserName(), cut(command), cut(object), notification, cut(detail));
     ++_lastChange;
     ++_edits;
 }

@@ -4,6 +4,7 @@
 #include <platform/engines/embedded/EmbeddedClusterService.h>
 #include <platform/engines/embedded/cluster_schema.h>
 #include <platform/engines/embedded/network_addresses.h>
+#include <platform/engines/embedded/online_checks.h>
 #include <platform/engines/embedded/transitions.h>
 
 #include <algorithm>
@@ -30,7 +31,7 @@ std::optional<DWORD> FreeAddress(const ClusterModel& model, const NetworkRecord&
 }
 
 DWORD CheckNetwork(const NetworkDescription& network) {
-    if (!IsObjectName(network.name)) return error::InvalidName;
+    if (!IsNewName(network.name)) return error::InvalidName;
     const std::optional<DWORD> address = ParseAddress(network.address);
     const std::optional<DWORD> mask = ParseAddress(network.mask);
     const bool isFit = address && mask && IsSubnet(*address, *mask) && network.role <= 3 &&
@@ -49,7 +50,7 @@ bool IsPartitionFit(const DiskPartition& partition) {
 DWORD EmbeddedClusterService::AddInterface(RowId node, RowId network) {
     const NetworkRecord& record = *Model().networks.Find(network);
     const std::wstring name = Model().nodes.Find(node)->name + L" - " + record.name;
-    if (!IsObjectName(name)) return error::InvalidName;
+    if (!IsNewName(name)) return error::InvalidName;
     if (Model().interfaces.FindByName(FoldCase(name))) return error::ObjectAlreadyExists;
     const std::optional<DWORD> address = FreeAddress(Model(), record);
     if (!address) return error::ClusterInvalidNetwork;
@@ -59,7 +60,7 @@ DWORD EmbeddedClusterService::AddInterface(RowId node, RowId network) {
 }
 
 DWORD EmbeddedClusterService::AddNode(const std::wstring& name) {
-    if (!IsObjectName(name)) return error::InvalidName;
+    if (!IsNewName(name)) return error::InvalidName;
     return _store->Write([&] {
         if (Model().nodes.FindByName(FoldCase(name))) return error::ObjectAlreadyExists;
         const std::size_t nodesBefore = Model().nodes.All().size();
@@ -91,6 +92,9 @@ DWORD EmbeddedClusterService::AddNetwork(const NetworkDescription& network) {
 DWORD EmbeddedClusterService::RemoveNetwork(ObjectId network) {
     return WriteOf(network, ObjectKind::Network, [&] {
         const std::wstring name = Model().networks.Find(network.number)->name;
+        bool isInUse = false;
+        if (const DWORD code = HasOnlineAddress(*_store, *Model().networks.Find(network.number), isInUse)) return code;
+        if (isInUse) return error::ResourceOnline;
         for (const auto& [id, networkInterface] : Model().interfaces.All()) {
             if (networkInterface.network != network.number) continue;
             _store->Note(networkInterface.name, CLUSTER_CHANGE_NETINTERFACE_DELETED, L"");

@@ -30,7 +30,7 @@ public:
 
     DWORD Create(const std::string& directory, const std::wstring& name,
                  std::shared_ptr<ClusterService>& service) override {
-        if (!embedded::IsObjectName(name)) return error::InvalidName;
+        if (!embedded::IsNewName(name)) return error::InvalidName;
         std::unique_ptr<Database> database;
         std::unique_ptr<ClusterStore> store;
         DWORD code = Database::Open(FileOf(directory), ClusterSchema(), OpenMode::CreateIfMissing, database);
@@ -54,7 +54,7 @@ ClusterEngine& BuiltInEngine() {
 }
 
 DWORD CreateEmbeddedCluster(const std::wstring& name, std::shared_ptr<ClusterService>& service) {
-    if (!embedded::IsObjectName(name)) return error::InvalidName;
+    if (!embedded::IsNewName(name)) return error::InvalidName;
     std::unique_ptr<Database> database;
     std::unique_ptr<ClusterStore> store;
     DWORD code = Database::OpenMemory(ClusterSchema(), database);

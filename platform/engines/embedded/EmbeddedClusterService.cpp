@@ -167,7 +167,7 @@ DWORD EmbeddedClusterService::EnumerateMembers(ObjectId object, DWORD types,
 }
 
 DWORD EmbeddedClusterService::CreateGroup(const std::wstring& name, ObjectId& created) {
-    if (!IsObjectName(name)) return error::InvalidName;
+    if (!IsNewName(name)) return error::InvalidName;
     RowId number = 0;
     const DWORD code = _store->Write([&] {
         if (Model().groups.FindByName(FoldCase(name))) return error::ObjectAlreadyExists;
@@ -188,7 +188,7 @@ DWORD EmbeddedClusterService::CreateResource(ObjectId group, const std::wstring&
     RowId number = 0;
     const DWORD code = WriteOf(group, ObjectKind::Group, [&] {
         if (flags != 0) return error::InvalidParameter;
-        if (!IsObjectName(name)) return error::InvalidName;
+        if (!IsNewName(name)) return error::InvalidName;
         if (Model().resources.FindByName(FoldCase(name))) return error::ObjectAlreadyExists;
         const TypeRecord* const typeRecord = Model().types.FindByName(FoldCase(type));
         if (!typeRecord) return error::ResourceTypeNotFound;

@@ -2,6 +2,7 @@
 
 #include <platform/cluster/ClusterAdministration.h>
 #include <platform/cluster/ClusterService.h>
+#include <platform/cluster/PropertyList.h>
 #include <platform/engines/embedded/ClusterStore.h>
 
 namespace platform::embedded {
@@ -98,9 +99,20 @@ private:
     DWORD DiskInformation(ObjectId object, std::vector<BYTE>& output);
     DWORD AvailableDisks(ObjectId object, std::vector<BYTE>& output);
     DWORD WriteProperties(ObjectId object, DWORD function, std::span<const BYTE> input);
+    DWORD WriteParameters(const ResourceRecord& resource, const std::vector<PropertyValue>& properties,
+                          std::wstring& changed);
+    /// Whether the resource is online and could not be with just any value of this private property.
+    bool MustStayFit(const ResourceRecord& resource, const std::wstring& parameter) const;
     DWORD AddInterface(RowId node, RowId network);
     void NoteKey(ClusterKeyId key, DWORD notification, const std::wstring& detail);
     bool IsObjectKey(ClusterKeyId key) const;
+    /// The resource whose private properties are the key's values; null without one.
+    const ResourceRecord* ResourceWithParameters(KeyId key) const;
+    /// AccessDenied for what only the engine may make or change.
+    DWORD CheckNewKey(KeyId key, bool isVolatile);
+    DWORD CheckOwnValue(KeyId key, const std::wstring& name);
+    /// 0, or the code that an online resource gives whose private property it is, as it is by now.
+    DWORD CheckParameterValue(KeyId key, const std::wstring& name);
 
     const std::unique_ptr<ClusterStore> _store;
 };
@@ -120,5 +132,9 @@ DWORD EmbeddedClusterService::WriteOf(ObjectId object, ObjectKind kind, Change&&
         return code == 0 ? change() : code;
     });
 }
+
+/// The values that the engine itself keeps in the keys of such objects, that of the name first. Nobody else may change
+/// them.
+std::span<const wchar_t* const> OwnValuesOf(ObjectKind kind);
 
 }  // namespace platform::embedded

@@ -7,6 +7,8 @@
 #include <platform/engines/embedded/online_checks.h>
 #include <platform/engines/embedded/shared_disks.h>
 
+#include <algorithm>
+
 namespace platform::embedded {
 
 namespace {
@@ -85,15 +87,22 @@ DWORD EmbeddedClusterService::AvailableDisks(ObjectId object, std::vector<BYTE>&
     return DescribeAvailableDisks(*_store, output);
 }
 
+DWORD EmbeddedClusterService::WriteParameters(const ResourceRecord& resource,
+                                              const std::vector<PropertyValue>& properties, std::wstring& changed) {
+    if (const DWORD code = WritePrivateProperties(*_store, resource, properties, changed)) return code;
+    const bool isChecked = std::ranges::any_of(
+        properties, [&](const PropertyValue& written) { return MustStayFit(resource, written.name); });
+    return isChecked ? CheckParameters(*_store, resource) : error::Success;
+}
+
 DWORD EmbeddedClusterService::WriteProperties(ObjectId object, DWORD function, std::span<const BYTE> input) {
     std::vector<PropertyValue> properties;
     if (!DecodePropertyList(input, properties)) return error::InvalidData;
     if (properties.empty()) return error::Success;
     std::wstring changed;
-    const DWORD code =
-        function == CLUSCTL_SET_COMMON_PROPERTIES
-            ? WriteCommonProperties(*_store, object, properties, changed)
-            : WritePrivateProperties(*_store, *Model().resources.Find(object.number), properties, changed);
+    const DWORD code = function == CLUSCTL_SET_COMMON_PROPERTIES
+                           ? WriteCommonProperties(*_store, object, properties, changed)
+                           : WriteParameters(*Model().resources.Find(object.number), properties, changed);
     if (code != error::Success || changed.empty()) return code;
     std::wstring name;
     NameOf(object, name);

@@ -1,8 +1,10 @@
 #include <platform/base/error_codes.h>
+#include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/engines/embedded/EmbeddedClusterService.h>
 #include <platform/engines/embedded/network_addresses.h>
+#include <platform/engines/embedded/online_checks.h>
 
 #include <algorithm>
 
@@ -28,6 +30,23 @@ void CheckResources(const ClusterModel& model, std::vector<std::wstring>& breach
     }
 }
 
+// Two online resources cannot have the same thing, nor can one be online whose parameters are none.
+DWORD CheckHeldThings(ClusterStore& store, std::vector<std::wstring>& breaches) {
+    std::map<std::wstring, std::wstring> holders;
+    for (const auto& [id, resource] : store.Model().resources.All()) {
+        if (resource.state != ClusterResourceOnline) continue;
+        std::wstring thing;
+        if (const DWORD code = ReadHeldThing(store, resource, thing)) return code;
+        if (const DWORD code = CheckOwnParameters(store, resource))
+            breaches.push_back(resource.name + L" is online with parameters that cannot be: code " +
+                               std::to_wstring(code));
+        const auto [holder, isAlone] = holders.emplace(thing, resource.name);
+        if (!thing.empty() && !isAlone)
+            breaches.push_back(holder->second + L" and " + resource.name + L" both hold " + thing);
+    }
+    return error::Success;
+}
+
 void CheckInterfaces(const ClusterModel& model, std::vector<std::wstring>& breaches) {
     std::set<std::pair<RowId, std::wstring>> addresses;
     for (const auto& [id, networkInterface] : model.interfaces.All()) {
@@ -45,6 +64,14 @@ void CheckInterfaces(const ClusterModel& model, std::vector<std::wstring>& breac
     }
 }
 
+bool IsNamedInKey(KeyStore& keys, ObjectKind kind, KeyId key, const std::wstring& name) {
+    const auto values = OwnValuesOf(kind);
+    DWORD type = 0;
+    std::vector<BYTE> data;
+    return values.empty() || (keys.QueryValue(key, values.front(), type, data) == error::Success && type == REG_SZ &&
+                              FromUtf16(data) == name);
+}
+
 template <typename Record>
 void CheckKeys(KeyStore& keys, KeyId root, ObjectKind kind, const Table<Record>& table,
                std::vector<std::wstring>& breaches) {
@@ -56,8 +83,10 @@ void CheckKeys(KeyStore& keys, KeyId root, ObjectKind kind, const Table<Record>&
     }
     for (const auto& [id, record] : table.All()) {
         KeyId parent = 0;
-        if (keys.ParentOf(record.key, parent) == error::Success && parent == container) continue;
-        breaches.push_back(record.name + L" has no key below " + KeyContainer(kind));
+        if (keys.ParentOf(record.key, parent) != error::Success || parent != container)
+            breaches.push_back(record.name + L" has no key below " + KeyContainer(kind));
+        else if (!IsNamedInKey(keys, kind, record.key, record.name))
+            breaches.push_back(record.name + L" has another name in its key below " + KeyContainer(kind));
     }
     if (keys.CountKeys(container, count) != error::Success || count < table.All().size()) {
         breaches.push_back(std::wstring(L"objects share keys below ") + KeyContainer(kind));
@@ -96,6 +125,7 @@ DWORD EmbeddedClusterService::CheckInvariants(std::vector<std::wstring>& breache
     return _store->Write([&] {
         std::vector<std::wstring> found;
         CheckResources(Model(), found);
+        if (const DWORD code = CheckHeldThings(*_store, found)) return code;
         CheckInterfaces(Model(), found);
         ClusterModel stored;
         if (const DWORD code = _store->Load(stored)) return code;

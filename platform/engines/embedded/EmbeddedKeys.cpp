@@ -1,7 +1,10 @@
 #include <platform/base/error_codes.h>
+#include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/engines/embedded/EmbeddedClusterService.h>
 #include <platform/engines/embedded/object_properties.h>
+#include <platform/engines/embedded/online_checks.h>
+#include <platform/store/failures.h>
 
 #include <algorithm>
 
@@ -14,7 +17,50 @@ bool HasKey(const Table<Record>& table, ClusterKeyId key) {
     return std::ranges::any_of(table.All(), [&](const auto& entry) { return entry.second.key == key; });
 }
 
+constexpr ObjectKind allKinds[] = {ObjectKind::Resource, ObjectKind::ResourceType, ObjectKind::Group,
+                                   ObjectKind::Node,     ObjectKind::Network,      ObjectKind::NetworkInterface};
+
+// The kind of object that has its keys in `container`.
+DWORD KindOfContainer(ClusterStore& store, KeyId container, std::optional<ObjectKind>& kind) {
+    kind.reset();
+    KeyId above = KeyStore::top;
+    std::wstring name;
+    if (container == KeyStore::top) return error::Success;
+    if (const DWORD code = store.Keys().ParentOf(container, above)) return code;
+    if (above != store.RootKey()) return error::Success;
+    if (const DWORD code = store.Keys().KeyName(container, name)) return code;
+    for (const ObjectKind known : allKinds) {
+        if (EqualIgnoringCase(name, KeyContainer(known))) kind = known;
+    }
+    return error::Success;
+}
+
+bool IsOwnValue(ObjectKind kind, const std::wstring& name) {
+    return std::ranges::any_of(OwnValuesOf(kind), [&](const wchar_t* own) { return EqualIgnoringCase(own, name); });
+}
+
+DWORD Refuse(const std::wstring& name) {
+    return Fail(error::AccessDenied, L"\"%1\" is kept by the cluster itself.", ToUtf8(name));
+}
+
 }  // namespace
+
+std::span<const wchar_t* const> OwnValuesOf(ObjectKind kind) {
+    static constexpr const wchar_t* ofResources[] = {L"Name", L"Type", L"Restarts", L"RestartsSince"};
+    static constexpr const wchar_t* ofGroups[] = {L"Name", L"Failovers", L"FailoversSince"};
+    static constexpr const wchar_t* ofNodes[] = {L"NodeName"};
+    static constexpr const wchar_t* ofNetworks[] = {L"Name", L"Address", L"AddressMask"};
+    static constexpr const wchar_t* ofInterfaces[] = {L"Name", L"Address"};
+    switch (kind) {
+        case ObjectKind::Resource: return ofResources;
+        case ObjectKind::ResourceType: return {};
+        case ObjectKind::Group: return ofGroups;
+        case ObjectKind::Node: return ofNodes;
+        case ObjectKind::Network: return ofNetworks;
+        case ObjectKind::NetworkInterface: return ofInterfaces;
+    }
+    return {};
+}
 
 // The parent of all roots is no key of the cluster's.
 DWORD EmbeddedClusterService::ExpectKey(ClusterKeyId key) const {
@@ -62,15 +108,60 @@ DWORD EmbeddedClusterService::CreateKey(ClusterKeyId parent, const std::wstring&
     DWORD code = _store->Read(find);
     if (code == error::FileNotFound) {
         code = _store->Write([&] {
-            const DWORD failed = _store->Keys().CreateKey(parent, path, isVolatile, made, isNew);
-            if (failed == error::Success && isNew) NoteKey(made, CLUSTER_CHANGE_REGISTRY_NAME, L"key created");
-            return failed;
+            if (const DWORD failed = _store->Keys().CreateKey(parent, path, isVolatile, made, isNew)) return failed;
+            if (!isNew) return error::Success;
+            NoteKey(made, CLUSTER_CHANGE_REGISTRY_NAME, L"key created");
+            return CheckNewKey(made, isVolatile);
         });
     }
     if (code != error::Success) return code;
     key = made;
     created = isNew;
     return code;
+}
+
+// Only an object has a key below a container, made with it; and nothing of a resource's "Parameters" may go before
+// the resource does.
+DWORD EmbeddedClusterService::CheckNewKey(KeyId key, bool isVolatile) {
+    std::optional<ObjectKind> kind;
+    for (KeyId at = key; at != KeyStore::top && at != _store->RootKey();) {
+        KeyId above = 0;
+        std::wstring name;
+        if (const DWORD code = _store->Keys().KeyName(at, name)) return code;
+        if (const DWORD code = _store->Keys().ParentOf(at, above)) return code;
+        if (const DWORD code = KindOfContainer(*_store, above, kind)) return code;
+        if (kind && !IsObjectKey(at)) return Refuse(name);
+        if (isVolatile && EqualIgnoringCase(name, L"Parameters") && ResourceWithParameters(at)) return Refuse(name);
+        at = above;
+    }
+    return error::Success;
+}
+
+// The name of a resource's key is its number.
+const ResourceRecord* EmbeddedClusterService::ResourceWithParameters(KeyId key) const {
+    KeyId above = 0;
+    std::wstring name;
+    if (_store->Keys().KeyName(key, name) || !EqualIgnoringCase(name, L"Parameters")) return nullptr;
+    if (_store->Keys().ParentOf(key, above) || _store->Keys().KeyName(above, name)) return nullptr;
+    const ResourceRecord* const resource = Model().resources.Find(ParseDecimal(name));
+    return resource && resource->key == above ? resource : nullptr;
+}
+
+bool EmbeddedClusterService::MustStayFit(const ResourceRecord& resource, const std::wstring& parameter) const {
+    return resource.state == ClusterResourceOnline && IsCheckedParameter(Model(), resource, parameter);
+}
+
+DWORD EmbeddedClusterService::CheckParameterValue(KeyId key, const std::wstring& name) {
+    const ResourceRecord* const resource = ResourceWithParameters(key);
+    return resource && MustStayFit(*resource, name) ? CheckParameters(*_store, *resource) : error::Success;
+}
+
+DWORD EmbeddedClusterService::CheckOwnValue(KeyId key, const std::wstring& name) {
+    KeyId container = 0;
+    std::optional<ObjectKind> kind;
+    if (const DWORD code = _store->Keys().ParentOf(key, container)) return code;
+    if (const DWORD code = KindOfContainer(*_store, container, kind)) return code;
+    return kind && IsOwnValue(*kind, name) ? Refuse(name) : error::Success;
 }
 
 bool EmbeddedClusterService::IsObjectKey(ClusterKeyId key) const {
@@ -91,8 +182,11 @@ DWORD EmbeddedClusterService::DeleteKey(ClusterKeyId parent, const std::wstring&
         if (const DWORD code = _store->Keys().KeyName(key, name)) return code;
         if (const DWORD code = _store->Keys().ParentOf(key, above)) return code;
         if (IsObjectKey(key) || (above == _store->RootKey() && IsKeyContainer(name))) return error::AccessDenied;
+        const ResourceRecord* const resource = ResourceWithParameters(key);
         NoteKey(key, CLUSTER_CHANGE_REGISTRY_NAME, L"key deleted");
-        return _store->Keys().DeleteKey(parent, path);
+        if (const DWORD code = _store->Keys().DeleteKey(parent, path)) return code;
+        const bool isOnline = resource && resource->state == ClusterResourceOnline;
+        return isOnline ? CheckOwnParameters(*_store, *resource) : error::Success;
     });
 }
 
@@ -111,9 +205,11 @@ DWORD EmbeddedClusterService::SetValue(ClusterKeyId key, const std::wstring& nam
     return _store->Write([&] {
         if (const DWORD code = ExpectKey(key)) return code;
         bool isChanged = false;
-        const DWORD code = WriteIfDifferent(_store->Keys(), key, name, type, data, isChanged);
-        if (code == error::Success && isChanged) NoteKey(key, CLUSTER_CHANGE_REGISTRY_VALUE, L"set: " + name);
-        return code;
+        if (const DWORD code = WriteIfDifferent(_store->Keys(), key, name, type, data, isChanged)) return code;
+        if (!isChanged) return error::Success;
+        NoteKey(key, CLUSTER_CHANGE_REGISTRY_VALUE, L"set: " + name);
+        const DWORD code = CheckOwnValue(key, name);
+        return code == error::Success ? CheckParameterValue(key, name) : code;
     });
 }
 
@@ -122,7 +218,8 @@ DWORD EmbeddedClusterService::DeleteValue(ClusterKeyId key, const std::wstring& 
         if (const DWORD code = ExpectKey(key)) return code;
         if (const DWORD code = _store->Keys().DeleteValue(key, name)) return code;
         NoteKey(key, CLUSTER_CHANGE_REGISTRY_VALUE, L"deleted: " + name);
-        return error::Success;
+        const DWORD code = CheckOwnValue(key, name);
+        return code == error::Success ? CheckParameterValue(key, name) : code;
     });
 }
 

@@ -9,7 +9,7 @@ namespace platform::embedded {
 
 DWORD EmbeddedClusterService::RenameGroup(ObjectId group, const std::wstring& newName) {
     return WriteOf(group, ObjectKind::Group, [&] {
-        if (!IsObjectName(newName)) return error::InvalidName;
+        if (!IsNewName(newName)) return error::InvalidName;
         const GroupRecord* const holder = Model().groups.FindByName(FoldCase(newName));
         if (holder && holder->id != group.number) return error::ObjectAlreadyExists;
         const std::wstring before = Model().groups.Find(group.number)->name;

@@ -27,10 +27,13 @@ std::wstring FormatAddress(DWORD address) {
            std::to_wstring(address >> 8 & 0xFF) + L'.' + std::to_wstring(address & 0xFF);
 }
 
-bool IsSubnet(DWORD network, DWORD mask) {
+bool IsMask(DWORD mask) {
     const DWORD hosts = ~mask;
-    const bool isContiguous = (hosts & (hosts + 1)) == 0;
-    return mask != 0 && hosts != 0 && isContiguous && (network & hosts) == 0;
+    return mask != 0 && (hosts & (hosts + 1)) == 0;
+}
+
+bool IsSubnet(DWORD network, DWORD mask) {
+    return IsMask(mask) && ~mask != 0 && (network & ~mask) == 0;
 }
 
 std::wstring NewIdentifier() {

@@ -29,7 +29,7 @@ constexpr CommonProperty resourceProperties[] = {
     {L"PersistentState", any, 0},
     {L"LooksAlivePollInterval", any, 5'000},
     {L"IsAlivePollInterval", any, 60'000},
-    {L"RestartAction", 2, 2},
+    {L"RestartAction", 2, 0},
     {L"RestartThreshold", any, 3},
     {L"RestartPeriod", any, 900'000},
     {L"PendingTimeout", any, 180'000},
@@ -201,6 +201,28 @@ DWORD WriteCommonProperties(ClusterStore& store, ObjectId object, const std::vec
     return error::Success;
 }
 
+DWORD ReadCommonNumber(ClusterStore& store, ObjectId object, const wchar_t* name, DWORD& number) {
+    PropertyValue property;
+    const DWORD code = ReadCommon(store.Keys(), KeyOf(store.Model(), object), *FindRule(object.kind, name), property);
+    if (code == error::Success) number = std::get<DWORD>(property.value);
+    return code;
+}
+
+DWORD ReadNumber(ClusterStore& store, ObjectId object, const wchar_t* name, DWORD& number) {
+    DWORD type = 0;
+    std::vector<BYTE> data;
+    const DWORD code = store.Keys().QueryValue(KeyOf(store.Model(), object), name, type, data);
+    const auto stored = code == error::Success ? FromValue(name, type, data) : std::nullopt;
+    const DWORD* const kept = stored ? std::get_if<DWORD>(&stored->value) : nullptr;
+    number = kept ? *kept : 0;
+    return code == error::FileNotFound ? error::Success : code;
+}
+
+DWORD WriteNumber(ClusterStore& store, ObjectId object, const wchar_t* name, DWORD number) {
+    std::wstring changed;
+    return WriteProperty(store.Keys(), KeyOf(store.Model(), object), name, {name, number}, changed);
+}
+
 DWORD ReadPrivateProperties(ClusterStore& store, const ResourceRecord& resource,
                             std::vector<PropertyValue>& properties) {
     properties.clear();
@@ -238,14 +260,16 @@ DWORD WriteIfDifferent(KeyStore& keys, KeyId key, const std::wstring& name, DWOR
     return isChanged ? keys.SetValue(key, name, type, data) : error::Success;
 }
 
-std::optional<PropertyValue> ReadPrivateProperty(ClusterStore& store, const ResourceRecord& resource,
-                                                 const std::wstring& name) {
+DWORD ReadPrivateProperty(ClusterStore& store, const ResourceRecord& resource, const wchar_t* name,
+                          std::optional<PropertyValue>& property) {
+    property.reset();
     KeyId key = 0;
     DWORD type = 0;
     std::vector<BYTE> data;
-    if (store.Keys().FindKey(resource.key, L"Parameters", key) != error::Success) return std::nullopt;
-    if (store.Keys().QueryValue(key, name, type, data) != error::Success) return std::nullopt;
-    return FromValue(name, type, data);
+    DWORD code = store.Keys().FindKey(resource.key, L"Parameters", key);
+    if (code == error::Success) code = store.Keys().QueryValue(key, name, type, data);
+    if (code == error::Success) property = FromValue(name, type, data);
+    return code == error::FileNotFound ? error::Success : code;
 }
 
 }  // namespace platform::embedded

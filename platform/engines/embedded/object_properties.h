@@ -23,6 +23,13 @@ DWORD ReadReadOnlyProperties(ClusterStore& store, ObjectId object, std::vector<P
 DWORD WriteCommonProperties(ClusterStore& store, ObjectId object, const std::vector<PropertyValue>& properties,
                             std::wstring& changed);
 
+/// A common property that is a number.
+DWORD ReadCommonNumber(ClusterStore& store, ObjectId object, const wchar_t* name, DWORD& number);
+
+/// A number that the engine keeps in an object's key; 0 before the first time.
+DWORD ReadNumber(ClusterStore& store, ObjectId object, const wchar_t* name, DWORD& number);
+DWORD WriteNumber(ClusterStore& store, ObjectId object, const wchar_t* name, DWORD number);
+
 /// The private properties of a resource in name order: texts and numbers; other values are left out.
 DWORD ReadPrivateProperties(ClusterStore& store, const ResourceRecord& resource,
                             std::vector<PropertyValue>& properties);
@@ -32,8 +39,8 @@ DWORD WritePrivateProperties(ClusterStore& store, const ResourceRecord& resource
 /// Writes a value unless it is there already; `isChanged` tells.
 DWORD WriteIfDifferent(KeyStore& keys, KeyId key, const std::wstring& name, DWORD type, std::span<const BYTE> data,
                        bool& isChanged);
-/// One private property, when it is there as a text or a number.
-std::optional<PropertyValue> ReadPrivateProperty(ClusterStore& store, const ResourceRecord& resource,
-                                                 const std::wstring& name);
+/// One private property; nothing when it is not there as a text or a number.
+DWORD ReadPrivateProperty(ClusterStore& store, const ResourceRecord& resource, const wchar_t* name,
+                          std::optional<PropertyValue>& property);
 
 }  // namespace platform::embedded

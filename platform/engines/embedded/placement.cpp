@@ -13,16 +13,16 @@ bool MayHave(const ClusterModel& model, RowId node, const GroupRecord& group) {
     return MayHave(model, *model.nodes.Find(node), group) == error::Success;
 }
 
-std::optional<RowId> FirstPreferred(const ClusterModel& model, const GroupRecord& group) {
+std::optional<RowId> FirstPreferred(const ClusterModel& model, const GroupRecord& group, RowId except = 0) {
     for (const RowId node : group.preferredOwners) {
-        if (MayHave(model, node, group)) return node;
+        if (node != except && MayHave(model, node, group)) return node;
     }
     return std::nullopt;
 }
 
-std::optional<RowId> FirstNode(const ClusterModel& model, const GroupRecord& group) {
+std::optional<RowId> FirstNode(const ClusterModel& model, const GroupRecord& group, RowId except = 0) {
     for (const auto& [id, node] : model.nodes.All()) {
-        if (MayHave(model, id, group)) return id;
+        if (id != except && MayHave(model, id, group)) return id;
     }
     return std::nullopt;
 }
@@ -37,9 +37,9 @@ DWORD MayHave(const ClusterModel& model, const NodeRecord& node, const GroupReco
     return isOwnerOfAll ? error::Success : error::NodeCannotHostResource;
 }
 
-std::optional<RowId> FirstChoice(const ClusterModel& model, const GroupRecord& group) {
-    const std::optional<RowId> preferred = FirstPreferred(model, group);
-    return preferred ? preferred : FirstNode(model, group);
+std::optional<RowId> FirstChoice(const ClusterModel& model, const GroupRecord& group, RowId except) {
+    const std::optional<RowId> preferred = FirstPreferred(model, group, except);
+    return preferred ? preferred : FirstNode(model, group, except);
 }
 
 std::optional<RowId> PlaceToComeOnline(const ClusterModel& model, const GroupRecord& group) {

@@ -11,8 +11,9 @@ namespace platform::embedded {
 /// the groups that it has.
 DWORD MayHave(const ClusterModel& model, const NodeRecord& node, const GroupRecord& group);
 
-/// Where a group goes that needs a node: its first preferred owner that may have it, else the first node that may.
-std::optional<RowId> FirstChoice(const ClusterModel& model, const GroupRecord& group);
+/// Where a group goes that needs a node: its first preferred owner that may have it, else the first node that may;
+/// never to `except`.
+std::optional<RowId> FirstChoice(const ClusterModel& model, const GroupRecord& group, RowId except = 0);
 
 /// Where a group comes online that nobody sends to a node: where it is while something of it is online there; else its
 /// first preferred owner that may have it, else its own node, else the first that may.

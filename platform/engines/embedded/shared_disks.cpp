@@ -52,7 +52,9 @@ void AppendEndMark(std::vector<BYTE>& list) {
 }  // namespace
 
 DWORD DescribeDiskOf(ClusterStore& store, const ResourceRecord& resource, std::vector<BYTE>& list) {
-    const SharedDisk* const disk = store.Model().DiskOf(SignatureOf(store, resource));
+    DWORD signature = 0;
+    if (const DWORD code = ReadSignature(store, resource, signature)) return code;
+    const SharedDisk* const disk = store.Model().DiskOf(signature);
     if (!disk) return error::ResourceNotAvailable;
     list.clear();
     AppendDisk(list, *disk);
@@ -63,7 +65,10 @@ DWORD DescribeDiskOf(ClusterStore& store, const ResourceRecord& resource, std::v
 DWORD DescribeAvailableDisks(ClusterStore& store, std::vector<BYTE>& list) {
     std::set<DWORD> taken;
     for (const auto& [id, resource] : store.Model().resources.All()) {
-        if (IsPhysicalDisk(store.Model(), resource)) taken.insert(SignatureOf(store, resource));
+        if (!IsPhysicalDisk(store.Model(), resource)) continue;
+        DWORD signature = 0;
+        if (const DWORD code = ReadSignature(store, resource, signature)) return code;
+        taken.insert(signature);
     }
     list.clear();
     for (const auto& [id, disk] : store.Model().disks) {

@@ -2,8 +2,11 @@
 
 #include <platform/base/error_codes.h>
 #include <platform/cluster/cluster_api.h>
+#include <platform/engines/embedded/attempts.h>
+#include <platform/engines/embedded/object_properties.h>
 #include <platform/engines/embedded/online_checks.h>
 #include <platform/engines/embedded/placement.h>
+#include <platform/store/failures.h>
 
 #include <algorithm>
 
@@ -11,19 +14,21 @@ namespace platform::embedded {
 
 namespace {
 
+constexpr std::int64_t hour = 3'600'000;  // milliseconds
+
 const std::wstring& OwnerName(const ClusterModel& model, const GroupRecord& group) {
     return model.nodes.Find(group.owner)->name;
 }
 
-void SetState(ClusterStore& store, RowId id, DWORD state) {
+void SetState(ClusterStore& store, RowId id, DWORD state, const std::wstring& reason = {}) {
     const ClusterModel& model = store.Model();
     const ResourceRecord& resource = *model.resources.Find(id);
     if (resource.state == state) return;
     const std::wstring before = ResourceStateWord(resource.state);
     store.SetResourceState(id, state);
-    store.Note(
-        resource.name, CLUSTER_CHANGE_RESOURCE_STATE,
-        before + L" -> " + ResourceStateWord(state) + L" on " + OwnerName(model, *model.groups.Find(resource.group)));
+    store.Note(resource.name, CLUSTER_CHANGE_RESOURCE_STATE,
+               before + L" -> " + ResourceStateWord(state) + L" on " +
+                   OwnerName(model, *model.groups.Find(resource.group)) + (reason.empty() ? L"" : L": " + reason));
 }
 
 std::set<RowId> ResourcesInState(const ClusterModel& model, const GroupRecord& group, DWORD state) {
@@ -52,11 +57,14 @@ void BringBack(ClusterStore& store, const std::set<RowId>& wasOnline) {
     const ClusterModel& model = store.Model();
     for (const RowId id : model.ProvidersFirst(wasOnline)) {
         const ResourceRecord& resource = *model.resources.Find(id);
+        if (resource.state == ClusterResourceOnline) continue;
         const bool hasProviders = std::ranges::all_of(resource.providers, [&](RowId provider) {
             return model.resources.Find(provider)->state == ClusterResourceOnline;
         });
         if (!hasProviders) continue;
+        const Failure words = LastFailure();
         const bool isFit = CheckOnline(store, resource) == error::Success;
+        KeepFailure(words);
         SetState(store, id, isFit ? ClusterResourceOnline : ClusterResourceFailed);
     }
 }
@@ -70,11 +78,12 @@ std::set<RowId> Leave(ClusterStore& store, const GroupRecord& group) {
     return online;
 }
 
-void Settle(ClusterStore& store, const GroupRecord& group, RowId node) {
+void Settle(ClusterStore& store, const GroupRecord& group, RowId node, const std::wstring& reason = {}) {
     const ClusterModel& model = store.Model();
     const std::wstring before = OwnerName(model, group);
     store.SetGroupOwner(group.id, node);
-    store.Note(group.name, CLUSTER_CHANGE_GROUP_STATE, L"moved from " + before + L" to " + OwnerName(model, group));
+    store.Note(group.name, CLUSTER_CHANGE_GROUP_STATE,
+               L"moved from " + before + L" to " + OwnerName(model, group) + (reason.empty() ? L"" : L": " + reason));
 }
 
 DWORD MoveTo(ClusterStore& store, const GroupRecord& group, RowId node) {
@@ -96,6 +105,61 @@ void FailOver(ClusterStore& store, const GroupRecord& group) {
         store.SetAskedOnline(group.id, false);
     }
     NoteGroupState(store, group.id, before);
+}
+
+// One more restart or failover of an object, as its properties allow; its number is 0 when they allow no more.
+struct Attempt {
+    DWORD number = 0;
+    DWORD threshold = 0;
+    std::wstring Words(const std::wstring& what) const {
+        return what + L" " + std::to_wstring(number) + L" of " + std::to_wstring(threshold);
+    }
+};
+
+// `unit` is that of the period, in milliseconds.
+DWORD Count(ClusterStore& store, ObjectId object, const wchar_t* threshold, const wchar_t* period, std::int64_t unit,
+            Attempt& attempt) {
+    DWORD length = 0;
+    if (const DWORD code = ReadCommonNumber(store, object, threshold, attempt.threshold)) return code;
+    if (const DWORD code = ReadCommonNumber(store, object, period, length)) return code;
+    return CountAttempt(store, object, attempt.threshold, unit * length, attempt.number);
+}
+
+enum class Response { Stay, Restart, FailOver };
+
+// What follows from a resource's failure by its properties and those of its group. `reason` says why, for change lists.
+DWORD RespondToFailure(ClusterStore& store, const ResourceRecord& resource, const GroupRecord& group,
+                       Response& response, std::wstring& reason) {
+    const ObjectId id{ObjectKind::Resource, resource.id};
+    DWORD action = 0;
+    Attempt attempt;
+    response = Response::Stay;
+    DWORD code = ReadCommonNumber(store, id, L"RestartAction", action);
+    if (code != error::Success || action == 0) return code;
+    code = Count(store, id, L"RestartThreshold", L"RestartPeriod", 1, attempt);
+    if (attempt.number != 0) response = Response::Restart;
+    reason = attempt.number != 0 ? attempt.Words(L"restart") : L"its restarts are used up";
+    if (code != error::Success || attempt.number != 0 || action == 1) return code;
+    if (!FirstChoice(store.Model(), group, group.owner)) {
+        reason += L", and no other node may have its group";
+        return error::Success;
+    }
+    code = Count(store, {ObjectKind::Group, group.id}, L"FailoverThreshold", L"FailoverPeriod", hour, attempt);
+    if (attempt.number != 0) response = Response::FailOver;
+    reason = attempt.number != 0 ? attempt.Words(L"failover") : reason + L", and its group's failovers, too";
+    return code;
+}
+
+// On the other node every resource has all its restarts.
+DWORD FailOverFrom(ClusterStore& store, const GroupRecord& group, const std::set<RowId>& wasOnline,
+                   const std::wstring& reason) {
+    Leave(store, group);
+    Settle(store, group, *FirstChoice(store.Model(), group, group.owner), reason);
+    for (const RowId id : group.resources) {
+        if (const DWORD code = ForgetAttempts(store, {ObjectKind::Resource, id})) return code;
+    }
+    BringBack(store, wasOnline);
+    return error::Success;
 }
 
 std::vector<RowId> GroupsOf(const ClusterModel& model, RowId node) {
@@ -193,11 +257,19 @@ DWORD OfflineResource(ClusterStore& store, RowId id) {
 DWORD FailResource(ClusterStore& store, RowId id) {
     const ResourceRecord& resource = *store.Model().resources.Find(id);
     if (resource.state != ClusterResourceOnline) return error::ResourceNotOnline;
-    const DWORD before = store.Model().GroupState(*store.Model().groups.Find(resource.group));
+    const GroupRecord& group = *store.Model().groups.Find(resource.group);
+    const DWORD before = store.Model().GroupState(group);
+    const std::set<RowId> wasOnline = ResourcesInState(store.Model(), group, ClusterResourceOnline);
+    Response response{};
+    std::wstring reason;
+    if (const DWORD code = RespondToFailure(store, resource, group, response, reason)) return code;
     TakeOffline(store, resource.dependents);
-    SetState(store, id, ClusterResourceFailed);
+    SetState(store, id, ClusterResourceFailed, reason);
+    if (response == Response::Restart) BringBack(store, wasOnline);
+    const DWORD code =
+        response == Response::FailOver ? FailOverFrom(store, group, wasOnline, reason) : DWORD{error::Success};
     NoteGroupState(store, resource.group, before);
-    return error::Success;
+    return code;
 }
 
 DWORD PauseNode(ClusterStore& store, RowId id) {

@@ -107,6 +107,15 @@ TEST_F(StateDirectories, AreRefusedWhenTheyAreNoDirectoryOrAnothersOne) {
     for (const char* name : {"log", "log/below", "dangling"}) EXPECT_EQ("", EnsureStateDirectory(name)) << name;
     EXPECT_EQ(state + "linked", EnsureStateDirectory("linked"));
 
+    ASSERT_NE("", EnsureStateDirectory("shared"));
+    for (const int mode : {0720, 0702, 01777}) {
+        ASSERT_EQ(0, chmod((state + "shared").c_str(), static_cast<mode_t>(mode)));
+        EXPECT_EQ("", EnsureStateDirectory("shared")) << mode;
+        EXPECT_NE(std::wstring::npos, StateDirectoryFault("shared").find(L"chmod go-w")) << mode;
+    }
+    EXPECT_NE(L"", StateDirectoryFault("log"));
+    EXPECT_EQ(L"", StateDirectoryFault("missing") + StateDirectoryFault());
+
     if (geteuid() != 0) {
         Set("OSTRA_HOME", "/");
         EXPECT_EQ("", EnsureStateDirectory());

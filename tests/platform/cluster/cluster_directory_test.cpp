@@ -4,9 +4,11 @@
 #include <platform/cluster/ClusterAdministration.h>
 #include <platform/engines/embedded/EmbeddedCluster.h>
 #include <platform/store/Database.h>
+#include <tests/support/CapturedEvents.h>
 #include <tests/support/TemporaryHome.h>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -93,7 +95,13 @@ TEST_F(AClusterDirectory, MakesFindsAndDeletesClusters) {
     EXPECT_EQ(0U, Create(L"alpha"));
     EXPECT_EQ((StringArray{L"alpha", L"Tarn", L"Ärger"}), ClusterDirectory::Names());
 
+    tests::CapturedEvents events;
+    SetChangeCommand(L"ostra test");
     EXPECT_EQ(0U, ClusterDirectory::Delete(L"TARN"));
+    SetChangeCommand(L"");
+    const std::vector<std::wstring> texts = events.TakeTexts();
+    ASSERT_EQ(1U, texts.size());
+    EXPECT_TRUE(texts[0].starts_with(L"Cluster TARN was deleted by ") && texts[0].ends_with(L": ostra test"));
     EXPECT_EQ(error::FileNotFound, Resolve(L"Tarn"));
     EXPECT_EQ(error::FileInvalid, found->Find(ObjectKind::Node, L"N1", node));
     ASSERT_EQ(0U, ClusterDirectory::Create(L"Tarn", L"embedded", made));
@@ -107,6 +115,7 @@ TEST_F(AClusterDirectory, RefusesNamesThatCannotBeOnes) {
         EXPECT_EQ(error::FileNotFound, Resolve(name));
         EXPECT_EQ(error::FileNotFound, ClusterDirectory::Delete(name));
     }
+    for (const wchar_t* unseen : {L"a\x202E", L"a\x200B", L"a\xFFFD"}) EXPECT_EQ(error::InvalidName, Create(unseen));
     EXPECT_EQ(0U, Create(std::wstring(60, L'x')));
     for (const wchar_t* engine : {L"", L"nowhere", L"../shaky", L"Shaky"})
         EXPECT_EQ(error::NotSupported, Create(L"Tarn", engine));
@@ -179,6 +188,51 @@ TEST_F(AClusterDirectory, AFailureLeavesNoHalfCluster) {
     EXPECT_EQ(0U, Create(L"Tarn"));
     EXPECT_EQ(0U, Resolve(L"Tarn"));
     EXPECT_EQ(2, Entries()) << "what the crash left was removed";
+}
+
+TEST_F(AClusterDirectory, AClusterAppearsFilledOrNotAtAll) {
+    // Ends the filling before its `last` step, with a code or with the process.
+    const auto create = [](int last, DWORD code) {
+        std::shared_ptr<ClusterService> service;
+        return ClusterDirectory::Create(L"Tarn", L"embedded", service, [&](ClusterService& made) {
+            ClusterAdministration& administration = *made.Administration();
+            for (int step = 0; step < last; ++step) EXPECT_EQ(0U, administration.AddNode(L"N" + std::to_wstring(step)));
+            if (code == error::OutcomeUnknown) _exit(0);
+            return code;
+        });
+    };
+    for (int last = 0; last < 3; ++last) {
+        EXPECT_EQ(error::DiskFull, create(last, error::DiskFull));
+        const pid_t child = fork();
+        if (child == 0) _exit(create(last, error::OutcomeUnknown) ? 1 : 2);
+        int status = -1;
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+        ASSERT_EQ(0, status) << "it died half-way";
+        EXPECT_EQ(StringArray(), ClusterDirectory::Names());
+    }
+    EXPECT_EQ(0U, create(2, error::Success));
+    std::shared_ptr<ClusterService> found;
+    ObjectId node;
+    EXPECT_EQ(0U, ClusterDirectory::Resolve(L"", found));
+    EXPECT_EQ(0U, found->Find(ObjectKind::Node, L"N1", node));
+    EXPECT_EQ(2, Entries());
+}
+
+TEST_F(AClusterDirectory, NeverWaitsForWhatIsNoFileNorUsesWhatOthersMayChange) {
+    EXPECT_EQ(0U, Create(L"Tarn"));
+    for (const char* name : {".lock", "Tarn/cluster.json"}) {
+        std::filesystem::remove(Clusters() / name);
+        ASSERT_EQ(0, mkfifo((Clusters() / name).c_str(), 0600));
+    }
+    EXPECT_EQ(error::AccessDenied, Create(L"Other"));
+    EXPECT_NE(std::wstring::npos, Database::LastMessage(error::AccessDenied).find(L".lock"));
+    EXPECT_EQ(error::FileCorrupt, Resolve(L"Tarn"));
+
+    std::filesystem::permissions(Clusters(), std::filesystem::perms{0775});
+    for (const DWORD code : {Create(L"Other"), Resolve(L"Tarn")}) {
+        EXPECT_EQ(error::AccessDenied, code);
+        EXPECT_NE(std::wstring::npos, Database::LastMessage(code).find(L"chmod go-w"));
+    }
 }
 
 TEST_F(AClusterDirectory, RefusesADescriptionThatIsNone) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -221,9 +222,52 @@ TEST_F(AClusterFile, IsToldApartFromOneThatKeepsTheRules) {
     EXPECT_EQ((StringArray{L"what is in memory is not what is in the database"}), breaches());
     Tamper(File(), "UPDATE sections SET version = version + 1");
     EXPECT_EQ((StringArray{L"R2 is online without R1"}), breaches());
+    const std::wstring type = L"IP Address";
+    Give(Group(L"G2"), {L"A", type, {}, {{L"Address", L"10.0.0.1"}}});
+    Give(Group(L"G2"), {L"B", type, {}, {{L"Address", L"10.0.0.1"}}});
+    Give(Group(L"G2"), {L"C", type, {}, {{L"Address", L"10.0.0.300"}}});
+    Tamper(File(), "UPDATE resources SET state = 2; UPDATE sections SET version = version + 1");
+    EXPECT_EQ(
+        (StringArray{L"A and B both hold IP Address 10.0.0.1", L"C is online with parameters that cannot be: code 87"}),
+        breaches());
     Tamper(File(), "UPDATE changes SET number = 1000 WHERE number = 2");
     EXPECT_FALSE(breaches().empty());
     service.reset();
+}
+
+TEST_F(AClusterFile, LeavesDownWhatCannotComeUpAfterAFailover) {
+    Give(Group(L"G1"), {L"Disk", L"Physical Disk", {}, {{L"Signature", 7u}}});
+    Give(Group(L"G1"), {.name = L"Share", .needs = {L"Disk"}});
+    EXPECT_EQ(0u, service->OnlineGroup(Group(L"G1"), std::nullopt));
+    Tamper(File(), "UPDATE disks SET signature = 8; UPDATE sections SET version = version + 1");
+    TakeDown(L"N1");
+    EXPECT_EQ(ClusterResourceFailed, StateOf(L"Disk"));
+    EXPECT_EQ(ClusterResourceOffline, StateOf(L"Share"));
+    EXPECT_EQ(ClusterResourceOnline, StateOf(L"R1"));
+    EXPECT_EQ(ClusterGroupFailed, StateOf(L"G1"));
+}
+
+TEST_F(AClusterFile, CountsFailuresOnInEveryProcess) {
+    EXPECT_EQ(0u, Set(Resource(L"R3"), CLUSCTL_SET_COMMON_PROPERTIES, {{L"RestartAction", 1u}}));
+    for (const DWORD state : {2u, 2u, 2u, 4u}) {
+        service = OpenAnother();
+        EXPECT_EQ(0u, Administration().FailResource(Resource(L"R3")));
+        EXPECT_EQ(state, StateOf(L"R3"));
+    }
+}
+
+TEST_F(AClusterFile, IsRefusedBesideWhatIsNoFile) {
+    service.reset();
+    for (const char* const ending : {"-wal", "-shm", "-journal", ".lock"}) {
+        const std::string companion = File() + ending;
+        std::filesystem::remove(companion);
+        ASSERT_EQ(0, ::mkfifo(companion.c_str(), 0600));
+        Service opened;
+        EXPECT_EQ(error::AccessDenied, Open(opened)) << ending;
+        EXPECT_NE(std::wstring::npos,
+                  platform::Database::LastMessage(error::AccessDenied).find(platform::FromUtf8(companion)));
+        std::filesystem::remove(companion);
+    }
 }
 
 TEST_F(AClusterFile, DropsTheOldestChanges) {

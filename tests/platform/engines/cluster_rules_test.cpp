@@ -17,21 +17,6 @@ protected:
     DWORD Online(const std::wstring& resource) { return service->OnlineResource(Resource(resource)); }
 };
 
-TEST_F(AGroup, LeavesDownWhatCannotComeUpAfterAFailover) {
-    Given({.disks = {{.signature = 7, .scsiAddress = 1, .number = 1, .partitions = {{L"E:", L"Data", 5}}}},
-           .groups = {{.name = L"Files",
-                       .owner = L"N1",
-                       .resources = {{.name = L"Disk", .type = L"Physical Disk", .parameters = {{L"Signature", 7u}}},
-                                     {.name = L"Share", .needs = {L"Disk"}},
-                                     {.name = L"Clock"}}}}});
-    SetPrivate(L"Disk", {{L"Signature", 8u}});
-    TakeDown(L"N1");
-    EXPECT_EQ(ClusterResourceFailed, StateOf(L"Disk"));
-    EXPECT_EQ(ClusterResourceOffline, StateOf(L"Share"));
-    EXPECT_EQ(ClusterResourceOnline, StateOf(L"Clock"));
-    EXPECT_EQ(ClusterGroupFailed, StateOf(L"Files"));
-}
-
 TEST_F(AGroup, RefusesAnAddressOrADiskThatAnotherHolds) {
     const std::wstring address = L"IP Address";
     const std::wstring disk = L"Physical Disk";
@@ -79,6 +64,15 @@ TEST_F(AProperty, IsAValueOfItsObjectsKeyWhateverStandsThere) {
     EXPECT_EQ(L"0", common.at(L"SeparateMonitor")) << "a value out of range counts as the standard one";
     EXPECT_EQ(error::AccessDenied, service->DeleteKey(root, L"Resources\\1")) << "it goes with its object";
     EXPECT_EQ(error::AccessDenied, service->DeleteKey(root, L"NETWORKS"));
+    bool isCreated = false;
+    for (const wchar_t* path : {L"groups\\99", L"Nodes\\99\\Below"})
+        EXPECT_EQ(error::AccessDenied, service->CreateKey(root, path, false, key, isCreated))
+            << "an object may want it";
+    EXPECT_EQ(error::AccessDenied, service->SetValue(own, L"type", REG_SZ, platform::ToUtf16(L"IP Address")));
+    EXPECT_EQ(0u, service->CreateKey(own, L"Own\\Parameters", true, key, isCreated));
+    EXPECT_EQ(0u, service->DeleteKey(own, L"Parameters"));
+    EXPECT_EQ(error::AccessDenied, service->CreateKey(own, L"Parameters", true, key, isCreated)) << "it would not last";
+    EXPECT_EQ(0u, service->CreateKey(own, L"Parameters\\Below", false, key, isCreated));
 
     EXPECT_EQ(0u, service->RenameGroup(Group(L"G"), L"Sales"));
     EXPECT_EQ(0u, service->QueryValue(group, L"Name", type, data));

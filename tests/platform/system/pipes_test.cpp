@@ -247,9 +247,13 @@ TEST_F(ANamedPipe, TurnsAnotherUserAway) {
     const HPIPE server = Serve();
     Record record;
     EXPECT_FALSE(ConnectNamedPipe(server, &record));
-    // As if somebody had opened the directories to everybody.
-    std::filesystem::permissions(_home.Path(), std::filesystem::perms::all);
-    std::filesystem::permissions(Folder(), std::filesystem::perms::all);
+    // As if somebody had opened the directories to everybody: to look for a socket, and later to make one.
+    const auto open = [&](std::filesystem::perms permissions) {
+        for (const std::filesystem::path& directory :
+             {std::filesystem::path(_home.Path()), std::filesystem::path(Folder())})
+            std::filesystem::permissions(directory, permissions);
+    };
+    open(std::filesystem::perms{0711});
     std::filesystem::permissions(Files()[0], std::filesystem::perms::all);
     const sockaddr_un address = Address(Files()[0]);
     const int stranger = socket(AF_UNIX, SOCK_SEQPACKET, 0);
@@ -267,6 +271,7 @@ TEST_F(ANamedPipe, TurnsAnotherUserAway) {
     CloseHandle(client);
     CloseHandle(server);
 
+    open(std::filesystem::perms::all);
     const int impostor = socket(AF_UNIX, SOCK_SEQPACKET, 0);
     const sockaddr_un trap = Address(Folder() / "talk.0123abcd");
     ASSERT_EQ(0, ExitCode(Fork([&] {
