@@ -96,19 +96,23 @@ void ClusterComponent::SetStatusBarText(const std::wstring& text, int pane) cons
 }
 
 void ClusterComponent::printf(const char* format, ...) const {
+    const bool isLogged = OstraDebug::IsDebugEnabled(libraryComponent);
+    if (!isLogged && !platform::IsOutputRead()) return;
     std::va_list arguments;
     va_start(arguments, format);
     const std::string text = platform::FormatArguments(format, arguments);
     va_end(arguments);
-    Trace(platform::FromUtf8(CutToBytes(text, traceLimit)));
+    Trace(platform::FromUtf8(CutToBytes(text, traceLimit)), isLogged);
 }
 
 void ClusterComponent::printf(const wchar_t* format, ...) const {
+    const bool isLogged = OstraDebug::IsDebugEnabled(libraryComponent);
+    if (!isLogged && !platform::IsOutputRead()) return;
     std::va_list arguments;
     va_start(arguments, format);
     const std::wstring text = platform::FormatArguments(format, arguments);
     va_end(arguments);
-    Trace(std::wstring(platform::CutToUnits(text, traceLimit)));
+    Trace(platform::CutToUnits(text, traceLimit), isLogged);
 }
 
 ClusterComponent* ClusterComponent::operator=(const ClusterComponent& other) {
@@ -127,9 +131,9 @@ ClusterComponent* ClusterComponent::operator=(const ClusterComponent* other) {
     return this;
 }
 
-void ClusterComponent::Trace(const std::wstring& text) const {
-    if (OstraDebug::IsDebugEnabled(libraryComponent))
-        _debug->DbgLog(L"%s", text.c_str());
+void ClusterComponent::Trace(std::wstring_view text, bool isLogged) const {
+    if (isLogged)
+        _debug->DbgLog(L"%.*s", static_cast<int>(text.size()), text.data());
     else
         platform::WriteOutput(text);
 }
