@@ -3,6 +3,7 @@
 #include <ostra/foundation/ParameterString.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/little_endian.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
@@ -18,6 +19,8 @@ using platform::PutNumber;
 constexpr int blockSize = 10;
 constexpr std::size_t entryHeader = 8;  // syntax word and byte length
 constexpr std::size_t endMark = 4;
+constexpr std::size_t numberSize = entryHeader + sizeof(DWORD) + endMark;
+constexpr std::size_t smallestProperty = entryHeader + numberSize;
 constexpr WORD nameType = CLUSPROP_SYNTAX_NAME >> 16;
 constexpr WORD listValueType = CLUSPROP_SYNTAX_LIST_VALUE_SZ >> 16;
 
@@ -31,7 +34,7 @@ std::size_t Padded(std::size_t size) {
     return (size + 3) & ~std::size_t{3};
 }
 
-std::size_t TextEntrySize(const std::wstring& text) {
+std::size_t TextEntrySize(std::wstring_view text) {
     return entryHeader + Padded((platform::Utf16Length(text) + 1) * 2);
 }
 
@@ -64,11 +67,12 @@ WORD FormatOf(DWORD syntax) {
 }
 
 /// The value entry's property; null for a value that is neither number nor text, and for a number cut short.
-std::shared_ptr<Property> MakeProperty(const std::wstring& name, DWORD syntax, std::span<const BYTE> data) {
+std::shared_ptr<Property> MakeProperty(std::span<const BYTE> name, DWORD syntax, std::span<const BYTE> data) {
+    using platform::FromUtf16;
     if (FormatOf(syntax) == CLUSPROP_FORMAT_SZ)
-        return std::make_shared<Property>(name, platform::FromUtf16(data), CLUSPROP_FORMAT_SZ);
+        return std::make_shared<Property>(FromUtf16(name), FromUtf16(data), CLUSPROP_FORMAT_SZ);
     if (FormatOf(syntax) == CLUSPROP_FORMAT_DWORD && data.size() >= 4)
-        return std::make_shared<Property>(name, NumberAt(data.data()), CLUSPROP_FORMAT_DWORD);
+        return std::make_shared<Property>(FromUtf16(name), NumberAt(data.data()), CLUSPROP_FORMAT_DWORD);
     return nullptr;
 }
 
@@ -96,6 +100,7 @@ Properties::~Properties() = default;
 
 int Properties::Set(const StringArray*, DWORD) {
     platform::WriteOutput(L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n");
+    SetLastError(platform::error::CallNotImplemented);
     return 0;
 }
 
@@ -122,42 +127,59 @@ int Properties::BuildPropertyList(const StringArray* parameters) {
     std::memset(_buffer, 0, BufferSize);
     Initialize();
     if (!parameters) return 0;
-    for (const std::wstring& text : *parameters) {
-        const ParameterString parameter(text);
+    for (const std::wstring& parameter : *parameters) {
         if (AddParameter(parameter)) continue;
-        _eventViewer << L"Properties::BuildPropertyList( ). The property list is too long at " + parameter.name + L".";
+        const std::wstring name(ParameterString(parameter).name);
+        _eventViewer << L"Properties::BuildPropertyList( ). The property list is too long at " + name + L".";
         Initialize();  // half of a list must not be sent
-        break;
+        return 0;
     }
+    if (!_propertyList && !parameters->empty()) SetLastError(platform::error::InvalidParameter);
     return 0;
 }
 
-bool Properties::AddParameter(const ParameterString& parameter) {
-    const auto& [name, type, value] = parameter;
-    if (type == L"REG_SZ") return AddPropertyToStream({name, value, CLUSPROP_FORMAT_SZ}) != 0;
-    if (type == L"REG_DWORD")
-        return AddPropertyToStream({name, platform::ParseDecimal(value), CLUSPROP_FORMAT_DWORD}) != 0;
-    _eventViewer << L"Set funciton not implemented for this data type:" + type;
+bool Properties::AddParameter(std::wstring_view parameter) {
+    const ParameterString parsed(parameter);
+    if (parsed.keyword == L"REG_SZ") return AddText(parsed.name, parsed.value);
+    if (parsed.keyword == L"REG_DWORD") return AddNumber(parsed.name, platform::ParseDecimal(parsed.value));
+    _eventViewer << L"Set funciton not implemented for this data type:" + std::wstring(parsed.keyword);
     return true;
 }
 
 int Properties::AddPropertyToStream(const Property& property) {
-    const bool isText = property.Format() == CLUSPROP_FORMAT_SZ;
-    const bool isNumber = property.Format() == CLUSPROP_FORMAT_DWORD;
-    const std::size_t nameSize = TextEntrySize(property.Name());
-    const std::size_t valueSize = isText     ? TextEntrySize(property.Value()) + endMark
-                                  : isNumber ? entryHeader + sizeof(DWORD) + endMark
-                                             : 0;
-    if (!ResetBufferLength(nameSize + valueSize)) return 0;
+    switch (property.Format()) {
+        case CLUSPROP_FORMAT_SZ: return AddText(property.Name(), property.Value()) ? 1 : 0;
+        case CLUSPROP_FORMAT_DWORD: return AddNumber(property.Name(), property.ValueInDWORD()) ? 1 : 0;
+        default: return BeginProperty(property.Name(), 0) ? 1 : 0;
+    }
+}
 
-    FillPropertyHelperDataStructure(_writePosition, nameType, property.Name(), 0);
+bool Properties::AddText(std::wstring_view name, std::wstring_view value) {
+    const std::size_t size = TextEntrySize(value) + endMark;
+    if (!BeginProperty(name, size)) return false;
+    FillPropertyHelperDataStructure(_writePosition, listValueType, value, 0);
+    _writePosition += size;
+    return true;
+}
+
+bool Properties::AddNumber(std::wstring_view name, DWORD value) {
+    if (!BeginProperty(name, numberSize)) return false;
+    FillPropertyHelperDataStructure(_writePosition, listValueType, value);
+    _writePosition += numberSize;
+    return true;
+}
+
+bool Properties::BeginProperty(std::wstring_view name, std::size_t valueSize) {
+    const std::size_t nameSize = TextEntrySize(name);
+    if (!ResetBufferLength(nameSize + valueSize)) {
+        SetLastError(platform::error::InsufficientBuffer);
+        return false;
+    }
+    FillPropertyHelperDataStructure(_writePosition, nameType, name, 0);
     _writePosition += nameSize;
-    if (isText) FillPropertyHelperDataStructure(_writePosition, listValueType, property.Value(), 0);
-    if (isNumber) FillPropertyHelperDataStructure(_writePosition, listValueType, property.ValueInDWORD());
-    _writePosition += valueSize;
     PutNumber(_propertyList, NumberAt(_propertyList) + 1);
     _streamSize += static_cast<DWORD>(nameSize + valueSize);
-    return 1;
+    return true;
 }
 
 bool Properties::ResetBufferLength(std::size_t extra) {
@@ -170,32 +192,41 @@ bool Properties::ResetBufferLength(std::size_t extra) {
     return true;
 }
 
-std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, const std::wstring& value,
+std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, std::wstring_view value,
                                                         DWORD byteLength) {
-    if (byteLength > BufferSize) return 0;
-    std::vector<BYTE> bytes = platform::ToUtf16(value);
-    if (byteLength != 0) bytes.resize(byteLength);
-    return WriteEntry(place, type, CLUSPROP_FORMAT_SZ, bytes);
+    const std::size_t whole = (platform::Utf16Length(value) + 1) * 2;
+    const std::size_t length = byteLength != 0 ? byteLength : whole;
+    BYTE* const bytes = BeginEntry(place, type, CLUSPROP_FORMAT_SZ, length);
+    if (!bytes) return 0;
+    std::fill(bytes, bytes + length, BYTE{0});
+    if (length >= whole - 2)
+        platform::PutUtf16(bytes, value);
+    else
+        std::memcpy(bytes, platform::ToUtf16(value).data(), length);
+    return entryHeader + Padded(length);
 }
 
 std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, DWORD value) {
-    BYTE bytes[4];
+    BYTE* const bytes = BeginEntry(place, type, CLUSPROP_FORMAT_DWORD, sizeof value);
+    if (!bytes) return 0;
     PutNumber(bytes, value);
-    return WriteEntry(place, type, CLUSPROP_FORMAT_DWORD, bytes);
+    return entryHeader + sizeof value;
 }
 
 std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, const BYTE* bytes, DWORD byteLength) {
-    return WriteEntry(place, type, CLUSPROP_FORMAT_BINARY, {bytes, byteLength});
+    BYTE* const written = BeginEntry(place, type, CLUSPROP_FORMAT_BINARY, byteLength);
+    if (!written) return 0;
+    std::copy(bytes, bytes + byteLength, written);
+    return entryHeader + Padded(byteLength);
 }
 
-std::size_t Properties::WriteEntry(BYTE* place, WORD type, WORD format, std::span<const BYTE> bytes) {
-    const std::size_t size = entryHeader + Padded(bytes.size());
-    if (size + endMark > static_cast<std::size_t>(_buffer + BufferSize - place)) return 0;
+BYTE* Properties::BeginEntry(BYTE* place, WORD type, WORD format, std::size_t byteLength) {
+    const std::size_t size = entryHeader + Padded(byteLength);
+    if (size + endMark > static_cast<std::size_t>(_buffer + BufferSize - place)) return nullptr;
     PutNumber(place, DWORD{type} << 16 | format);
-    PutNumber(place + 4, static_cast<DWORD>(bytes.size()));
-    std::copy(bytes.begin(), bytes.end(), place + entryHeader);
-    std::fill(place + entryHeader + bytes.size(), place + size + endMark, BYTE{0});
-    return size;
+    PutNumber(place + 4, static_cast<DWORD>(byteLength));
+    std::fill(place + entryHeader + byteLength, place + size + endMark, BYTE{0});
+    return place + entryHeader;
 }
 
 int Properties::Parse() {
@@ -205,11 +236,12 @@ int Properties::Parse() {
         count = reader.Peek();
         reader.SkipNumber();
     }
+    _properties.reserve(_properties.size() + std::min<std::size_t>(count, _streamSize / smallestProperty));
     for (; count > 0; --count) {
         DWORD syntax = 0;
+        std::span<const BYTE> name;
         std::span<const BYTE> data;
-        if (!reader.Next(syntax, data)) break;
-        const std::wstring name = platform::FromUtf16(data);
+        if (!reader.Next(syntax, name)) break;
         if (!reader.HasNumber()) break;
         if (reader.Peek() != CLUSPROP_SYNTAX_ENDMARK) {
             if (!reader.Next(syntax, data)) break;
