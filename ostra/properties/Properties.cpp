@@ -1,6 +1,7 @@
 #include <ostra/properties/Properties.h>
 
 #include <ostra/foundation/ParameterString.h>
+#include <ostra/properties/entries.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
 #include <platform/base/last_error.h>
@@ -17,50 +18,16 @@ using platform::NumberAt;
 using platform::PutNumber;
 
 constexpr int blockSize = 10;
-constexpr std::size_t entryHeader = 8;  // syntax word and byte length
 constexpr std::size_t endMark = 4;
 constexpr std::size_t numberSize = entryHeader + sizeof(DWORD) + endMark;
 constexpr std::size_t smallestProperty = entryHeader + numberSize;
 constexpr WORD nameType = CLUSPROP_SYNTAX_NAME >> 16;
 constexpr WORD listValueType = CLUSPROP_SYNTAX_LIST_VALUE_SZ >> 16;
 
-constexpr std::size_t nameCharacters = 260;
-constexpr std::size_t deviceNameAt = 4;  // behind the flags word
-constexpr std::size_t labelAt = deviceNameAt + nameCharacters * 2;
-constexpr std::size_t serialNumberAt = labelAt + nameCharacters * 2;
-constexpr std::size_t partitionSize = serialNumberAt + 4;
-
-std::size_t Padded(std::size_t size) {
-    return (size + 3) & ~std::size_t{3};
+/// Of a text with its null.
+std::size_t TextSize(std::wstring_view text) {
+    return (platform::Utf16Length(text) + 1) * 2;
 }
-
-std::size_t TextEntrySize(std::wstring_view text) {
-    return entryHeader + Padded((platform::Utf16Length(text) + 1) * 2);
-}
-
-/// Walks the entries of an answer and never reads behind its end.
-class EntryReader {
-public:
-    explicit EntryReader(std::span<const BYTE> bytes) : _rest(bytes) {}
-
-    bool HasNumber() const { return _rest.size() >= 4; }
-    DWORD Peek() const { return NumberAt(_rest.data()); }
-    void SkipNumber() { _rest = _rest.subspan(4); }
-
-    /// Takes the next entry: false when it reaches behind the end, where the walk ends.
-    bool Next(DWORD& syntax, std::span<const BYTE>& data) {
-        if (_rest.size() < entryHeader) return false;
-        syntax = NumberAt(_rest.data());
-        const std::size_t length = NumberAt(_rest.data() + 4);
-        if (length > _rest.size() - entryHeader) return false;
-        data = _rest.subspan(entryHeader, length);
-        _rest = _rest.subspan(std::min(entryHeader + Padded(length), _rest.size()));
-        return true;
-    }
-
-private:
-    std::span<const BYTE> _rest;
-};
 
 WORD FormatOf(DWORD syntax) {
     return static_cast<WORD>(syntax & 0xFFFF);
@@ -155,30 +122,28 @@ int Properties::AddPropertyToStream(const Property& property) {
 }
 
 bool Properties::AddText(std::wstring_view name, std::wstring_view value) {
-    const std::size_t size = TextEntrySize(value) + endMark;
-    if (!BeginProperty(name, size)) return false;
-    FillPropertyHelperDataStructure(_writePosition, listValueType, value, 0);
-    _writePosition += size;
+    const std::size_t size = TextSize(value);
+    if (!BeginProperty(name, entryHeader + Padded(size) + endMark)) return false;
+    _writePosition += WriteText(_writePosition, listValueType, value, size) + endMark;
     return true;
 }
 
 bool Properties::AddNumber(std::wstring_view name, DWORD value) {
     if (!BeginProperty(name, numberSize)) return false;
-    FillPropertyHelperDataStructure(_writePosition, listValueType, value);
-    _writePosition += numberSize;
+    _writePosition += FillPropertyHelperDataStructure(_writePosition, listValueType, value) + endMark;
     return true;
 }
 
 bool Properties::BeginProperty(std::wstring_view name, std::size_t valueSize) {
-    const std::size_t nameSize = TextEntrySize(name);
-    if (!ResetBufferLength(nameSize + valueSize)) {
+    const std::size_t nameSize = TextSize(name);
+    const std::size_t whole = entryHeader + Padded(nameSize) + valueSize;
+    if (!ResetBufferLength(whole)) {
         SetLastError(platform::error::InsufficientBuffer);
         return false;
     }
-    FillPropertyHelperDataStructure(_writePosition, nameType, name, 0);
-    _writePosition += nameSize;
+    _writePosition += WriteText(_writePosition, nameType, name, nameSize);
     PutNumber(_propertyList, NumberAt(_propertyList) + 1);
-    _streamSize += static_cast<DWORD>(nameSize + valueSize);
+    _streamSize += static_cast<DWORD>(whole);
     return true;
 }
 
@@ -194,16 +159,13 @@ bool Properties::ResetBufferLength(std::size_t extra) {
 
 std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, std::wstring_view value,
                                                         DWORD byteLength) {
-    const std::size_t whole = (platform::Utf16Length(value) + 1) * 2;
-    const std::size_t length = byteLength != 0 ? byteLength : whole;
-    BYTE* const bytes = BeginEntry(place, type, CLUSPROP_FORMAT_SZ, length);
-    if (!bytes) return 0;
-    std::fill(bytes, bytes + length, BYTE{0});
-    if (length >= whole - 2)
-        platform::PutUtf16(bytes, value);
-    else
-        std::memcpy(bytes, platform::ToUtf16(value).data(), length);
-    return entryHeader + Padded(length);
+    if (byteLength == 0) return WriteText(place, type, value, TextSize(value));
+    BYTE* const written = BeginEntry(place, type, CLUSPROP_FORMAT_SZ, byteLength);
+    if (!written) return 0;
+    std::vector<BYTE> bytes = platform::ToUtf16(value);
+    bytes.resize(byteLength);
+    std::copy(bytes.begin(), bytes.end(), written);
+    return entryHeader + Padded(byteLength);
 }
 
 std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, DWORD value) {
@@ -220,12 +182,21 @@ std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, 
     return entryHeader + Padded(byteLength);
 }
 
+std::size_t Properties::WriteText(BYTE* place, WORD type, std::wstring_view text, std::size_t size) {
+    BYTE* const written = BeginEntry(place, type, CLUSPROP_FORMAT_SZ, size);
+    if (!written) return 0;
+    BYTE* const null = platform::PutUtf16(written, text);
+    null[0] = null[1] = 0;
+    return entryHeader + Padded(size);
+}
+
 BYTE* Properties::BeginEntry(BYTE* place, WORD type, WORD format, std::size_t byteLength) {
     const std::size_t size = entryHeader + Padded(byteLength);
     if (size + endMark > static_cast<std::size_t>(_buffer + BufferSize - place)) return nullptr;
     PutNumber(place, DWORD{type} << 16 | format);
+    PutNumber(place + size - 4, 0);  // the padding; the bytes come over it
     PutNumber(place + 4, static_cast<DWORD>(byteLength));
-    std::fill(place + entryHeader + byteLength, place + size + endMark, BYTE{0});
+    PutNumber(place + size, 0);
     return place + entryHeader;
 }
 
@@ -251,44 +222,6 @@ int Properties::Parse() {
         reader.SkipNumber();
     }
     return static_cast<int>(_properties.size());
-}
-
-int Properties::ParseDiskInformation() {
-    EntryReader reader({_buffer, _streamSize});
-    DWORD syntax = 0;
-    std::span<const BYTE> data;
-    while (reader.HasNumber() && reader.Peek() != CLUSPROP_SYNTAX_ENDMARK && reader.Next(syntax, data)) {
-        if (syntax == CLUSPROP_SYNTAX_PARTITION_INFO)
-            AddPartition(data);
-        else
-            AddDiskNumber(syntax, data);
-    }
-    return static_cast<int>(_properties.size());
-}
-
-void Properties::AddDiskNumber(DWORD syntax, std::span<const BYTE> data) {
-    if (data.size() < 4) return;
-    const DWORD number = NumberAt(data.data());
-    if (syntax == CLUSPROP_SYNTAX_DISK_SIGNATURE)
-        AddDescription(L"Signature", platform::Format(L"%x", number), CLUSPROP_FORMAT_DWORD);
-    if (syntax == CLUSPROP_SYNTAX_SCSI_ADDRESS)
-        AddDescription(L"SCSI Address", platform::Format(L"%x", number), CLUSPROP_FORMAT_DWORD);
-    if (syntax == CLUSPROP_SYNTAX_DISK_NUMBER)
-        AddDescription(L"Disk Number", platform::Format(L"%d", number), CLUSPROP_FORMAT_DWORD);
-}
-
-void Properties::AddPartition(std::span<const BYTE> data) {
-    if (data.size() < partitionSize) return;
-    const std::wstring device = platform::FromUtf16(data.subspan(deviceNameAt, nameCharacters * 2));
-    const std::wstring label = platform::FromUtf16(data.subspan(labelAt, nameCharacters * 2));
-    AddDescription(L"Partition", device, CLUSPROP_FORMAT_SZ);
-    AddDescription(L"Volumne Lable", label, CLUSPROP_FORMAT_SZ);
-    AddDescription(L"Serial Number", platform::Format(L"%x", NumberAt(data.data() + serialNumberAt)),
-                   CLUSPROP_FORMAT_SZ);
-}
-
-void Properties::AddDescription(const wchar_t* name, const std::wstring& value, CLUSTER_PROPERTY_FORMAT format) {
-    _properties.push_back(std::make_shared<Property>(name, value, format));
 }
 
 void Properties::EmptyPropertyList() {

@@ -134,6 +134,8 @@ private:
     bool BeginProperty(std::wstring_view name, std::size_t valueSize);
     /// Makes room for that many bytes of entries; false when the buffer has none.
     bool ResetBufferLength(std::size_t extra);
+    /// Writes the entry of a text of that many bytes with its null; its size, or 0 when it would not fit.
+    std::size_t WriteText(BYTE* place, WORD type, std::wstring_view text, std::size_t size);
     /// Writes the head of an entry, and zeros behind where its bytes go. Null when it would not fit into the buffer.
     BYTE* BeginEntry(BYTE* place, WORD type, WORD format, std::size_t byteLength);
     void AddDiskNumber(DWORD syntax, std::span<const BYTE> data);

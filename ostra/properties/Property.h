@@ -8,6 +8,7 @@
 #include <platform/framework/CObject.h>
 
 #include <string>
+#include <string_view>
 
 /// One named value of a cluster object: a number or a text, and in both cases its text form. It never changes, so that
 /// any number of threads may read it.
@@ -29,10 +30,12 @@ public:
     void Info() const;
 
 private:
+    static constexpr std::wstring_view eventSource = L"Ostra::Property";
+
     std::wstring _name;
     CLUSTER_PROPERTY_FORMAT _format = CLUSPROP_FORMAT_UNKNOWN;
     OstraError _error;
-    NTEventViewer _eventViewer{L"Ostra::Property", NTEventViewer::Error, L""};
+    NTEventViewer _eventViewer{eventSource, NTEventViewer::Error, {}};
     std::wstring _valueInString;
     DWORD _valueInDWORD = 0;
 };
