@@ -1,6 +1,8 @@
 #include <ostra/foundation/ClusterComponent.h>
 
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 #include <platform/framework/CStatusBar.h>
@@ -9,7 +11,7 @@
 
 namespace {
 
-constexpr const wchar_t* libraryComponent = L"Ostra";
+constexpr std::wstring_view libraryComponent = L"Ostra";
 constexpr std::size_t traceLimit = 511;
 
 /// The longest head of a UTF-8 text of at most that many bytes that does not end inside a character.
@@ -28,7 +30,7 @@ std::wstring ValueOf(const StringMap& attributes, const std::wstring& key) {
 }  // namespace
 
 ClusterComponent::ClusterComponent()
-    : _eventViewer(libraryComponent, NTEventViewer::Error, L""),
+    : _eventViewer(libraryComponent, NTEventViewer::Error, {}),
       _clusterComponents(&_children),
       _debug(&_debugLog),
       _debugLog(libraryComponent) {}
@@ -41,7 +43,10 @@ ClusterComponent::ClusterComponent(const ClusterComponent& other) : ClusterCompo
 ClusterComponent::~ClusterComponent() = default;
 
 int ClusterComponent::Add(ClusterComponents* components, ClusterComponent* component) const {
-    if (!components) return 0;
+    if (!components) {
+        SetLastError(platform::error::InvalidParameter);
+        return 0;
+    }
     if (component) component->SetOwner(const_cast<ClusterComponent*>(this));
     components->Add(component);
     return components->NumberOfComponents();

@@ -141,7 +141,7 @@ OstraDebug::OstraDebug(std::wstring_view path) {
 
 bool OstraDebug::IsDebugEnabled(std::wstring_view componentName) {
     const auto row = std::find_if(components.begin(), components.end(), [=](std::wstring_view component) {
-        return platform::EqualIgnoringCase(component, componentName);
+        return component.size() == componentName.size() && platform::EqualIgnoringCase(component, componentName);
     });
     if (row == components.end()) return false;
     return (CurrentMask() >> (row - components.begin()) & 1) != 0;

@@ -17,7 +17,7 @@ bool IsSurrogate(std::uint32_t code) {
 
 std::uint32_t ScalarValue(wchar_t character) {
     const auto code = static_cast<std::uint32_t>(character);
-    return code < 0xD800 || IsCharacter(character) ? code : static_cast<std::uint32_t>(replacement);
+    return IsCharacter(character) ? code : static_cast<std::uint32_t>(replacement);
 }
 
 void AppendUtf8(std::string& bytes, std::uint32_t code) {
@@ -79,7 +79,8 @@ wchar_t TakeUtf8(std::string_view& bytes) {
 
 /// Reads a UTF-16LE text up to its null unit or the end of the bytes, which it takes from the front of `bytes`.
 std::wstring TakeUtf16(std::span<const BYTE>& bytes) {
-    const auto unitAt = [&](std::size_t at) { return static_cast<std::uint32_t>(bytes[at] | (bytes[at + 1] << 8)); };
+    const BYTE* const first = bytes.data();
+    const auto unitAt = [=](std::size_t at) { return static_cast<std::uint32_t>(first[at] | (first[at + 1] << 8)); };
     std::size_t end = 0;
     while (end + 1 < bytes.size() && unitAt(end) != 0) end += 2;
     std::wstring text(end / 2, L'\0');
@@ -211,7 +212,8 @@ std::wstring FromUtf8(std::string_view bytes) {
 
 std::size_t Utf16Length(std::wstring_view text) {
     std::size_t units = text.size();
-    for (const wchar_t character : text) units += ScalarValue(character) > 0xFFFF ? 1 : 0;
+    for (const wchar_t character : text)
+        units += static_cast<std::uint32_t>(character) - 0x10000U <= lastCodePoint - 0x10000U;
     return units;
 }
 
@@ -221,6 +223,11 @@ BYTE* PutUtf16(BYTE* place, std::wstring_view text) {
         *place++ = static_cast<BYTE>(unit >> 8);
     };
     for (const wchar_t character : text) {
+        const auto unit = static_cast<std::uint32_t>(character);
+        if (unit < 0xD800) {  // nearly all of them
+            putUnit(unit);
+            continue;
+        }
         const std::uint32_t code = ScalarValue(character);
         if (code <= 0xFFFF) {
             putUnit(code);

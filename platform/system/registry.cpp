@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <bit>
 #include <utility>
 
 namespace {
@@ -100,7 +99,7 @@ struct Moment {
         Moment moment{std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec, 0, localChanges};
         // A variable that is set anew is another text at another place.
         for (char** variable = environ; variable && *variable; ++variable)
-            moment.environment = std::rotl(moment.environment, 1) + reinterpret_cast<std::uintptr_t>(*variable);
+            moment.environment += reinterpret_cast<std::uintptr_t>(*variable);
         return moment;
     }
 };
