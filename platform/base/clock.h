@@ -9,6 +9,7 @@
 namespace platform {
 
 /// The time and the waiting of the process. Tests put a clock of their own in place, so that nothing waits for real.
+/// May be called from any thread, and by several at once; only `Sleep` and `Beep` block, for their time.
 class PLATFORM_API Clock {
 public:
     virtual ~Clock() = default;
@@ -20,7 +21,8 @@ public:
     virtual void Beep(DWORD frequency, DWORD milliseconds) = 0;
 };
 
-/// Puts another clock in place and returns the one before; null restores the system's. The caller keeps it alive.
+/// Puts another clock in place and returns the one before; null restores the system's. The caller keeps it alive
+/// until it is replaced and no call is under way on another thread.
 PLATFORM_API Clock* SetClock(Clock* clock);
 
 /// The current time, clamped to the range of TimeValue.
