@@ -7,7 +7,8 @@
 #include <string>
 
 /// One shared disk as the cluster reports it: in use by a resource, described by its fields, or available, described
-/// by its attributes.
+/// by its attributes. All texts are copies; nothing blocks. One thread at a time, also for reading: what asks for
+/// signature or partition brings the field up to date with the attribute.
 class OSTRA_API Disk : public CObject {
 public:
     Disk() = default;
@@ -33,7 +34,7 @@ public:
     DWORD SignatureInDecimalDWORD();
     /// Reads a hexadecimal signature, makes it the disk's number and returns it.
     DWORD SignatureInDecimalDWORD(const std::wstring& signature);
-    /// Every attribute of an available disk, by name.
+    /// Every attribute of an available disk, by name; the disk's own map.
     StringMap* Attributes() { return &_attributes; }
     /// Writes the attributes to standard output.
     void Info() const;

@@ -3,23 +3,25 @@
 #include <ostra/foundation/MakeOrNull.h>
 #include <ostra/foundation/OstraString.h>
 #include <ostra/foundation/display.h>
-#include <ostra/network/address_unit.h>
+#include <ostra/network/address_units.h>
 #include <ostra/registry/TypedClusterKeys.h>
+#include <ostra/wizard/wizard_root.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <platform/framework/CArchive.h>
 
 #include <algorithm>
-#include <array>
 #include <istream>
+#include <optional>
 #include <ostream>
 #include <string_view>
 
 namespace {
 
-constexpr wchar_t poolsPath[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\IPStack\\";
 constexpr wchar_t separator[] = L".";
 constexpr int wordsOfAnAddress = 4;
 constexpr int largestRange = 500;
@@ -35,55 +37,27 @@ constexpr wchar_t usedValue[] = L"IP Used";
 constexpr wchar_t yes[] = L"Yes";
 constexpr wchar_t no[] = L"No";
 
-using Units = std::array<std::wstring, 4>;
-
-/// What a missing dot would end, and what would follow it, is empty.
-Units UnitsOf(const std::wstring& address) {
-    Units units;
-    std::size_t start = 0;
-    for (std::size_t index = 0; index + 1 < units.size(); ++index) {
-        const std::size_t dot = address.find(L'.', start);
-        if (dot == std::wstring::npos) return units;
-        units[index] = address.substr(start, dot - start);
-        start = dot + 1;
-    }
-    units.back() = address.substr(start);
-    return units;
-}
-
-/// A number has no sign and no white space before it here.
-int NumberOf(const std::wstring& unit) {
-    const bool beginsWithDigit = !unit.empty() && unit.front() >= L'0' && unit.front() <= L'9';
-    return beginsWithDigit ? UnitValue(unit) : 0;
-}
-
-std::wstring LastUnit(const std::wstring& address) {
-    return address.substr(address.rfind(L'.') + 1);  // npos + 1: the whole text
-}
-
 std::wstring WithoutLastUnit(const std::wstring& address) {
     const std::size_t dot = address.rfind(L'.');
     return dot == std::wstring::npos ? std::wstring() : address.substr(0, dot);
 }
 
-/// The address that follows. The sum wraps, as the database can name any number as a range's start.
-std::wstring Following(const std::wstring& address) {
-    const OstraString words(address, separator);
-    const auto next = static_cast<int>(words.AsDWORD(words.Word(wordsOfAnAddress)) + 1);
-    return words.Word(1) + separator + words.Word(2) + separator + words.Word(3) + separator + std::to_wstring(next);
-}
-
-/// None at all when they are too many to be read back.
-StringMap AddressRange(const std::wstring& prefix, long long first, long long last) {
+/// Nothing when they are too many to be read back. A range that runs backwards is empty.
+std::optional<StringMap> AddressRange(const std::wstring& prefix, long long first, long long last) {
     StringMap addresses;
     std::size_t persistedUnits = 1;  // the null
     for (long long number = first; number <= last; ++number) {
         const std::wstring address = prefix + std::to_wstring(number);
         persistedUnits += platform::Utf16Length(address) + 1;
-        if (persistedUnits > mostPersistedUnits) return {};
+        if (persistedUnits > mostPersistedUnits) return std::nullopt;
         addresses.emplace(address, address);
     }
     return addresses;
+}
+
+/// Whether a pool that loads the text finds all of it: reading ends at a null.
+bool IsReadBack(const std::wstring& text) {
+    return platform::Utf16Length(text) + 1 <= mostPersistedUnits && text.find(L'\0') == std::wstring::npos;
 }
 
 std::wstring LinesOf(const StringMap& addresses) {
@@ -115,7 +89,7 @@ int CountOf(const StringMap& addresses) {
 
 IPStack::IPStack(const std::wstring& networkAdapterID, const std::wstring& clusterName, const std::wstring& subnetMask)
     : _networkAdapterID(networkAdapterID),
-      _path(poolsPath + networkAdapterID + L"\\"),
+      _path(WizardPath(L"IPStack\\") + networkAdapterID + L"\\"),
       _subnetMask(subnetMask),
       _stackEventViewer(L"Ostra::IPStack", NTEventViewer::Error, L"") {
     _clusterName = clusterName;
@@ -140,8 +114,7 @@ IPStack::IPStack(const std::wstring& networkAdapterID, const std::wstring& clust
     : IPStack(networkAdapterID, clusterName, subnetMask) {
     printf(L"IPStack::IPStack( CString, CString, CString ). On entry. path:%ws\n", _path.c_str());
     if (OpenKey(L"IPStatck::IPStack( ). Invalid registry at ")) {
-        _addressesCreated = CreateIPAddresses(startingAddress, endingAddress, subnetMask);
-        SaveCurrentState();
+        if (ReplaceAddresses(startingAddress, endingAddress)) SaveCurrentState();
     }
     printf(L"IPStack::IPStack( ). On exit.\n");
 }
@@ -175,6 +148,8 @@ int IPStack::RemoveUsedIP() {
 }
 
 void IPStack::SaveCurrentState() {
+    // One list without the other would lose addresses or hand them out twice.
+    if (!CanBeKept(_persistentData) || !CanBeKept(LinesOf(_ipAddressesUsed))) return;
     PutAvailableIPAddresses();
     PutUsedIPAddresses();
 }
@@ -232,43 +207,48 @@ void IPStack::SetPersistence(const std::wstring& text) {
 }
 
 int IPStack::GetAvailableIPAddresses() {
-    if (HasOpenKey())
-        *_registry >> *this;
-    else
+    if (!RequireKey()) {
         printf(L"IPStack::GetAvailableIPAddresses( ). Invalid registry handle.\n");
+        return 0;
+    }
+    *_registry >> *this;
+    if (_persistentData.empty()) NoteUnread(availableValue);
     return 0;
 }
 
 int IPStack::PutAvailableIPAddresses() {
-    if (HasOpenKey())
-        *_registry << *this;
-    else
+    if (!RequireKey())
         printf(L"IPStack::GetAvailableIPAddresses( ). Invalid registry handle.\n");
+    else if (CanBeKept(_persistentData))
+        *_registry << *this;
     return 0;
 }
 
 int IPStack::GetUsedIPAddresses() {
-    if (!HasOpenKey()) {
+    if (!RequireKey()) {
         printf(L"IPStack::GetUsedIPAddresses( ). Invalid registry handle.\n");
         return 0;
     }
-    VisitLines(_registry->GetValue(usedValue), [this](const std::wstring& address) {
+    const std::wstring text = _registry->GetValue(usedValue);
+    VisitLines(text, [this](const std::wstring& address) {
         AddTo(_ipAddressesUsed, address);
         AddTo(_ipAddressesToBeRecycled, address);
     });
+    if (text.empty()) NoteUnread(usedValue);
     return 0;
 }
 
 int IPStack::PutUsedIPAddresses() {
-    if (HasOpenKey())
-        _registry->AddValue(_registry->Handle(), usedValue, LinesOf(_ipAddressesUsed), REG_BINARY);
-    else
+    const std::wstring text = LinesOf(_ipAddressesUsed);
+    if (!RequireKey())
         printf(L"IPStack::GetUsedIPAddresses( ). Invalid registry handle.\n");
+    else if (CanBeKept(text))
+        _registry->AddValue(_registry->Handle(), usedValue, text, REG_BINARY);
     return 0;
 }
 
 void IPStack::CreateRegistryEntries() {
-    if (!_registry) return;
+    if (!_registry) return SetLastError(platform::error::InvalidHandle);
     const HKEY key = _registry->Handle();
     _registry->AddValue(key, initializedValue, no, REG_SZ);
     _registry->AddValue(key, usedValue, L"", REG_BINARY);
@@ -279,7 +259,7 @@ void IPStack::CreateRegistryEntries() {
 }
 
 void IPStack::SetRangeAndMask(const std::wstring& start, const std::wstring& end, const std::wstring& mask) {
-    if (!HasOpenKey()) return;
+    if (!RequireKey()) return;
     const HKEY key = _registry->Handle();
     _registry->AddValue(key, rangeValue, start + L":" + end, REG_SZ);
     _registry->AddValue(key, maskValue, mask, REG_SZ);
@@ -287,7 +267,7 @@ void IPStack::SetRangeAndMask(const std::wstring& start, const std::wstring& end
 }
 
 void IPStack::GetIPRange() {
-    if (!HasOpenKey()) return;
+    if (!RequireKey()) return;
     const std::wstring range = _registry->GetValue(rangeValue);
     const std::size_t colon = range.find(L':');
     const bool isRange = colon != std::wstring::npos;
@@ -296,35 +276,44 @@ void IPStack::GetIPRange() {
 }
 
 int IPStack::GetNumberOfAddressesCreated() {
-    if (HasOpenKey()) _addressesCreated = _registry->GetValueAsInt(createdValue, _registry->Handle());
+    if (RequireKey()) _addressesCreated = _registry->GetValueAsInt(createdValue, _registry->Handle());
     return _addressesCreated;
 }
 
 int IPStack::IsInitialized() {
-    if (HasOpenKey() && _registry->GetValue(initializedValue) == yes) _isInitialized = 1;
+    if (RequireKey() && _registry->GetValue(initializedValue) == yes) _isInitialized = 1;
     return _isInitialized;
 }
 
 void IPStack::SetInitialized(int isInitialized) {
     _isInitialized = isInitialized;
-    if (HasOpenKey()) _registry->AddValue(_registry->Handle(), initializedValue, isInitialized ? yes : no, REG_SZ);
+    if (RequireKey()) _registry->AddValue(_registry->Handle(), initializedValue, isInitialized ? yes : no, REG_SZ);
 }
 
 int IPStack::CreateIPAddresses(const std::wstring& start, const std::wstring& end, const std::wstring&) {
-    _endingAddress = end;
-    const Units units = UnitsOf(start);
+    return ReplaceAddresses(start, end) ? _addressesCreated : 0;
+}
+
+bool IPStack::ReplaceAddresses(const std::wstring& start, const std::wstring& end) {
+    const auto units = UnitsOf(start);
     const std::wstring prefix = units[0] + separator + units[1] + separator + units[2] + separator;
-    const long long first = NumberOf(units[3]);
-    _ipAddressesAvailable = AddressRange(prefix, first, NumberOf(UnitsOf(end)[3]));
+    const long long first = UnsignedUnitValue(units[3]);
+    std::optional<StringMap> addresses = AddressRange(prefix, first, UnsignedUnitValue(UnitsOf(end)[3]));
+    if (!addresses) {
+        Refuse(L"IPStack::CreateIPAddresses( ). Too many addresses to be kept.", platform::error::InvalidParameter);
+        return false;
+    }
+    _ipAddressesAvailable = std::move(*addresses);
+    _endingAddress = end;
     if (!_ipAddressesAvailable.empty()) _startingAddress = prefix + std::to_wstring(first - 1);
     _persistentData = Persist();
     _addressesCreated = CountOf(_ipAddressesAvailable);
     printf(L"IPStack::CreateIPAddress( ). %d\n", _addressesCreated);
-    return _addressesCreated;
+    return true;
 }
 
 int IPStack::RangeTooLarge(const std::wstring& start, const std::wstring& end) const {
-    return NumberOf(LastUnit(end)) - NumberOf(LastUnit(start)) > largestRange;
+    return UnsignedUnitValue(LastUnit(end)) - UnsignedUnitValue(LastUnit(start)) > largestRange;
 }
 
 const std::wstring& IPStack::DefaultIPRangeMask(const std::wstring& address) {
@@ -356,39 +345,53 @@ bool IPStack::OpenKey(const std::wstring& failure) {
     return HasOpenKey();
 }
 
+bool IPStack::RequireKey() const {
+    if (!HasOpenKey()) SetLastError(platform::error::InvalidHandle);
+    return HasOpenKey();
+}
+
+void IPStack::NoteUnread(const wchar_t* valueName) {
+    constexpr DWORD sizeOfNoText = 2;  // the null
+    DWORD size = 0;
+    const LONG code = ClusterRegQueryValue(_registry->Handle(), valueName, nullptr, nullptr, &size);
+    const bool isEmpty = static_cast<DWORD>(code) == platform::error::Success && size <= sizeOfNoText;
+    if (!isEmpty && static_cast<DWORD>(code) != platform::error::FileNotFound) _isUnread = true;
+}
+
+bool IPStack::CanBeKept(const std::wstring& text) const {
+    if (!_isUnread && IsReadBack(text)) return true;
+    Refuse(_isUnread ? L"IPStack::SaveCurrentState( ). Addresses that could not be read would be lost."
+                     : L"IPStack::SaveCurrentState( ). The addresses could not be read back.",
+           platform::error::InvalidData);
+    return false;
+}
+
+void IPStack::Refuse(const std::wstring& failure, DWORD code) const {
+    _stackEventViewer << failure + L" " + std::to_wstring(code) + L" " + _stackError.GetErrorString(code);
+    SetLastError(code);
+}
+
 std::wstring IPStack::GetNextIPAddress() {
-    _address = _startingAddress;
-    for (long long left = std::max(_addressesCreated + 1LL, 1LL); left > 0; --left) {
-        _address = Following(_address);
-        if (_ipAddressesAvailable.contains(_address)) break;
-        // Counting up fills a start of fewer than four words; from then on only the last unit changes, and asking the
-        // list spares forming all candidates for a number of addresses that no pool was ever created with.
-        if (OstraString(_address, separator).WordCount() == wordsOfAnAddress) {
-            _address = NearestAbove(left - 1);
-            break;
-        }
-    }
-    if (!_ipAddressesAvailable.contains(_address)) _address.clear();
+    if (!FindNextAddress()) _address.clear();
     printf(L"IPStack::GetNextIPAddress( CString& ). On exit. _address:%ws\n", _address.c_str());
     return _address;
 }
 
-std::wstring IPStack::NearestAbove(long long mostSteps) const {
-    const std::wstring prefix = WithoutLastUnit(_address) + separator;
-    const DWORD from = platform::ParseDecimal(LastUnit(_address));
-    std::wstring nearest;
-    long long fewestSteps = mostSteps + 1;
-    for (auto entry = _ipAddressesAvailable.lower_bound(prefix);
-         entry != _ipAddressesAvailable.end() && entry->first.starts_with(prefix); ++entry) {
-        const std::wstring unit = entry->first.substr(prefix.size());
-        const DWORD number = platform::ParseDecimal(unit);
-        if (std::to_wstring(static_cast<int>(number)) != unit) continue;  // no candidate is written so
-        const DWORD steps = number - from;                                // counting up wraps
-        if (steps >= fewestSteps) continue;
-        fewestSteps = steps;
-        nearest = entry->first;
+bool IPStack::FindNextAddress() {
+    // A pool that can be loaded has fewer addresses than its text has units, whatever the database says of it.
+    const int mostCandidates = std::clamp(_addressesCreated, 0, static_cast<int>(mostPersistedUnits)) + 1;
+    _address = _startingAddress;
+    for (int tried = 0; tried < mostCandidates;) {
+        const OstraString words(_address, separator);
+        const std::wstring prefix = words.Word(1) + separator + words.Word(2) + separator + words.Word(3) + separator;
+        long long number = UnitValue(words.Word(wordsOfAnAddress));
+        const bool isPrefixWhole = words.WordCount() >= wordsOfAnAddress - 1;  // else candidates fill it up
+        do {
+            _address = prefix + std::to_wstring(++number);
+            if (_ipAddressesAvailable.contains(_address)) return true;
+        } while (++tried < mostCandidates && isPrefixWhole);
     }
-    return nearest;
+    return false;
 }
 
 int IPStack::IsValidRange(const std::wstring& start, const std::wstring& end) const {
@@ -407,7 +410,7 @@ int IPStack::IsValidRange(const std::wstring& start, const std::wstring& end) co
 }
 
 int IPStack::IsValidNumber(const std::wstring& unit) const {
-    const int number = NumberOf(unit);
+    const int number = UnsignedUnitValue(unit);
     return number >= 0 && number < unitLimit;
 }
 

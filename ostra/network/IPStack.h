@@ -22,12 +22,18 @@ class ClusterIPStackKey;
 /// and `RecycleIPAddresses`.
 ///
 /// The available and the used addresses are kept under the pool's own key in the cluster database, as values that are
-/// written as a whole; only the operations that say so write them. Two objects of one pool see each other's changes
-/// only when they load: who shares a pool guards loading, taking and saving with a transaction of the cluster. While
-/// the key cannot be opened, operations leave the database alone, and the lists stay as they are. A value that cannot
-/// be read, or that has more than 65,001 bytes, counts as empty.
+/// written as a whole; only the operations that say so write them. Constructing a pool creates the key where there is
+/// none, also when it is only to be read: look for its values first (a ClusterKey) where that must not be. Two objects
+/// of one pool see each other's changes only when they load: who shares a pool guards loading, taking and saving with a
+/// transaction of the cluster. While the key cannot be opened, operations leave the database alone, and the lists stay
+/// as they are. A value that cannot be read, or that has more than 65,001 bytes, counts as empty; each of a pool that
+/// was opened and never made is reported to the event log.
 ///
-/// Lists map each address to itself and are visited in the order of their texts. A pool serves one thread at a time.
+/// What fails leaves its code as the thread's last error, an operation without an open key 6 (invalid handle).
+///
+/// Lists map each address to itself and are visited in the order of their texts; those that are returned by pointer or
+/// reference are the pool's. A pool serves one thread at a time. Operations that read or write values block as long as
+/// the cluster database does; the others do not.
 class OSTRA_API IPStack : public ClusterComponent, public Persistence {
 public:
     /// Opens the pool of the network with that ID and loads it; a non-zero `resetInitialized` first marks it as not
@@ -35,7 +41,8 @@ public:
     IPStack(const std::wstring& networkAdapterID, const std::wstring& clusterName, const std::wstring& subnetMask,
             int resetInitialized);
     /// Makes the pool's addresses from a range, as `CreateIPAddresses` does, and saves both lists in place of those
-    /// that were there. Writes nothing else: see `CreateRegistryEntries`, `SetRangeAndMask` and `SetInitialized`.
+    /// that were there; a range that is refused leaves them there. Writes nothing else: see `CreateRegistryEntries`,
+    /// `SetRangeAndMask` and `SetInitialized`.
     IPStack(const std::wstring& networkAdapterID, const std::wstring& clusterName, const std::wstring& subnetMask,
             const std::wstring& startingAddress, const std::wstring& endingAddress);
     IPStack(const IPStack&) = delete;
@@ -51,7 +58,9 @@ public:
     std::wstring GetIP(int);
     /// Takes the address last handed out from the available ones. Always 1. Saves nothing.
     int RemoveUsedIP();
-    /// Writes the available, then the used addresses.
+    /// Writes the available, then the used addresses; neither, after a report, last error 13, when a list could not be
+    /// read before and would be lost, or could not be read again: its text has more than 65,001 bytes (some 2,000
+    /// addresses) or a null in it.
     void SaveCurrentState();
     int WasUsed(const std::wstring& address) const;
 
@@ -71,7 +80,8 @@ public:
     int AddIPAddressBeingUsed(const std::wstring& address);
     /// Keeps the addresses that the cluster holds from being recycled. Always 0.
     int GetIPAddressesToBeRecycled();
-    /// Makes the addresses to be recycled available and unused, and saves when there were any. How many there were.
+    /// Makes the addresses to be recycled available and unused, and saves when there were any. How many there were,
+    /// whether or not they could be saved.
     int RecycleIPAddresses();
     /// Makes the given addresses available; the used ones and the persistent text stay as they are. Always 0.
     int RecycleIPAddresses(const StringArray* addresses);
@@ -84,7 +94,8 @@ public:
     /// what follows the last line feed does not count.
     void SetPersistence(const std::wstring& text) override;
 
-    // Each of these four reads or writes one value, and answers 0. Reading adds to the lists.
+    // Each of these four reads or writes one value, and answers 0. Reading adds to the lists; what `SaveCurrentState`
+    // would refuse is not written.
     int GetAvailableIPAddresses();
     int PutAvailableIPAddresses();
     /// What was read is to be recycled, too, until it is known to be held.
@@ -105,8 +116,9 @@ public:
 
     /// Replaces the available addresses by those whose last unit runs from that of `start` to that of `end`; the first
     /// three units are those of `start`, and the mask is not used. The number of addresses. A range that runs backwards
-    /// creates none and leaves `StartingAddress` as it was, and so does one whose persistent text would have more than
-    /// 65,001 bytes (some 2,000 addresses), which could not be loaded again.
+    /// creates none and leaves `StartingAddress` as it was. One that could not be loaded again, because its text would
+    /// have more than 65,001 bytes (some 2,000 addresses), is refused with a report, last error 87, result 0, and the
+    /// pool stays as it was.
     int CreateIPAddresses(const std::wstring& start, const std::wstring& end, const std::wstring& mask);
     /// 1 when the last units are more than 500 apart.
     int RangeTooLarge(const std::wstring& start, const std::wstring& end) const;
@@ -129,12 +141,20 @@ private:
     IPStack(const std::wstring& networkAdapterID, const std::wstring& clusterName, const std::wstring& subnetMask);
 
     bool HasOpenKey() const;
+    /// The same; without it the last error says so.
+    bool RequireKey() const;
     /// Whether it could be opened; displays the failure else.
     bool OpenKey(const std::wstring& failure);
+    /// Of a list that was loaded as an empty one.
+    void NoteUnread(const wchar_t* valueName);
+    /// Whether a list's text could be loaded again, and would replace nothing unread; reports it else.
+    bool CanBeKept(const std::wstring& text) const;
+    void Refuse(const std::wstring& failure, DWORD code) const;
+    /// False: the range was refused, and nothing is changed.
+    bool ReplaceAddresses(const std::wstring& start, const std::wstring& end);
     std::wstring GetNextIPAddress();
-    /// Of the available addresses that only the last unit tells from `_address`, the one that counting up from there
-    /// reaches first, in at most `mostSteps` steps; else empty.
-    std::wstring NearestAbove(long long mostSteps) const;
+    /// Whether `_address` is now the lowest available one above the start of the range.
+    bool FindNextAddress();
     int IsValidRange(const std::wstring& start, const std::wstring& end) const;
     int IsValidNumber(const std::wstring& unit) const;
 
@@ -156,4 +176,6 @@ private:
     std::wstring _subnetMask;
     NTEventViewer _stackEventViewer;
     OstraError _stackError;
+
+    bool _isUnread = false;  // a list in the database could not be read
 };

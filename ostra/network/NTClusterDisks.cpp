@@ -3,8 +3,9 @@
 #include <ostra/foundation/NameEnumeration.h>
 #include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
-#include <platform/base/format.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
+#include <platform/base/text.h>
 #include <platform/cluster/control_codes.h>
 
 #include <algorithm>
@@ -42,7 +43,7 @@ NTClusterDisks::NTClusterDisks(HCLUSTER cluster) : _hCluster(cluster) {
     if (_hCluster)
         Discover();
     else
-        DisplayFailure(_error, L"NTClusterDisk::NTClusterDisk( ). Invalid cluster handle. ");
+        RefuseHandle(L"NTClusterDisk::NTClusterDisk( ). Invalid cluster handle. ");
 }
 
 int NTClusterDisks::Status(int) {
@@ -65,10 +66,15 @@ Disk* NTClusterDisks::FindBySignatureInDWORD(const DiskMap* disks, const std::ws
     if (!disks) return nullptr;
     for (const auto& [drive, disk] : *disks) {
         // By its text, because the number of a disk in use does not come from an attribute.
-        const DWORD signature = disk->SignatureInDecimalDWORD(disk->Signature());
-        if (platform::Format(L"%d", signature) == decimalSignature) return disk;
+        const auto signature = static_cast<LONG>(platform::ParseHexadecimal(disk->Signature()));
+        if (std::to_wstring(signature) == decimalSignature) return disk;
     }
     return nullptr;
+}
+
+void NTClusterDisks::RefuseHandle(const std::wstring& failure) const {
+    DisplayFailure(_error, failure);
+    SetLastError(platform::error::InvalidHandle);
 }
 
 void NTClusterDisks::Discover() {
@@ -79,11 +85,12 @@ void NTClusterDisks::Discover() {
 
 DWORD NTClusterDisks::GetUsedDiskAttributes(HCLUSTER cluster) {
     if (!cluster) {
-        DisplayFailure(_error, L"NTClusterDisks::GetUsedDisk( ). Failure calling OpenCluster( ).");
+        RefuseHandle(L"NTClusterDisks::GetUsedDisk( ). Failure calling OpenCluster( ).");
         return 0;
     }
     _hCluster = cluster;
     _used.clear();
+    _usedDisks.clear();
     GetAllResources();
     DWORD count = 0;
     for (const std::wstring& name : _diskResources) {
@@ -108,16 +115,17 @@ void NTClusterDisks::AddUsedDisk(const std::wstring& resourceName, const StringM
               ValueOf(attributes, L"Volumne Lable"), ValueOf(attributes, L"Serial Number"),
               ValueOf(attributes, L"SCSI Address"));
     _used[partition] = disk.get();
-    _disks.push_back(std::move(disk));
+    _usedDisks.push_back(std::move(disk));
 }
 
 DWORD NTClusterDisks::GetAvailableDiskAttributes(HCLUSTER cluster) {
     if (!cluster) {
-        DisplayFailure(_error, L"NTClusterDisks::GetAvailableDisk( ). Failure calling OpenCluster( ).");
+        RefuseHandle(L"NTClusterDisks::GetAvailableDisk( ). Failure calling OpenCluster( ).");
         return 0;
     }
     _hCluster = cluster;
     _availables.clear();
+    _availableDisks.clear();
     GetAllNodes();
     DWORD count = 0;
     for (const std::wstring& name : _nodes) {
@@ -146,7 +154,7 @@ void NTClusterDisks::AddAvailableDisk(std::span<const std::wstring> descriptions
     const std::wstring partition = disk->Partition();
     if (Find(&_availables, partition) || Find(&_used, partition)) return;
     _availables[partition] = disk.get();
-    _disks.push_back(std::move(disk));
+    _availableDisks.push_back(std::move(disk));
 }
 
 int NTClusterDisks::GetAllNodes() {

@@ -15,17 +15,21 @@
 #include <vector>
 
 /// The cluster's shared disks as they were when the object was made: those that disk resources hold, and those that
-/// are free for a new one. A node or a resource that cannot be asked contributes none. A fresh view is a new object.
+/// are free for a new one. A node or a resource that cannot be asked contributes none, and leaves its code as the
+/// thread's last error. A fresh view is a new object.
 ///
-/// The object owns the disks; maps and disks are the caller's to read as long as it lives.
+/// The object owns the disks; maps and disks are the caller's to read as long as it lives. Constructing one asks every
+/// resource and every node and blocks as long as they take; nothing else reaches the cluster. One thread at a time, the
+/// look-ups included, because a disk's own getters bring its fields up to date.
 class OSTRA_API NTClusterDisks : public ClusterComponent {
 public:
     /// Disks by drive.
     using DiskMap = std::map<std::wstring, Disk*>;
 
-    /// Opens the cluster, and closes it when the object dies. A cluster that cannot be opened leaves every map empty.
+    /// Opens the cluster, and closes it when the object dies. A cluster that cannot be opened leaves every map empty
+    /// and its code as the last error.
     explicit NTClusterDisks(const std::wstring& clusterName);
-    /// The handle stays the caller's; null leaves every map empty.
+    /// The handle stays the caller's; null leaves every map empty and the last error 6.
     explicit NTClusterDisks(HCLUSTER cluster);
     NTClusterDisks(const NTClusterDisks&) = delete;
     NTClusterDisks& operator=(const NTClusterDisks&) = delete;
@@ -40,7 +44,7 @@ public:
     /// Signature by drive, of every available disk.
     const StringMap* AvailableDrives() const { return &_availableDrives; }
 
-    // Each answers null when the map has no such disk.
+    // Each answers a disk of the map's, or null when the map has no such disk or is null itself.
 
     /// The disk stored under that drive whose partition is that drive.
     Disk* Find(const DiskMap* disks, const std::wstring& drive) const;
@@ -50,6 +54,7 @@ public:
     Disk* FindBySignatureInDWORD(const DiskMap* disks, const std::wstring& decimalSignature) const;
 
 private:
+    void RefuseHandle(const std::wstring& failure) const;
     void Discover();
     DWORD GetUsedDiskAttributes(HCLUSTER cluster);
     DWORD GetAvailableDiskAttributes(HCLUSTER cluster);
@@ -73,5 +78,6 @@ private:
     StringArray _diskResources;
 
     platform::SharedHandle<HCLUSTER, CloseCluster> _ownCluster;
-    std::vector<std::unique_ptr<Disk>> _disks;  // what the maps point at
+    std::vector<std::unique_ptr<Disk>> _availableDisks;  // what _availables points at
+    std::vector<std::unique_ptr<Disk>> _usedDisks;       // what _used points at
 };

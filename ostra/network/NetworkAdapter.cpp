@@ -3,7 +3,9 @@
 #include <ostra/foundation/MakeOrNull.h>
 #include <ostra/foundation/display.h>
 #include <ostra/network/IPStack.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 
 #include <utility>
@@ -11,7 +13,6 @@
 namespace {
 
 constexpr int internalUseOnly = 1;
-constexpr int lowestClientRole = 2;
 constexpr int highestRole = 3;
 
 void WriteField(const wchar_t* name, const std::wstring& value) {
@@ -88,25 +89,37 @@ int NetworkAdapter::IsInitialized() const {
 }
 
 void NetworkAdapter::SetInitialized() {
-    if (!_ipStack) return;
+    if (!RequirePool()) return;
     if (const std::unique_ptr<IPStack> pool = OpenPool()) pool->SetInitialized(1);
 }
 
 int NetworkAdapter::AddIPAddressBeingUsed(const std::wstring& address) {
-    if (_ipStack) _ipStack->AddIPAddressBeingUsed(address);
+    if (IPStack* pool = RequirePool()) pool->AddIPAddressBeingUsed(address);
     return 0;
 }
 
 int NetworkAdapter::GetIPAddressesToBeRecycled() {
-    return _ipStack ? _ipStack->GetIPAddressesToBeRecycled() : 0;
+    IPStack* pool = RequirePool();
+    return pool ? pool->GetIPAddressesToBeRecycled() : 0;
 }
 
 int NetworkAdapter::RecycleIPAddresses() {
-    return _ipStack ? _ipStack->RecycleIPAddresses() : 0;
+    IPStack* pool = RequirePool();
+    return pool ? pool->RecycleIPAddresses() : 0;
 }
 
 int NetworkAdapter::RecycleIPAddresses(const StringArray* addresses) {
-    return _recyclingAllowed != 0 && _ipStack ? _ipStack->RecycleIPAddresses(addresses) : 0;
+    if (_recyclingAllowed == 0) {
+        SetLastError(platform::error::AccessDenied);
+        return 0;
+    }
+    IPStack* pool = RequirePool();
+    return pool ? pool->RecycleIPAddresses(addresses) : 0;
+}
+
+IPStack* NetworkAdapter::RequirePool() const {
+    if (!_ipStack) SetLastError(platform::error::NotSupported);
+    return _ipStack.get();
 }
 
 void NetworkAdapter::Info() const {
@@ -127,9 +140,9 @@ void NetworkAdapter::Info() const {
         {L"_subnetMask", _subnetMask},
         {L"_defaultIPRangeMask", _defaultIPRangeMask},
         {L"_recyclingAllowed", number(_recyclingAllowed)},
-        {L"_isInitialized", IsInitialized() ? L"Yes" : L"No"},
         {L"IsForInternalUse", number(IsForInternalUse())},
         {L"UsedInCluster", number(UsedInCluster())},
+        {L"_isInitialized", IsInitialized() ? L"Yes" : L"No"},
     };
     for (const auto& [name, value] : fields) WriteField(name, value);
     if (!_ipStack) return;

@@ -14,10 +14,15 @@ class IPStack;
 /// One cluster network as a place where the addresses of new groups come from: what the network was when the record was
 /// made, and, for a network that clients reach, its pool of addresses.
 ///
-/// A copy shares the pool, which the last of the copies deletes. Without a pool every operation on it does nothing and
-/// answers 0.
+/// A copy shares the pool, which the last of the copies deletes. Without a pool every operation on it does nothing,
+/// answers 0 and leaves the last error 50 (not supported). The pool is read when the record is made, which creates its
+/// key in the cluster database where there is none; IPStack says what each operation on it reads and writes, and those
+/// block as long as the cluster database does. Texts are copies. One thread at a time, also for reading.
 class OSTRA_API NetworkAdapter : public CObject {
 public:
+    /// Clients reach the networks that have this role or one above it, and only these have a pool.
+    static constexpr int lowestClientRole = 2;
+
     /// `iD` is the network's identifier, which names its pool. A role (0 none, 1 internal use only, 2 client access
     /// only, 3 both) from 2 opens the pool. With `recyclingAllowed` 0 named addresses cannot be given back.
     NetworkAdapter(const std::wstring& clusterName, HCLUSTER cluster, const std::wstring& iD, const std::wstring& name,
@@ -36,7 +41,8 @@ public:
     std::wstring SubnetMask() const { return _subnetMask; }
     DWORD Role() const { return _role; }
     DWORD ConnectsClients() const { return _connectsClients; }
-    /// The adapter's own pool, shared with its copies; null when there is none.
+    /// The adapter's own pool, shared with its copies; null when there is none. It lives as long as this record, but
+    /// for one of a collection, whose `Initialize` replaces it.
     const IPStack* Stack() const { return _ipStack.get(); }
 
     /// 1 for the role 1, else 0.
@@ -62,14 +68,20 @@ public:
     int GetIPAddressesToBeRecycled();
     /// Gives the pool back what it handed out and nothing holds, and saves it. How many addresses.
     int RecycleIPAddresses();
-    /// Makes the named addresses available again in the pool object, which saves nothing. Always 0.
+    /// Makes the named addresses available again in the pool object, which saves nothing. Always 0; when that is not
+    /// allowed, last error 5.
     int RecycleIPAddresses(const StringArray* addresses);
 
     /// Writes the record and its pool to standard output.
     void Info() const;
 
 private:
+    friend class NetworkAdapters;
+
+    NetworkAdapter& operator=(NetworkAdapter&&) = default;
+
     std::unique_ptr<IPStack> OpenPool() const;
+    IPStack* RequirePool() const;
 
     std::wstring _clusterName;
     HCLUSTER _clusterHandle = nullptr;  // the caller's

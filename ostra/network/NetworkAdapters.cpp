@@ -14,7 +14,6 @@
 namespace {
 
 constexpr wchar_t eventSource[] = L"Ostra::NetworkAdapter";
-constexpr int lowestClientRole = 2;
 
 }  // namespace
 
@@ -44,12 +43,16 @@ int NetworkAdapters::Initialize(int unused, int recyclingAllowed) {
     for (const auto& [key, object] : *_networks) {
         const auto* network = dynamic_cast<const Network*>(object);
         const int role = network ? platform::ParseInteger(network->Role()) : 0;
-        if (role < lowestClientRole) continue;
+        if (role < NetworkAdapter::lowestClientRole) continue;
         const std::wstring name = network->Name();
         auto adapter =
             MakeOrNull<NetworkAdapter>(_clusterName, _clusterHandle, network->ID(), name, network->IPAddress(),
                                        network->SubnetMask(), role, 0, L"", 0, unused, recyclingAllowed);
         if (!adapter) continue;
+        if (NetworkAdapter* listed = FindAdapterByName(name)) {
+            *listed = std::move(*adapter);  // in its place, because callers may hold it
+            continue;
+        }
         _adapters[name] = adapter.get();
         _adapterNames[name] = name;
         _ownedAdapters.push_back(std::move(adapter));
@@ -73,7 +76,7 @@ NetworkAdapter* NetworkAdapters::FindAdapterByID(const std::wstring& iD) const {
 
 int NetworkAdapters::AllAdaptersAreInitialized() const {
     for (const auto& [name, adapter] : _adapters)
-        if (adapter->Role() >= lowestClientRole && !adapter->IsInitialized()) return 0;
+        if (!adapter->IsInitialized()) return 0;
     return 1;
 }
 

@@ -19,7 +19,11 @@ class Networks;
 /// One adapter for each network of a cluster that clients reach, as the networks were when the object was made, and the
 /// recycling of addresses over all of their pools. A fresh view is a new object.
 ///
-/// The object owns the adapters. A full recycling pass on a fresh object is: the records of all addresses that the
+/// The object owns the adapters, which live as long as it does. Making one reads the cluster's networks and their
+/// pools, and creates the key of a pool that the cluster database does not have yet: pools are opened so, also to be
+/// read. That and the recycling of pools block as long as the cluster does. One thread at a time.
+///
+/// A full recycling pass on a fresh object is: the records of all addresses that the
 /// cluster holds to `GetIPAddressesToBeRecycled`, then `RecycleIPAddresses()`.
 class OSTRA_API NetworkAdapters : public CObject {
 public:
@@ -34,8 +38,8 @@ public:
     NetworkAdapters& operator=(const NetworkAdapters&) = delete;
     ~NetworkAdapters() override;
 
-    /// Makes the adapters, beside those that there are; of a name that has one, the new adapter is found from then on.
-    /// Always 0.
+    /// Makes the adapters of the networks known since construction, with their pools as they are now. An adapter that
+    /// there is already stays the same object and is made anew in its place; pointers to its pool end here. Always 0.
     int Initialize(int, int recyclingAllowed);
 
     // Both maps are this object's.
@@ -47,7 +51,7 @@ public:
     const std::wstring& ClusterIPAddress() const { return _clusterIPAddress; }
     void SetClusterIPAddress(const std::wstring& address) { _clusterIPAddress = address; }
 
-    // Null when there is none.
+    // The adapter is this object's; null when there is none.
     NetworkAdapter* FindAdapterByName(const std::wstring& name) const;
     /// By the network's identifier, which has to be the same text.
     NetworkAdapter* FindAdapterByID(const std::wstring& iD) const;
@@ -60,7 +64,8 @@ public:
     int GetIPAddressesToBeRecycled(const CArray<CObject*>* addresses);
     /// Gives every pool back what it handed out and nothing holds, and saves it. How many addresses.
     int RecycleIPAddresses();
-    /// Gives named addresses back: each map has an address by its network's identifier. Saves nothing. Always 0.
+    /// Gives named addresses back: each map has an address by its network's identifier. Saves nothing. Always 0; when
+    /// it is not allowed, last error 5.
     int RecycleIPAddresses(const std::vector<StringMap>* addresses);
 
     /// Writes cluster name and adapters to standard output.
@@ -76,5 +81,5 @@ private:
     NTEventViewer _eventViewer;
     OstraError _error;
 
-    std::vector<std::unique_ptr<NetworkAdapter>> _ownedAdapters;  // what _adapters points at, or did before
+    std::vector<std::unique_ptr<NetworkAdapter>> _ownedAdapters;  // what _adapters points at
 };

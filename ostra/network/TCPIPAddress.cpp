@@ -1,6 +1,6 @@
 #include <ostra/network/TCPIPAddress.h>
 
-#include <ostra/network/address_unit.h>
+#include <ostra/network/address_units.h>
 #include <platform/base/format.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
@@ -27,17 +27,6 @@ constexpr OctetRule octetRules[] = {
     {224, 225, 254}, {240, 241, 254}, {248, 249, 254}, {252, 253, 254},
 };
 
-/// Unit `n` of those that a dot ends.
-std::wstring UnitBeforeDot(const std::wstring& address, int n) {
-    std::size_t start = 0;
-    for (int passed = 1;; ++passed) {
-        const std::size_t dot = address.find(L'.', start);
-        if (dot == std::wstring::npos) return {};
-        if (passed == n) return address.substr(start, dot - start);
-        start = dot + 1;
-    }
-}
-
 }  // namespace
 
 TCPIPAddress::TCPIPAddress(const std::wstring& address, const std::wstring&, const std::wstring& adapterAddress,
@@ -55,8 +44,7 @@ int TCPIPAddress::IsValidSequence() const {
 
 int TCPIPAddress::GetOctetInInt(int n) const {
     if (n < 1 || n > unitCount) return 0;
-    if (n == unitCount) return UnitValue(_address.substr(_address.rfind(L'.') + 1));  // npos + 1: the whole text
-    return UnitValue(UnitBeforeDot(_address, n));
+    return UnitValue(n == unitCount ? LastUnit(_address) : UnitsOf(_address)[static_cast<std::size_t>(n) - 1]);
 }
 
 int TCPIPAddress::IsValid() const {

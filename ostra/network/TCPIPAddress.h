@@ -10,7 +10,8 @@ class CArchive;
 
 /// One IPv4 address as dotted-decimal text, and the cluster network (adapter) that it belongs to. The parts between
 /// dots are the address's units, numbered from 1 at the left. Every check works on the text as it stands; none of them
-/// reports anything or changes the record. Results are 1 (true) and 0.
+/// reports anything or changes the record. Results are 1 (true) and 0. A plain value: copies are deep, nothing blocks,
+/// and threads may read one record at the same time.
 class OSTRA_API TCPIPAddress : public CObject {
 public:
     /// The address "0.0.0.0", of no adapter.

@@ -6,6 +6,7 @@
 #include <ostra/foundation/OstraString.h>
 #include <ostra/foundation/display.h>
 #include <ostra/wizard/ExpertWizard.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
 
@@ -21,6 +22,7 @@ using Lists = std::vector<StringArray*>;
 constexpr std::size_t diskList = 0;
 constexpr std::size_t directoryList = 4;
 constexpr std::size_t signatureOffset = std::wstring_view(L"Signature=REG_DWORD:").size();
+constexpr std::size_t twentiethCharacter = 19;
 
 const StringArray* ListAt(const Lists& lists, std::size_t index) {
     return index < lists.size() ? lists[index] : nullptr;
@@ -29,7 +31,7 @@ const StringArray* ListAt(const Lists& lists, std::size_t index) {
 /// The value of the disk's signature entry. Of any other string, what stands from its 20th character on.
 std::wstring SignatureIn(const std::wstring& parameter) {
     const std::size_t name = parameter.find(L"Signature");
-    const std::size_t start = name == std::wstring::npos ? signatureOffset - 1 : name + signatureOffset;
+    const std::size_t start = name == std::wstring::npos ? twentiethCharacter : name + signatureOffset;
     return parameter.substr(std::min(start, parameter.size()));
 }
 
@@ -64,8 +66,10 @@ int ExpertGroup::Create(const Lists& lists, const StringArray* groupParameters, 
         GetBaseName();
         if (CreateKinds(lists) == _expertResources.size()) BringOnLine();
     } else {
+        const DWORD code = GetLastError();
         DisplayFailure(_error, L"ExpertGroup::Create( ). Failure calling Group::Create( )." + _name + L" " +
-                                   _error.GetErrorString(GetLastError()));
+                                   _error.GetErrorString(code));
+        SetLastError(code);
     }
     printf(L"ExpertGroup::Create( ). On exit. \n");
     return result;
@@ -209,4 +213,5 @@ void ExpertGroup::SetSharePath(ResourceType& share, const std::wstring& disk, co
 
 void ExpertGroup::ReportMissingType(const std::wstring& kind) const {
     DisplayFailure(_error, L"ExpertGroup::Create( ). Failure newing ResourceType:" + kind);
+    SetLastError(platform::error::NotEnoughMemory);
 }

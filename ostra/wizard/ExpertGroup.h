@@ -27,6 +27,10 @@ class ResourceType;
 /// from the first list, and the directory of an IIS virtual root from the fifth. ExpertWizardGUIPage::GetParameters
 /// fills them in this order but for a print spooler, which is the fourth kind of its template and whose parameters it
 /// puts into the fifth list: the caller moves them.
+///
+/// One thread at a time, together with the group it was made from. Making one reads the templates of the local
+/// registry; Create and Change block as long as the cluster takes for each of their calls. A step that was refused
+/// leaves its code as the thread's last error, also where the result is 1.
 class OSTRA_API ExpertGroup : public Group {
 public:
     /// For a group that Create makes. Reads the template's kinds; an unknown template has none.
@@ -35,7 +39,8 @@ public:
     /// For a group that exists: shares the other's handle and resources, the last of the two lets go of them. Knows no
     /// template until GetWizardGUI.
     explicit ExpertGroup(const Group& group);
-    ExpertGroup(const ExpertGroup& other) : ExpertGroup(static_cast<const Group&>(other)) {}
+    /// The same, with the template, its kinds and the base name as `other` has them.
+    ExpertGroup(const ExpertGroup& other) = default;
     ExpertGroup& operator=(const ExpertGroup&) = delete;
     /// Writes a line to standard output.
     ~ExpertGroup() override;

@@ -12,12 +12,15 @@
 class Registry;
 
 /// All group templates of the local registry, one page each, read once, at construction, as they stood at one moment.
-/// Owns its pages.
+/// Owns its pages, which live as long as it does. Reading blocks as long as the registry does and leaves the code of
+/// what could not be read as the thread's last error; while nothing in the registry has changed since some wizard of
+/// this process read them all, they are taken from there. One thread at a time; several wizards are independent.
 class OSTRA_API ExpertWizard {
 public:
+    /// Reads those below "HKEY_LOCAL_MACHINE\SOFTWARE\Norvane\Ostra\ExpertWizard\Groups\".
+    ExpertWizard();
     /// Reads the templates below the key at `path`, which ends with a backslash. Without that key there are no pages.
-    explicit ExpertWizard(
-        const std::wstring& path = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Groups\\");
+    explicit ExpertWizard(const std::wstring& path);
     virtual ~ExpertWizard();
     ExpertWizard(const ExpertWizard&) = delete;
     ExpertWizard& operator=(const ExpertWizard&) = delete;
@@ -49,11 +52,19 @@ public:
     void Info() const;
 
 private:
+    void ReadTemplates();
+    bool TakeKnownPages();
+    void KeepPages() const;
+    /// The template root; null when it could not be made.
+    Registry* Root();
+
     NTEventViewer _eventViewer;
     OstraError _error;
-    std::unique_ptr<Registry> _registry;  // the template root
+    std::unique_ptr<Registry> _registry;
     std::wstring _path;
     int _valid = 0;
     int _numberOfGroups = 0;
     std::vector<std::unique_ptr<ExpertWizardGUIPage>> _pages;
+
+    bool _isRootToBeOpened = false;  // known pages needed none
 };

@@ -5,13 +5,12 @@
 
 #include <string>
 
-/// One kind of resource that a group made from a template consists of, such as "Physical Disk".
+/// One kind of resource that a group made from a template consists of, such as "Physical Disk". Never changes, so that
+/// any thread may read it.
 class OSTRA_API ExpertWizardComponent : public CObject {
 public:
-    ExpertWizardComponent();
-    explicit ExpertWizardComponent(const std::wstring& name);
-    ExpertWizardComponent(const ExpertWizardComponent& other);
-    ~ExpertWizardComponent() override;
+    ExpertWizardComponent() = default;
+    explicit ExpertWizardComponent(const std::wstring& name) : _name(name) {}
 
     std::wstring Name() const { return _name; }
 

@@ -14,14 +14,6 @@ ExpertWizardGUIControl::ExpertWizardGUIControl(const std::wstring& promptText, c
       _registryName(registryName),
       _dataFormat(dataFormat) {}
 
-ExpertWizardGUIControl::ExpertWizardGUIControl(const ExpertWizardGUIControl& other) = default;
-
-ExpertWizardGUIControl::~ExpertWizardGUIControl() = default;
-
-void ExpertWizardGUIControl::SetValue(const std::wstring& value) {
-    _value = value;
-}
-
 int ExpertWizardGUIControl::SaveData(const std::vector<StringArray*>&) const {
     platform::WriteOutputLine(L"Saving data for control...");
     return 0;

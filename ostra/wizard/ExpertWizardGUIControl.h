@@ -10,7 +10,8 @@
 #include <vector>
 
 /// One input field of a template's page: what to ask for, and which parameter of which kind of resource the answer
-/// becomes. All but the value is fixed at construction.
+/// becomes. All but the value is fixed at construction; a copy has the attributes and the value. Nothing blocks.
+/// References are to the control's own fields. One thread at a time while a value is set.
 class OSTRA_API ExpertWizardGUIControl : public CObject {
 public:
     /// `owner` is the kind of resource that gets the parameter `registryName`, and `dataFormat` its type keyword
@@ -18,9 +19,6 @@ public:
     ExpertWizardGUIControl(const std::wstring& promptText, const std::wstring& owner, const std::wstring& registryName,
                            const std::wstring& dataFormat, const std::wstring& defaultValue,
                            const std::wstring& typeOfControl);
-    /// Copies the attributes and the value.
-    ExpertWizardGUIControl(const ExpertWizardGUIControl& other);
-    ~ExpertWizardGUIControl() override;
 
     const std::wstring& PromptText() const { return _promptText; }
     const std::wstring& Owner() const { return _owner; }
@@ -29,7 +27,7 @@ public:
     const std::wstring& DefaultValue() const { return _defaultValue; }
 
     std::wstring Value() const { return _value; }
-    void SetValue(const std::wstring& value);
+    void SetValue(const std::wstring& value) { _value = value; }
 
     /// Saves nothing: a trace line on standard output, and 0. `ExpertWizardGUIPage::GetParameters` collects the values.
     int SaveData(const std::vector<StringArray*>& lists) const;

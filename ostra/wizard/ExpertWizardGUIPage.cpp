@@ -2,13 +2,17 @@
 
 #include <ostra/foundation/display.h>
 #include <ostra/registry/Registry.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
+
+namespace error = platform::error;
 
 namespace {
 
@@ -38,6 +42,7 @@ ExpertWizardGUIPage::ExpertWizardGUIPage(const std::wstring& name, const std::ws
     if (!registry.Open(nullptr, 1)) {
         platform::WriteOutput(platform::Format(
             L"ExpertWizardGUIPage::ExpertWizardGUIPage( ). Failure opening registry key: %ws\n", _path.c_str()));
+        _isWhole = false;
         return;
     }
     for (const std::wstring& number : registry.SubKeys()) {
@@ -53,7 +58,8 @@ ExpertWizardGUIPage::ExpertWizardGUIPage(const ExpertWizardGUIPage& other)
       _error(other._error),
       _name(other._name),
       _path(other._path),
-      _controlIndex(other._controlIndex) {
+      _controlIndex(other._controlIndex),
+      _isWhole(other._isWhole) {
     for (const auto& control : other._controls) _controls.push_back(std::make_unique<ExpertWizardGUIControl>(*control));
     for (const auto& component : other._components)
         _components.push_back(std::make_unique<ExpertWizardComponent>(*component));
@@ -67,9 +73,10 @@ int ExpertWizardGUIPage::GetComponents() {
     const HKEY key = registry.Open(nullptr, 1);
     if (!key) {
         DisplayFailure(_error, L"ExpertwizardGUIPage::GetComponents( ). Failure opening registry path " + path);
+        _isWhole = false;
         return 0;
     }
-    const std::wstring names = registry.GetValue(L"Names", key);  // without a report when a template has none
+    const std::wstring names = ReadText(registry, L"Names", key);
     int count = 0;
     for (std::size_t begin = 0, end = 0; end != std::wstring::npos; begin = end + 1, ++count) {
         end = names.find(L',', begin);
@@ -94,6 +101,7 @@ void ExpertWizardGUIPage::SetValue(const std::wstring& promptText, const std::ws
         control->SetValue(value);
     } else {
         _eventViewer << L"ExpertWizardGUIPage::SetValue( ). Failure finding control " + promptText;
+        SetLastError(error::FileNotFound);
     }
 }
 
@@ -109,6 +117,7 @@ int ExpertWizardGUIPage::GetParameters(const std::vector<StringArray*>& lists) c
             ownerLists, [&](const OwnerList& candidate) { return control->Owner() == candidate.owner; });
         if (known == std::end(ownerLists)) {
             _eventViewer << L"ExpertWizardGUIPage::GetParameters( ). Invalid control owner." + control->Owner();
+            SetLastError(error::InvalidParameter);
         } else if (known->list < lists.size() && lists[known->list]) {
             lists[known->list]->push_back(ParameterOf(*control));
         }
@@ -126,12 +135,25 @@ void ExpertWizardGUIPage::ReadControl(const std::wstring& path) {
     const HKEY key = registry.Open(nullptr, 1);
     if (!key) {
         DisplayFailure(_error, L"ExpertwizardGUIPage::ExpertwizardGUIPage( ). Failure opening registry path " + path);
+        _isWhole = false;
         return;
     }
-    const std::wstring prompt = registry.GetValue(L"Prompt", key);
-    const std::wstring registryName = registry.GetValue(L"Registry Name", key);
-    const std::wstring dataFormat = registry.GetValue(L"Data Format", key);
-    const std::wstring owner = registry.GetValue(L"Owner", key);
+    const std::wstring prompt = ReadText(registry, L"Prompt", key);
+    const std::wstring registryName = ReadText(registry, L"Registry Name", key);
+    const std::wstring dataFormat = ReadText(registry, L"Data Format", key);
+    const std::wstring owner = ReadText(registry, L"Owner", key);
     _controls.push_back(
         std::make_unique<ExpertWizardGUIControl>(prompt, owner, registryName, dataFormat, L"", L"CEditCtrl"));
+}
+
+std::wstring ExpertWizardGUIPage::ReadText(Registry& registry, const wchar_t* name, HKEY key) {
+    const DWORD before = GetLastError();
+    SetLastError(error::Success);
+    std::wstring text = registry.GetValue(name, key);
+    const DWORD code = GetLastError();
+    if (code == error::Success || code == error::FileNotFound)
+        SetLastError(before);
+    else
+        _isWhole = false;
+    return text;
 }

@@ -12,8 +12,12 @@
 #include <string>
 #include <vector>
 
+class Registry;
+
 /// One group template: the input fields that a wizard shows for it, and the kinds of resource that a group made from it
-/// consists of. Read once, at construction; what cannot be read is left out. Owns its controls and components.
+/// consists of. Read once, at construction, which blocks as long as the registry does; what cannot be read is left out,
+/// and its code is the thread's last error. Owns its controls and components, which live as long as it does. One thread
+/// at a time.
 class OSTRA_API ExpertWizardGUIPage : public CObject {
 public:
     using ControlArray = std::vector<std::unique_ptr<ExpertWizardGUIControl>>;
@@ -36,7 +40,7 @@ public:
     /// The first control with exactly that prompt, or null; the page's.
     ExpertWizardGUIControl* GetControl(const std::wstring& promptText) const;
 
-    /// Enters a value. A prompt that no control has is reported in the event log.
+    /// Enters a value. A prompt that no control has is reported in the event log; last error 2.
     void SetValue(const std::wstring& promptText, const std::wstring& value);
 
     /// Appends each control's value, in control order; the size of the array then.
@@ -44,8 +48,8 @@ public:
 
     /// Appends each control's parameter string (name "=" type keyword ":" value), in control order, to the list of the
     /// control's owner: 0 "Physical Disk", 1 "IP Address", 2 "Network Name", 3 "File Share", 4 "Print Spooler" and "IIS
-    /// Virtual Root". Any other owner is reported in the event log; a list that is null or not there gets nothing.
-    /// Always 0.
+    /// Virtual Root". Any other owner is reported in the event log, last error 87; a list that is null or not there
+    /// gets nothing. Always 0.
     int GetParameters(const std::vector<StringArray*>& lists) const;
 
     const std::wstring& Name() const { return _name; }
@@ -62,7 +66,13 @@ public:
     void Info() const;
 
 private:
+    friend class ExpertWizard;
+
     void ReadControl(const std::wstring& path);
+    /// A value that is not there is an empty text.
+    std::wstring ReadText(Registry& registry, const wchar_t* name, HKEY key);
+    /// Whether nothing failed while the template was read.
+    bool IsWhole() const { return _isWhole; }
 
     NTEventViewer _eventViewer;
     OstraError _error;
@@ -71,4 +81,6 @@ private:
     ControlArray _controls;
     ComponentArray _components;
     std::vector<DWORD> _controlIndex;
+
+    bool _isWhole = true;
 };

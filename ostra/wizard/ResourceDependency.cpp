@@ -1,31 +1,66 @@
 #include <ostra/wizard/ResourceDependency.h>
 
-#include <ostra/registry/Registry.h>
+#include <ostra/wizard/RegistryCache.h>
+#include <ostra/wizard/wizard_root.h>
+#include <platform/base/SharedHandle.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/registry_types.h>
 
 #include <algorithm>
+#include <array>
+
+namespace error = platform::error;
 
 namespace {
 
 constexpr int blockSize = 10;
-constexpr wchar_t dependenciesPath[] = L"SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Dependencies\\";
+constexpr DWORD mostKinds = 1000;
+constexpr DWORD nameRoom = 256;  // characters, the null included
 
-bool IsThere(const std::wstring& path) {
+/// The names of the subkeys, as far as they can be read; the code that ended the reading.
+DWORD ReadNames(HKEY key, StringArray& names) {
+    std::array<wchar_t, nameRoom> name{};
+    for (DWORD index = 0; index < mostKinds; ++index) {
+        DWORD size = nameRoom;
+        const auto code =
+            static_cast<DWORD>(RegEnumKeyExW(key, index, name.data(), &size, nullptr, nullptr, nullptr, nullptr));
+        if (code == error::NoMoreItems) break;
+        if (code != error::Success && code != error::MoreData) return code;
+        names.emplace_back(name.data());
+    }
+    return error::Success;
+}
+
+/// A kind without a key depends on nothing, which is no failure.
+DWORD ReadDependencies(const std::wstring& kind, StringArray& names) {
+    const DWORD before = GetLastError();
+    const std::wstring path = std::wstring(wizardKey) + L"Dependencies\\" + kind;
     HKEY opened = nullptr;
-    RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened);
-    return platform::SharedHandle<HKEY, RegCloseKey>(opened).Get() != nullptr;
+    const auto code = static_cast<DWORD>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened));
+    const platform::SharedHandle<HKEY, RegCloseKey> key(opened);
+    if (code == error::Success) return ReadNames(key.Get(), names);
+    if (code != error::FileNotFound) return code;
+    SetLastError(before);
+    return error::Success;
+}
+
+RegistryCache<StringArray>& KnownDependencies() {
+    static auto& known = *new RegistryCache<StringArray>;
+    return known;
 }
 
 }  // namespace
 
 ResourceDependency::ResourceDependency(const std::wstring& resourceKind) : CObList(blockSize) {
-    const std::wstring path = dependenciesPath + resourceKind;
     platform::ViewRegistry([&] {
-        if (!IsThere(path)) return;  // the registry would report what most kinds rightly lack
-        Registry registry(L"HKEY_LOCAL_MACHINE\\" + path + L"\\", L"");
-        if (registry.Open(nullptr, 1)) _dependentResources = registry.SubKeys();
+        if (const auto known = KnownDependencies().Find(resourceKind)) {
+            _dependentResources = *known;
+        } else if (ReadDependencies(resourceKind, _dependentResources) == error::Success) {
+            KnownDependencies().Keep(resourceKind, _dependentResources);
+        }
     });
 }
 

@@ -7,10 +7,12 @@
 #include <string>
 
 /// The kinds of resource that one kind depends on, as the dependency templates of the local registry list them. Read
-/// once, at construction.
+/// once, at construction, which blocks as long as the registry does; never changed afterwards, so that any thread may
+/// ask it.
 class OSTRA_API ResourceDependency : public CObList {
 public:
-    /// Reads the list of a kind such as "File Share". A kind without a template gets an empty list and no report.
+    /// Reads the list of a kind such as "File Share". A kind without a template gets an empty list and no report; what
+    /// could not be read is left out, and its code is the thread's last error.
     explicit ResourceDependency(const std::wstring& resourceKind);
 
     /// An empty list; the argument is not used.

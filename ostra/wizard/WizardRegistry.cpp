@@ -1,8 +1,8 @@
 #include <ostra/wizard/WizardRegistry.h>
 
+#include <ostra/wizard/wizard_root.h>
 #include <platform/base/output.h>
 
-#include <map>
 #include <string_view>
 #include <vector>
 
@@ -39,20 +39,28 @@ constexpr SampleNetwork sampleNetworks[] = {
     {L"Network1", L"172.16.32.100:172.16.32.199", L"255.255.240.0"},
 };
 
-constexpr const wchar_t* kinds[] = {
+constexpr std::wstring_view kinds[] = {
     L"File Share",   L"Generic Applicaion", L"Generic Service", L"IIS Virtual Root", L"IP Address",
     L"Network Name", L"Physical Disk",      L"Print Spooler",   L"Time Service",
 };
 
+/// Fails to compile for a kind that is none of `kinds`.
+consteval std::size_t IndexOf(std::wstring_view kind) {
+    std::size_t index = 0;
+    while (kinds[index] != kind) ++index;
+    return index;
+}
+
 struct Dependency {
-    const wchar_t* kind;
+    std::size_t kind;  // its index
     const wchar_t* needed;
 };
 
 constexpr Dependency dependencies[] = {
-    {L"Network Name", L"IP Address"},     {L"File Share", L"Network Name"},     {L"File Share", L"Physical Disk"},
-    {L"Print Spooler", L"Network Name"},  {L"Print Spooler", L"Physical Disk"}, {L"IIS Virtual Root", L"IP Address"},
-    {L"IIS Virtual Root", L"File Share"},
+    {IndexOf(L"Network Name"), L"IP Address"},     {IndexOf(L"File Share"), L"Network Name"},
+    {IndexOf(L"File Share"), L"Physical Disk"},    {IndexOf(L"Print Spooler"), L"Network Name"},
+    {IndexOf(L"Print Spooler"), L"Physical Disk"}, {IndexOf(L"IIS Virtual Root"), L"IP Address"},
+    {IndexOf(L"IIS Virtual Root"), L"File Share"},
 };
 
 }  // namespace
@@ -64,8 +72,7 @@ struct WizardRegistry::Template {
     std::vector<ControlTemplate> controls;
 };
 
-WizardRegistry::WizardRegistry(const std::wstring&)
-    : Registry(L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\", L"") {}
+WizardRegistry::WizardRegistry(const std::wstring&) : Registry(WizardPath(L""), L"") {}
 
 void WizardRegistry::Create() {
     _failures = 0;
@@ -133,8 +140,8 @@ void WizardRegistry::BuildIPStack(HKEY stackKey) {
 
 void WizardRegistry::BuildDependencies(HKEY dependenciesKey) {
     platform::WriteOutputLine(L"Building Dependencies Registry......");
-    std::map<std::wstring_view, Key> kindKeys;
-    for (const wchar_t* kind : kinds) kindKeys[kind] = MakeKey(dependenciesKey, kind);
+    std::vector<Key> kindKeys;
+    for (const std::wstring_view kind : kinds) kindKeys.push_back(MakeKey(dependenciesKey, std::wstring(kind)));
     for (const Dependency& dependency : dependencies) MakeKey(kindKeys[dependency.kind].Get(), dependency.needed);
 }
 

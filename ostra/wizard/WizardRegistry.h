@@ -8,14 +8,15 @@
 
 /// Writes the default wizard tree into the local registry: group templates, dependency templates, sample address pools
 /// and the scheduler's key. For a machine that has none yet; where there is one, the default keys and values are
-/// written over it and nothing is deleted.
+/// written over it and nothing is deleted. One thread at a time.
 class OSTRA_API WizardRegistry : public Registry {
 public:
     /// Nothing is opened or written yet; the argument is not used.
     explicit WizardRegistry(const std::wstring& unused);
 
     /// Writes the whole tree, with progress lines on standard output. What cannot be made is left out, and nothing is
-    /// rolled back; `Failures` tells whether there was any.
+    /// rolled back; `Failures` tells whether there was any, the last error why. Some 200 changes of the registry, each
+    /// of which waits for the disk and for other writers: within `platform::TransactRegistry` they are one.
     void Create();
 
     /// How many keys and values the last Create could not make; 0 when the tree is whole.

@@ -46,6 +46,7 @@ void RegisterClusterEngine(const std::wstring& name, ClusterEngine* engine) {
 
 ClusterEngine* FindClusterEngine(const std::wstring& name) {
     if (ClusterEngine* engine = FindRegistered(name)) return engine;
+    if (name == L"embedded") return &BuiltInEngine();
     if (!IsEngineName(name)) return nullptr;
     const std::string library = "libostra-engine-" + ToUtf8(name) + ".so.1";
     if (!dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL)) return nullptr;

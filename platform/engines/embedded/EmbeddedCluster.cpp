@@ -1,6 +1,7 @@
 #include <platform/engines/embedded/EmbeddedCluster.h>
 
 #include <platform/base/error_codes.h>
+#include <platform/cluster/cluster_engines.h>
 #include <platform/engines/embedded/EmbeddedClusterService.h>
 #include <platform/engines/embedded/cluster_schema.h>
 
@@ -41,13 +42,15 @@ private:
     static std::string FileOf(const std::string& directory) { return directory + "/cluster.db"; }
 };
 
-[[maybe_unused]] const bool isRegistered = (RegisterClusterEngine(L"embedded", &EmbeddedEngine()), true);
-
 }  // namespace
 
 ClusterEngine& EmbeddedEngine() {
     static Engine* const engine = new Engine;  // outlives every static object that may still use it
     return *engine;
+}
+
+ClusterEngine& BuiltInEngine() {
+    return EmbeddedEngine();
 }
 
 DWORD CreateEmbeddedCluster(const std::wstring& name, std::shared_ptr<ClusterService>& service) {

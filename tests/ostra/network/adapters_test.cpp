@@ -1,6 +1,8 @@
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
 #include <ostra/network/TCPIPAddress.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <tests/ostra/cluster/NetworkedCluster.h>
 
 #include <gtest/gtest.h>
@@ -59,6 +61,18 @@ TEST_F(TheNetworkAdapters, RecycleWhatNoRecordHolds) {
     EXPECT_EQ(L"10.9.0.2", Take(L"Both"));
 }
 
+TEST_F(TheNetworkAdapters, AreMadeAnewInTheirPlaces) {
+    NetworkAdapters adapters(L"Test", cluster, 0, 0);
+    NetworkAdapter* const both = adapters.FindAdapterByName(L"Both");
+    GivePool(L"Both");
+    const long users = Users();
+    for (int turn = 0; turn < 2; ++turn) EXPECT_EQ(0, adapters.Initialize(0, 1));
+    EXPECT_EQ(users, Users());
+    EXPECT_EQ(both, adapters.FindAdapterByName(L"Both"));
+    EXPECT_EQ(2U, adapters.Adapters()->size());
+    EXPECT_EQ(L"10.9.0.0 10.9.0.3", both->StartingAddress() + L" " + both->EndingAddress());
+}
+
 TEST_F(TheNetworkAdapters, TakeNamedAddressesBackOnlyWhenThatIsAllowed) {
     const std::vector<StringMap> addresses{
         {{IdentifierOf(L"Both"), L"10.9.0.1"}, {L"unknown", L"10.9.0.2"}},
@@ -66,12 +80,14 @@ TEST_F(TheNetworkAdapters, TakeNamedAddressesBackOnlyWhenThatIsAllowed) {
     for (const int isAllowed : {0, 1}) {
         NetworkAdapters adapters(L"Test", cluster, 0, isAllowed);
         printed.Take();
+        SetLastError(0);
         EXPECT_EQ(0, adapters.RecycleIPAddresses(&addresses) + adapters.RecycleIPAddresses(nullptr));
+        EXPECT_EQ(isAllowed ? 0U : platform::error::AccessDenied, GetLastError());
         adapters.FindAdapterByName(L"Both")->Info();
         const std::wstring output = printed.Take();
         EXPECT_EQ(0u, output.find(L"NetworkAdapters::RecycleIPAddresses( ). adding 10.9.0.1 for recycling.\n"));
         EXPECT_EQ(std::wstring::npos, output.find(L"10.9.0.3"));
-        EXPECT_NE(std::wstring::npos, output.find(L"\n_isInitialized         : No\n"));
+        EXPECT_NE(std::wstring::npos, output.find(L"\nUsedInCluster          : 1\n_isInitialized         : No\n"));
         EXPECT_NE(std::wstring::npos, output.find(isAllowed ? L":2\n10.9.0.1\n10.9.0.2\n" : L"Addresses:0\n"));
     }
 }
@@ -97,6 +113,7 @@ TEST_F(ANetworkAdapter, DoesNothingWithoutAPool) {
         EXPECT_EQ(0, adapter.IsInitialized() + adapter.AddIPAddressBeingUsed(L"10.9.0.1") +
                          adapter.GetIPAddressesToBeRecycled() + adapter.RecycleIPAddresses() +
                          adapter.RecycleIPAddresses(&addresses) + adapter.UsedInCluster());
+        EXPECT_EQ(platform::error::NotSupported, GetLastError());
         EXPECT_EQ(role == 1, adapter.IsForInternalUse());
         EXPECT_EQ(StringArray(), failing->Log());
     }

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <platform/base/little_endian.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <platform/framework/CArchive.h>
+#include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedMessageBoxes.h>
 #include <tests/support/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
@@ -64,6 +66,7 @@ protected:
         return names;
     }
 
+    tests::CapturedEvents _events;
     tests::CapturedMessageBoxes _boxes;
     tests::FailingCluster _cluster{L"C", service};
     platform::ClusterKeyId _key = 0;
@@ -136,9 +139,9 @@ TEST_F(AnAddressPool, SearchesUpwardsWhateverTheDatabaseSays) {
         {L"10.1.2.10", 9, L"10.1.2.15\n10.1.2.11", L"10.1.2.15"},  // the second line has no end
         {L"10.1.2.10", 9, L"10.1.2.15\n\n10.1.2.11\n", L"10.1.2.15"},
         {L"10.1.2.-1", 1, L"10.1.2.0\n", L"10.1.2.0"},
-        {L"10.1.2.9", 0x7FFFFFFF, L"10.1.2.100000\n10.1.2.030\n10.1.2.+40\n10.1.20.11\n", L"10.1.2.100000"},
+        {L"10.1.2.9", 0x7FFFFFFF, L"10.1.2.10000\n10.1.2.030\n10.1.2.+40\n10.1.20.11\n", L"10.1.2.10000"},
         {L"10.1.2.9", 0x7FFFFFFF, L"10.1.2.8\n", L""},
-        {L"10.1.2.2147483647", 5, L"10.1.2.-2147483646\n", L"10.1.2.-2147483646"},
+        {L"10.1.2.2147483647", 5, L"10.1.2.2147483648\n", L"10.1.2.2147483648"},
         {L"10.1.2.9", 0x80000000, L"10.1.2.11\n", L""},
         {L"", 9, L"1.1.1.3\n", L"1.1.1.3"},
     };
@@ -152,12 +155,10 @@ TEST_F(AnAddressPool, SearchesUpwardsWhateverTheDatabaseSays) {
     EXPECT_EQ(L"", Open()->StartingAddress() + Open()->EndingAddress());
 }
 
-TEST_F(AnAddressPool, CreatesWhatItCanLoadAgain) {
+TEST_F(AnAddressPool, CreatesTheAddressesOfARange) {
     const auto pool = Create(L"10.1.2.11", L"10.1.2.50");
     const std::tuple<std::wstring, std::wstring, int, const wchar_t*> rows[] = {
         {L"10.1.2.50", L"10.1.2.11", 0, L"10.1.2.10"},
-        {L"10.1.2.0", L"10.1.2.99999999999999999999", 0, L"10.1.2.10"},
-        {std::wstring(100'000, L'1') + L".1.2.0", L"10.1.2.5", 0, L"10.1.2.10"},
         {L"10.1.2.0", L"7.7.7.0", 1, L"10.1.2.-1"},
         {L"10.1.2.-5", L"10.1.2.2", 3, L"10.1.2.-1"},
         {L"", L"", 1, L"...-1"},
@@ -170,6 +171,59 @@ TEST_F(AnAddressPool, CreatesWhatItCanLoadAgain) {
     }
     pool->SaveCurrentState();
     EXPECT_EQ(2001, Open()->PutIP(L"new"));
+    EXPECT_EQ(0, pool->RangeTooLarge(L"1.1.1.1", L"1.1.1.501") + pool->RangeTooLarge(L"1.1.1.900", L"1.1.1.1"));
+    for (const wchar_t* end : {L"1.1.1.502", L"1.1.1.99999999999"}) EXPECT_EQ(1, pool->RangeTooLarge(L"1.1.1.1", end));
+}
+
+TEST_F(AnAddressPool, RefusesWhatItCouldNotLoadAgain) {
+    const auto pool = Create(L"10.1.2.11", L"10.1.2.50");
+    pool->SetRangeAndMask(L"10.1.2.10", L"10.1.2.50", L"");
+    pool->GetIP(0);
+    pool->SaveCurrentState();
+    const auto refusals = [this] {
+        const auto texts = _events.TakeTexts();
+        return std::ranges::count_if(texts, [](const std::wstring& text) { return text.starts_with(L"IPStack::"); });
+    };
+    const auto state = [&] {
+        return std::tuple(pool->Persist(), pool->PersistentData(), pool->StartingAddress() + pool->EndingAddress(),
+                          Stored(L"Persistence"), Stored(L"IP Used"));
+    };
+    const auto before = state();
+    const std::pair<std::wstring, std::wstring> ranges[] = {{L"10.1.2.0", L"10.1.2.99999999999999999999"},
+                                                            {std::wstring(100'000, L'1') + L".1.2.0", L"10.1.2.5"}};
+    for (const auto& [start, end] : ranges) {
+        EXPECT_EQ(0, pool->CreateIPAddresses(start, end, L""));
+        EXPECT_EQ(platform::error::InvalidParameter, GetLastError());
+        EXPECT_EQ(L"", Create(start, end)->GetIP(0));
+        EXPECT_EQ(before, state());
+    }
+    EXPECT_EQ(4, refusals());
+
+    for (const std::wstring& address : {std::wstring(33'000, L'1'), std::wstring(L"10.1.2.9\0", 9)}) {
+        const auto other = Open();
+        other->PutIP(address);
+        other->RemoveUsedIP();
+        other->SaveCurrentState();
+        other->PutAvailableIPAddresses();
+        EXPECT_EQ(platform::error::InvalidData, GetLastError());
+        EXPECT_EQ(before, state());
+    }
+    EXPECT_EQ(4, refusals());
+    const Value longest = Text(REG_BINARY, std::wstring(32'490, L'1') + L"\n");
+    Store(L"IP Used", longest);
+    const auto other = Open();
+    EXPECT_EQ(L"10.1.2.11", Take(*other));
+    other->PutUsedIPAddresses();
+    EXPECT_EQ(std::pair(std::get<3>(before), longest), std::pair(Stored(L"Persistence"), Stored(L"IP Used")));
+
+    const Value tooLong = Text(REG_BINARY, std::wstring(32'500, L'1') + L"\n");
+    for (const wchar_t* list : {L"Persistence", L"IP Used"}) {
+        Store(list, tooLong);
+        Open()->SaveCurrentState();
+        EXPECT_EQ(platform::error::InvalidData, GetLastError());
+        EXPECT_EQ(tooLong, Stored(list));
+        Store(list, Text(REG_BINARY, L""));
+    }
 }
 
 TEST_F(AnAddressPool, WithoutItsKeyLeavesTheDatabaseAlone) {
@@ -178,7 +232,9 @@ TEST_F(AnAddressPool, WithoutItsKeyLeavesTheDatabaseAlone) {
     const auto pool = Open(1);
     Written();
     _boxes.boxes.clear();
+    SetLastError(0);
     pool->SaveCurrentState();
+    EXPECT_EQ(platform::error::InvalidHandle, GetLastError());
     pool->SetRangeAndMask(L"1", L"2", L"3");
     EXPECT_EQ(0, pool->GetNumberOfAddressesCreated() + pool->IsInitialized());
     pool->SetInitialized(1);
@@ -205,12 +261,6 @@ TEST_F(AnAddressPool, ArchivesItsAvailableAddressesWithoutACount) {
     in >> *other;
     EXPECT_EQ(L"operator>>( ). Failure newing IPStack with an TCPIPAddress\n", printed.Take());
     EXPECT_EQ(L"1.1.1.1\n9.9.9.9\n", other->Persist());
-}
-
-TEST_F(AnAddressPool, ComparesLastUnitsAlone) {
-    const auto pool = Open();
-    EXPECT_EQ(0, pool->RangeTooLarge(L"1.1.1.1", L"1.1.1.501") + pool->RangeTooLarge(L"1.1.1.900", L"1.1.1.1"));
-    for (const wchar_t* end : {L"1.1.1.502", L"1.1.1.99999999999"}) EXPECT_EQ(1, pool->RangeTooLarge(L"1.1.1.1", end));
 }
 
 }  // namespace

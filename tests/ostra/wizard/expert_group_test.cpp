@@ -1,4 +1,5 @@
 #include <ostra/wizard/ExpertGroup.h>
+#include <platform/base/last_error.h>
 #include <tests/ostra/wizard/TemplateCluster.h>
 
 #include <gtest/gtest.h>
@@ -85,6 +86,9 @@ TEST_F(AnExpertGroup, LeavesWhatWasMadeWhenAStepOfItsCreationIsRefused) {
         failing->ForgetCalls();
         failing->FailCall(operation, call, AccessDenied);
         EXPECT_EQ(1, group.Create(lists.Pointers(), &own, 1));
+        if (made != 4) {
+            EXPECT_EQ(AccessDenied, GetLastError());
+        }
         EXPECT_EQ(made, NamesMade().size());
         EXPECT_EQ(static_cast<int>(made), group.ResourcesPtr()->NumberOfComponents());
         EXPECT_EQ(made == 4 ? 1 : 0, failing->Calls(Operation::OnlineGroup));
@@ -164,7 +168,9 @@ TEST_F(AnExpertGroup, SharesItsResourcesWithTheGroupItWasMadeFromAndMakesAnewWha
         EXPECT_EQ(1, created.Create(ForFileShare(L"10.1.1.20", L"39487").Pointers(), nullptr, 1));
         Expect(service->OfflineGroup(Group(L"Sales")), L"Sales");
         Forget();
+        EXPECT_EQ(L"File Share", ExpertGroup(created).Type());
         ExpertGroup changed(static_cast<const ::Group&>(created));
+        EXPECT_EQ(L"", changed.Type());
         changed.GetWizardGUI(L"File Share");
         EXPECT_EQ(1, changed.Change(ForFileShare(L"10.1.1.21", L"-268435455").Pointers(), nullptr, nullptr, 1));
         EXPECT_EQ(8, created.ResourcesPtr()->NumberOfComponents());

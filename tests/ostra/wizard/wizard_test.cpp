@@ -2,6 +2,8 @@
 #include <ostra/wizard/ExpertWizard.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <ostra/wizard/WizardRegistry.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/TemporaryHome.h>
@@ -58,11 +60,13 @@ TEST_F(AMachine, HasDefaultsAndTurnsWhatIsEnteredIntoParametersOfTheOwners) {
     EXPECT_EQ(lists[0], disks);
 
     page.SetValue(L"share name:", L"other");
+    EXPECT_EQ(platform::error::FileNotFound, GetLastError());
     page.Add(new ExpertWizardGUIControl(L"Zone:", L"Time Service", L"Zone", L"REG_SZ", L"UTC", L"CEditCtrl"));
     EXPECT_EQ(lists, Parameters(page));
     EXPECT_EQ((StringArray{L"ExpertWizardGUIPage::SetValue( ). Failure finding control share name:",
                            L"ExpertWizardGUIPage::GetParameters( ). Invalid control owner.Time Service"}),
               _events.TakeTexts());
+    EXPECT_EQ(platform::error::InvalidParameter, GetLastError());
 }
 
 TEST_F(AMachine, ReadsOddTemplatesAsFarAsTheyGo) {
@@ -99,6 +103,38 @@ TEST_F(AMachine, ReadsOddTemplatesAsFarAsTheyGo) {
     EXPECT_EQ(1, wizard.Initialize());
     EXPECT_EQ(4, wizard.NumberOfPages());
     EXPECT_EQ(wizard.Pages()[3].get(), wizard.GetPage(L"Odd")) << "the newest reading counts";
+}
+
+TEST_F(AMachine, ReadsItsTemplatesAgainOnceTheyHaveChanged) {
+    WriteControl(L"Groups\\Odd\\GUI\\1", L"First", L"IP Address");
+    Write(L"Groups\\Odd\\Components", {{L"Names", L"A"}});
+    Write(L"Dependencies\\A\\B");
+    const auto seen = [] {
+        const ExpertWizard wizard;
+        return wizard.GetPage(L"Odd")->Controls()[0]->PromptText() + std::to_wstring(wizard.NumberOfGroups()) +
+               std::to_wstring(ResourceDependency(L"A").NumberOfDependencies());
+    };
+    const auto change = [] {
+        WriteControl(L"Groups\\Odd\\GUI\\1", L"Second", L"IP Address");
+        Write(L"Groups\\Other\\GUI");  // without kinds, so that it is reported each time
+        Write(L"Dependencies\\A\\C");
+    };
+    for (int turn = 0; turn < 2; ++turn) EXPECT_EQ(L"First11", seen());
+    platform::TransactRegistry([&] {
+        change();
+        EXPECT_EQ(L"Second22", seen());
+        return DWORD{1};  // undone
+    });
+    EXPECT_EQ(L"First11", seen());
+
+    ExpertWizard wizard;  // whose pages are known
+    wizard.Pages()[0]->SetValue(L"First", L"x");
+    EXPECT_EQ(L"", ExpertWizard().Pages()[0]->Controls()[0]->Value());
+    change();
+    for (int turn = 0; turn < 2; ++turn) EXPECT_EQ(L"Second22", seen());
+    EXPECT_EQ(2, wizard.GetExpertGroupNames());
+    EXPECT_EQ(1, wizard.Initialize());
+    EXPECT_EQ(3, wizard.NumberOfPages());
 }
 
 TEST_F(AMachine, TellsHowMuchOfTheDefaultTemplatesCouldNotBeWritten) {
