@@ -41,13 +41,22 @@ void ConstructAndDestroyAComponent(benchmark::State& state) {
 }
 BENCHMARK(ConstructAndDestroyAComponent);
 
-void TraceWithTracingOff(benchmark::State& state) {
-    NoOutput sink;
+void Trace(benchmark::State& state, platform::OutputSink& sink) {
     platform::OutputSink* before = platform::SetOutputSink(&sink);
     const Component component;
     for (auto _ : state) component.printf(L"Node::Update( ). Updating Group... %ws\n", L"Files");
     platform::SetOutputSink(before);
 }
+
+void TraceWithTracingOff(benchmark::State& state) {
+    NoOutput sink;
+    Trace(state, sink);
+}
 BENCHMARK(TraceWithTracingOff);
+
+void TraceThatNobodyReads(benchmark::State& state) {
+    Trace(state, platform::SilentOutput());
+}
+BENCHMARK(TraceThatNobodyReads);
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <ostra/foundation/ClusterComponent.h>
 
+#include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 #include <platform/framework/CStatusBar.h>
@@ -9,7 +11,7 @@
 
 namespace {
 
-constexpr const wchar_t* libraryComponent = L"Ostra";
+constexpr std::wstring_view libraryComponent = L"Ostra";
 constexpr std::size_t traceLimit = 511;
 
 /// The longest head of a UTF-8 text of at most that many bytes that does not end inside a character.
@@ -28,7 +30,7 @@ std::wstring ValueOf(const StringMap& attributes, const std::wstring& key) {
 }  // namespace
 
 ClusterComponent::ClusterComponent()
-    : _eventViewer(libraryComponent, NTEventViewer::Error, L""),
+    : _eventViewer(libraryComponent, NTEventViewer::Error, {}),
       _clusterComponents(&_children),
       _debug(&_debugLog),
       _debugLog(libraryComponent) {}
@@ -41,7 +43,10 @@ ClusterComponent::ClusterComponent(const ClusterComponent& other) : ClusterCompo
 ClusterComponent::~ClusterComponent() = default;
 
 int ClusterComponent::Add(ClusterComponents* components, ClusterComponent* component) const {
-    if (!components) return 0;
+    if (!components) {
+        SetLastError(platform::error::InvalidParameter);
+        return 0;
+    }
     if (component) component->SetOwner(const_cast<ClusterComponent*>(this));
     components->Add(component);
     return components->NumberOfComponents();
@@ -96,19 +101,23 @@ void ClusterComponent::SetStatusBarText(const std::wstring& text, int pane) cons
 }
 
 void ClusterComponent::printf(const char* format, ...) const {
+    const bool isLogged = OstraDebug::IsDebugEnabled(libraryComponent);
+    if (!isLogged && !platform::IsOutputRead()) return;
     std::va_list arguments;
     va_start(arguments, format);
     const std::string text = platform::FormatArguments(format, arguments);
     va_end(arguments);
-    Trace(platform::FromUtf8(CutToBytes(text, traceLimit)));
+    Trace(platform::FromUtf8(CutToBytes(text, traceLimit)), isLogged);
 }
 
 void ClusterComponent::printf(const wchar_t* format, ...) const {
+    const bool isLogged = OstraDebug::IsDebugEnabled(libraryComponent);
+    if (!isLogged && !platform::IsOutputRead()) return;
     std::va_list arguments;
     va_start(arguments, format);
     const std::wstring text = platform::FormatArguments(format, arguments);
     va_end(arguments);
-    Trace(std::wstring(platform::CutToUnits(text, traceLimit)));
+    Trace(platform::CutToUnits(text, traceLimit), isLogged);
 }
 
 ClusterComponent* ClusterComponent::operator=(const ClusterComponent& other) {
@@ -127,9 +136,9 @@ ClusterComponent* ClusterComponent::operator=(const ClusterComponent* other) {
     return this;
 }
 
-void ClusterComponent::Trace(const std::wstring& text) const {
-    if (OstraDebug::IsDebugEnabled(libraryComponent))
-        _debug->DbgLog(L"%s", text.c_str());
+void ClusterComponent::Trace(std::wstring_view text, bool isLogged) const {
+    if (isLogged)
+        _debug->DbgLog(L"%.*s", static_cast<int>(text.size()), text.data());
     else
         platform::WriteOutput(text);
 }

@@ -22,6 +22,11 @@ class CStatusBar;
 ///
 /// A cluster has thousands of these. A new one opens and allocates nothing while the library's tracing is off: its
 /// child collection and its debug log are parts of the object itself, to which `_clusterComponents` and `_debug` point.
+///
+/// A cluster object, all objects below it and their collections belong to one thread at a time: nothing is locked, and
+/// an operation that only reads, such as `StatusCode`, changes the object all the same. Objects of different clusters
+/// may be used by different threads at once. What asks the cluster (`Status`, and what calls it) blocks for as long as
+/// the cluster takes; nothing else here does.
 class OSTRA_API ClusterComponent : public CObject {
 public:
     ClusterComponent();
@@ -80,7 +85,8 @@ public:
     void Message(std::wstring_view, std::wstring_view, UINT) const {}
 
     /// Traces: into the library's debug log while its bit of the mask is set, else to standard output as it stands.
-    /// Texts are cut at 511 characters (the narrow form: UTF-8 bytes, never inside a character).
+    /// Texts are cut at 511 characters (the narrow form: UTF-8 bytes, never inside a character). The formats follow
+    /// platform::Format.
     void printf(const char* format, ...) const;
     void printf(const wchar_t* format, ...) const;
 
@@ -115,7 +121,7 @@ protected:
 private:
     friend class ClusterComponents;  // compares names in place
 
-    void Trace(const std::wstring& text) const;
+    void Trace(std::wstring_view text, bool isLogged) const;
 
     ClusterComponents _children;
     OstraDebug _debugLog;

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int blockSize = 10;
+constexpr std::wstring_view eventSource = L"Ostra";
 
 // Nothing but components is ever added to the map.
 ClusterComponent* ComponentOf(CObject* member) {
@@ -21,7 +22,7 @@ ClusterComponent* ComponentOf(CObject* member) {
 }  // namespace
 
 ClusterComponents::ClusterComponents(const std::wstring& name)
-    : CMapStringToOb(blockSize), _name(name), _eventViewer(L"Ostra", NTEventViewer::Error, L"") {}
+    : CMapStringToOb(blockSize), _name(name), _eventViewer(eventSource, NTEventViewer::Error, {}) {}
 
 int ClusterComponents::NumberOfComponents() const {
     return GetCount();

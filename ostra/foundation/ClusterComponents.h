@@ -11,7 +11,8 @@ class CComboBox;
 class ClusterComponent;
 
 /// An index of components by name: the key is the name that a component had when it was added, and every listing is
-/// in key order. It never owns its members; whoever deletes one first takes it out of every index that holds it.
+/// in key order. It never owns its members; whoever deletes one first takes it out of every index that holds it. It
+/// belongs to the thread that its members belong to; nothing but `Info` blocks, for as long as its message box shows.
 class OSTRA_API ClusterComponents : public CMapStringToOb {
 public:
     explicit ClusterComponents(const std::wstring& name = {});

@@ -4,7 +4,8 @@
 #include <platform/base/types.h>
 #include <platform/framework/CCommandLineInfo.h>
 
-/// Collects a program's arguments: the plain ones, and the flags that the programs know ("t", in lower case).
+/// Collects a program's arguments: the plain ones, and the flags that the programs know ("t", in lower case). One
+/// thread at a time.
 class OSTRA_API CommandLineParameters : public CCommandLineInfo {
 public:
     CommandLineParameters();

@@ -1,20 +1,23 @@
 #include <ostra/foundation/OstraDebug.h>
 
-#include <ostra/foundation/SharedObjects.h>
 #include <platform/base/clock.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/little_endian.h>
 #include <platform/base/state_directory.h>
 #include <platform/base/text.h>
 #include <platform/system/registry.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdarg>
+#include <filesystem>
+#include <map>
 #include <mutex>
 
 namespace {
@@ -27,29 +30,68 @@ constexpr std::array<std::wstring_view, 11> components = {L"mod0", L"ostra", L"m
 
 std::wstring_view FileNameOf(std::wstring_view path) {
     if (path.size() > 1 && path[1] == L':') path.remove_prefix(2);
-    const std::size_t slash = path.find_last_of(L"/\\");
-    if (slash != std::wstring_view::npos) path.remove_prefix(slash + 1);
+    const auto isSlash = [](wchar_t character) { return character == L'/' || character == L'\\'; };
+    const auto slash = std::find_if(path.rbegin(), path.rend(), isSlash);
+    path.remove_prefix(static_cast<std::size_t>(path.rend() - slash));
     return platform::CutToUnits(path.substr(0, path.rfind(L'.')), nameLimit);
+}
+
+/// A log that objects of this process write to, or have written to.
+struct Log {
+    std::weak_ptr<std::FILE> file;
+    std::string path;
+};
+
+bool IsInPlace(std::FILE* file, const std::string& path) {
+    struct stat opened {};
+    struct stat placed {};
+    return fstat(fileno(file), &opened) == 0 && stat(path.c_str(), &placed) == 0 && opened.st_dev == placed.st_dev &&
+           opened.st_ino == placed.st_ino;
+}
+
+/// Where a component's log is: a file that is there under any spelling of the name, else one of this spelling.
+std::string LogPath(const std::string& directory, std::wstring_view componentName) {
+    const std::wstring name = std::wstring(componentName) + L".log";
+    std::string found;  // the same one for every process: of several, the first
+    std::error_code failure;
+    for (std::filesystem::directory_iterator at(directory, failure), end; !failure && at != end;
+         at.increment(failure)) {
+        std::string other = at->path().filename().string();
+        if (platform::EqualIgnoringCase(platform::FromUtf8(other), name) && (found.empty() || other < found))
+            found = std::move(other);
+    }
+    return directory + "/" + (found.empty() ? platform::ToUtf8(name) : found);
+}
+
+std::shared_ptr<std::FILE> OpenForLines(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (descriptor < 0) return nullptr;
+    struct stat status {};
+    const bool isFile = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    std::FILE* file = isFile ? fdopen(descriptor, "a+") : nullptr;  // writing to a pipe might block for ever
+    if (!file) {
+        close(descriptor);
+        return nullptr;
+    }
+    std::setvbuf(file, nullptr, _IONBF, 0);  // each line goes out whole, in one write
+    return {file, [](std::FILE* last) { std::fclose(last); }};
 }
 
 /// The open log of a component; null when it cannot be opened.
 std::shared_ptr<std::FILE> OpenLog(std::wstring_view componentName) {
     if (platform::IsRegistryRehearsed()) return nullptr;  // what is rehearsed has not happened
-    static auto& logs = *new SharedObjects<std::FILE>;
     const std::string directory = platform::EnsureStateDirectory("log");
     if (directory.empty()) return nullptr;
-    const std::string path = directory + "/" + platform::ToUtf8(componentName) + ".log";
-    return logs.Get(platform::FromUtf8(path), [&]() -> std::shared_ptr<std::FILE> {
-        const int descriptor = open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-        if (descriptor < 0) return nullptr;
-        std::FILE* file = fdopen(descriptor, "a+");
-        if (!file) {
-            close(descriptor);
-            return nullptr;
-        }
-        std::setvbuf(file, nullptr, _IONBF, 0);  // each line goes out whole, in one write
-        return {file, [](std::FILE* last) { std::fclose(last); }};
-    });
+    static std::mutex& mutex = *new std::mutex;
+    static auto& logs = *new std::map<std::string, Log>;
+    const std::scoped_lock lock(mutex);
+    Log& log = logs[directory + "/" + platform::ToUtf8(platform::FoldCase(componentName))];
+    std::shared_ptr<std::FILE> file = log.file.lock();
+    if (file && IsInPlace(file.get(), log.path)) return file;
+    log.path = LogPath(directory, componentName);
+    file = OpenForLines(log.path);
+    log.file = file;
+    return file;
 }
 
 /// The code of the first call that failed, and then no bit is set.
@@ -69,18 +111,17 @@ LONG ReadMask(DWORD& mask) {
 
 /// The mask of the registry as it is now, read again only when the registry has changed.
 DWORD CurrentMask() {
-    static std::mutex& mutex = *new std::mutex;
-    static platform::RegistryVersion known;
-    static DWORD knownMask = 0;
+    thread_local platform::RegistryVersion known;
+    thread_local DWORD mask = 0;
     platform::RegistryVersion version;
     if (platform::ReadRegistryVersion(version) != platform::error::Success) return 0;
-    const std::scoped_lock lock(mutex);
-    if (version == known) return knownMask;
-    const auto status = static_cast<DWORD>(ReadMask(knownMask));
+    if (version == known) return mask;
+    const platform::KeptLastError kept;  // without a mask nothing has failed
+    const auto status = static_cast<DWORD>(ReadMask(mask));
     const bool isSettled = status == platform::error::Success || status == platform::error::FileNotFound ||
                            status == platform::error::MoreData;
     known = isSettled ? version : platform::RegistryVersion();  // a registry that was busy is asked again
-    return knownMask;
+    return mask;
 }
 
 /// The form of asctime, without its line end.
@@ -92,13 +133,15 @@ std::wstring TimeStamp() {
 
 }  // namespace
 
-OstraDebug::OstraDebug(std::wstring_view path) : _enabled(IsDebugEnabled(FileNameOf(path))) {
-    if (_enabled) _fp = OpenLog(FileNameOf(path));
+OstraDebug::OstraDebug(std::wstring_view path) {
+    const std::wstring_view componentName = FileNameOf(path);
+    _enabled = IsDebugEnabled(componentName);
+    if (_enabled) _fp = OpenLog(componentName);
 }
 
 bool OstraDebug::IsDebugEnabled(std::wstring_view componentName) {
     const auto row = std::find_if(components.begin(), components.end(), [=](std::wstring_view component) {
-        return platform::EqualIgnoringCase(component, componentName);
+        return component.size() == componentName.size() && platform::EqualIgnoringCase(component, componentName);
     });
     if (row == components.end()) return false;
     return (CurrentMask() >> (row - components.begin()) & 1) != 0;

@@ -11,7 +11,11 @@
 /// is the library ("Ostra"). Every failure turns tracing off and is reported nowhere.
 ///
 /// A component that does not trace opens no file and allocates nothing. Those that do share one open file for each
-/// log, whatever their number; each line is one write, so lines of several objects, threads and processes stay whole.
+/// log, whatever their number; one that was removed or renamed is made anew for objects that come after. A component
+/// has one log, whatever the case of its name: a new one gets its first object's spelling.
+///
+/// Lines may be written from several threads and processes at once, each whole; assignment needs an object for itself.
+/// A line is in the file when it was written, which is all that blocks.
 class OSTRA_API OstraDebug {
 public:
     /// The component's name is the file name of `path` without directory and extension, at most 259 characters.

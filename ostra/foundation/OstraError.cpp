@@ -1,6 +1,5 @@
 #include <ostra/foundation/OstraError.h>
 
-#include <ostra/foundation/SharedObjects.h>
 #include <platform/base/output.h>
 #include <platform/system/messages.h>
 
@@ -8,20 +7,15 @@ namespace {
 
 constexpr DWORD firstForeignCode = 6000;
 
-/// The message table, loaded once for all records that are alive; null when it cannot be loaded.
-std::shared_ptr<ModuleHandle> LoadMessageTable() {
-    static auto& tables = *new SharedObjects<ModuleHandle>;
-    constexpr const wchar_t* name = L"netmsg.dll";
-    return tables.Get(name, [=]() -> std::shared_ptr<ModuleHandle> {
-        const HMODULE module = LoadLibraryW(name);
-        if (!module) return nullptr;
-        return {module, [](HMODULE last) { FreeLibrary(last); }};
-    });
+/// The message table; null when it could not be loaded. Records refer to it until the process ends.
+HMODULE MessageTable() {
+    static const HMODULE table = LoadLibraryW(L"netmsg.dll");
+    return table;
 }
 
 }  // namespace
 
-OstraError::OstraError() : _module(LoadMessageTable()) {
+OstraError::OstraError() : _module(MessageTable()) {
     if (!_module) platform::WriteOutputLine(L"OstraError::OstraError( ). Failure calling LoadLibrary( ).");
 }
 
@@ -47,6 +41,6 @@ std::wstring OstraError::GetErrorString(DWORD errorCode) const {
 }
 
 std::wstring OstraError::GetNTErrorString(DWORD errorCode) const {
-    platform::MessageText(_module.get(), errorCode, _errorString);
+    platform::MessageText(_module, errorCode, _errorString);
     return _errorString;
 }

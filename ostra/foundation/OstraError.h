@@ -3,12 +3,13 @@
 #include <ostra/export.h>
 #include <platform/base/types.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
 /// One error record, and the way from a system or cluster error code to its message text. Every cluster object holds
-/// one, so building one costs no more than a reference to the message table that all of them share.
+/// one, so making one costs next to nothing: the message table is loaded once, for the process. Nothing here blocks.
+///
+/// A record belongs to one thread at a time, its look-ups included, which keep the text that they found.
 class OSTRA_API OstraError {
 public:
     /// Code 0, no text. Loads the message table; when that fails, one line on standard output says so and later
@@ -38,7 +39,7 @@ public:
     void Display(std::wstring_view, std::wstring_view, UINT) const {}
 
 private:
-    std::shared_ptr<ModuleHandle> _module;  // null when not loaded
+    HMODULE _module = nullptr;  // the process's; null when not loaded
     LONG _errorCode = 0;
     mutable std::wstring _errorString;
 };

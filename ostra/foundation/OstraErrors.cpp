@@ -29,21 +29,17 @@ OstraErrors* OstraErrors::operator=(const OstraErrors* other) {
 int OstraErrors::Add(OstraError* error) {
     if (!error) return 0;
     AddTail(error);
-    ++_numberOfErrors;
     return 0;
 }
 
-void OstraErrors::RemoveAll() {
-    CPtrList::RemoveAll();
-    _numberOfErrors = 0;
-}
-
 LONG OstraErrors::GetLastErrorCode() const {
-    return _numberOfErrors < 1 ? 0 : static_cast<const OstraError*>(GetTail())->ErrorCode();
+    const OstraError* last = Last();
+    return last ? last->ErrorCode() : 0;
 }
 
 std::wstring OstraErrors::GetLastErrorString() const {
-    return _numberOfErrors < 1 ? std::wstring() : static_cast<const OstraError*>(GetTail())->ErrorString();
+    const OstraError* last = Last();
+    return last ? last->ErrorString() : std::wstring();
 }
 
 OstraError* OstraErrors::Find(LONG errorCode) const {
@@ -56,7 +52,7 @@ OstraError* OstraErrors::Find(LONG errorCode) const {
 }
 
 std::wstring OstraErrors::Info() const {
-    platform::WriteOutputLine(platform::Format(L"%d errors.", _numberOfErrors));
+    platform::WriteOutputLine(platform::Format(L"%d errors.", GetCount()));
     for (const void* member : *this) {
         const OstraError* error = static_cast<const OstraError*>(member);
         platform::WriteOutput(platform::Format(L"%d %ws\n", error->ErrorCode(), error->ErrorString().c_str()));
@@ -73,4 +69,8 @@ void OstraErrors::EnableStatusBarWriting(CWnd* window, int) {
 
 void OstraErrors::EnableStatusBarWriting(CStatusBarCtrl* control, int) {
     if (control) control->SetText(L"ASdadasdsadasd", 0, SBT_NOBORDERS);
+}
+
+const OstraError* OstraErrors::Last() const {
+    return static_cast<const OstraError*>(GetTail());
 }

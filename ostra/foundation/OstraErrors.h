@@ -11,7 +11,7 @@ class CWnd;
 class OstraError;
 
 /// Error records in the order in which they were recorded; the last one is the last error. The records belong to
-/// whoever added them and must outlive their place in the list.
+/// whoever added them and must outlive their place in the list, which belongs to one thread at a time.
 class OSTRA_API OstraErrors : public CPtrList {
 public:
     OstraErrors();
@@ -27,7 +27,7 @@ public:
     /// Appends a record; null is ignored. Always 0.
     int Add(OstraError* error);
     /// Empties the list; the records stay.
-    void RemoveAll();
+    using CPtrList::RemoveAll;
 
     /// 0 when there is none.
     LONG GetLastErrorCode() const;
@@ -39,7 +39,7 @@ public:
     OstraError* Find(LONG errorCode) const;
 
     std::wstring Name() const { return _name; }
-    int NumberOfComponents() const { return _numberOfErrors; }
+    int NumberOfComponents() const { return GetCount(); }
     /// Lists the records on standard output. The result is always empty.
     std::wstring Info() const;
 
@@ -49,7 +49,8 @@ public:
     void EnableStatusBarWriting(CStatusBarCtrl* control, int enable);
 
 private:
+    const OstraError* Last() const;
+
     std::wstring _name;
-    LONG _numberOfErrors = 0;
     std::wstring _info;  // what Info returns
 };

@@ -9,6 +9,8 @@
 
 /// A text and a set of separators, giving access to the text's words by position. Every character of the set parts
 /// words; runs of separators count as one, and separators at the ends make no empty words. Words count from 1.
+///
+/// An object belongs to one thread at a time, reading its words included; others split theirs at once.
 class OSTRA_API OstraString {
 public:
     /// Null texts count as empty ones; a null end separator is none.

@@ -5,7 +5,7 @@
 #include <string>
 
 /// Lets an object hand one text, its persistent form, to a registry or cluster-database key and take it back. Those
-/// keys keep it as their value "Persistence".
+/// keys keep it as their value "Persistence". An object belongs to one thread at a time.
 class OSTRA_API Persistence {
 public:
     Persistence() = default;

@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// A status code with its text: the state of an object as it was last read.
+/// A status code with its text: the state of an object as it was last read. A plain value: one thread at a time.
 class OSTRA_API TarnStatus {
 public:
     /// Code 0 and no text.

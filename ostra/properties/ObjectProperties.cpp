@@ -48,6 +48,7 @@ const Properties::ObjectKind GroupProperties::kind = {
     .setFailure = L"Properties::Set( ). Failure calling ClusterGroupControl( ). ",
     .displaysGetFailure = true,
     .displaysSetFailure = true,
+    .getTrace = L"GroupProperties::Get( ). status:%d %ws\n",
 };
 
 GroupProperties::GroupProperties(HGROUP group, HNODE node) : _group(group), _node(node) {}
@@ -59,14 +60,7 @@ int GroupProperties::Set(const StringArray* parameters, DWORD controlCode) {
 DWORD GroupProperties::Get(StringMap* attributes, DWORD controlCode, HNODE) {
     platform::WriteOutput(platform::Format(L"GroupProperties::Get( ). On entry. controlCode:%d valid:%d\n", controlCode,
                                            IsMeantFor(kind, controlCode) ? 1 : 0));
-    const auto call = CallOn<ClusterGroupControl>(_group, controlCode);
-    const auto traced = [&](const void* input, DWORD inputSize, void* output, DWORD outputSize, DWORD* returned) {
-        const DWORD status = call(input, inputSize, output, outputSize, returned);
-        platform::WriteOutput(platform::Format(L"GroupProperties::Get( ). status:%d %ws\n", status,
-                                               _error.GetErrorString(status).c_str()));
-        return status;
-    };
-    return ReadInto(attributes, kind, controlCode, traced);
+    return ReadInto(attributes, kind, controlCode, CallOn<ClusterGroupControl>(_group, controlCode));
 }
 
 const Properties::ObjectKind ResourceProperties::kind = {
@@ -77,20 +71,13 @@ const Properties::ObjectKind ResourceProperties::kind = {
     .setFailure = L"ResourceProperties::Set( ). Failure calling ClusterResourceControl( ). ",
     .displaysGetFailure = false,
     .displaysSetFailure = false,
+    .setTrace = L"ResourceProperties::Set( ) callingClusterResourceControl...status: %d %ws\n",
 };
 
 ResourceProperties::ResourceProperties(HRESOURCE resource) : _resource(resource) {}
 
 int ResourceProperties::Set(const StringArray* parameters, DWORD controlCode) {
-    const auto call = CallOn<ClusterResourceControl>(_resource, controlCode);
-    const auto traced = [&](const void* input, DWORD inputSize, void* output, DWORD outputSize, DWORD* returned) {
-        const DWORD status = call(input, inputSize, output, outputSize, returned);
-        platform::WriteOutput(
-            platform::Format(L"ResourceProperties::Set( ) callingClusterResourceControl...status: %d %ws\n", status,
-                             _error.GetErrorString(status).c_str()));
-        return status;
-    };
-    return Write(kind, parameters, controlCode, traced);
+    return Write(kind, parameters, controlCode, CallOn<ClusterResourceControl>(_resource, controlCode));
 }
 
 DWORD ResourceProperties::Get(StringMap* attributes, DWORD controlCode, HNODE) {
@@ -113,7 +100,7 @@ const Properties::ObjectKind ResourceTypeProperties::kind = {
 ResourceTypeProperties::ResourceTypeProperties(HCLUSTER cluster) : _cluster(cluster) {}
 
 int ResourceTypeProperties::Set(const std::wstring& typeName, const StringArray* parameters, DWORD controlCode) {
-    return Write(kind, parameters, controlCode, CallOnType(typeName, controlCode), ListLength::WithTrailingZero);
+    return Write(kind, parameters, controlCode, CallOnType(typeName), ListLength::WithTrailingZero);
 }
 
 DWORD ResourceTypeProperties::Get(const std::wstring& typeName, StringMap* attributes, DWORD controlCode, HNODE) {
@@ -132,17 +119,15 @@ DWORD ResourceTypeProperties::Get(const std::wstring& typeName, StringArray* des
 }
 
 std::size_t ResourceTypeProperties::ReadDisks(const std::wstring& typeName, DWORD controlCode) {
-    if (!Read(kind, controlCode, CallOnType(typeName, controlCode), CLUSCTL_RESOURCE_TYPE_STORAGE_GET_AVAILABLE_DISKS))
-        Initialize();
+    if (!Read(kind, controlCode, CallOnType(typeName), CLUSCTL_RESOURCE_TYPE_STORAGE_GET_AVAILABLE_DISKS)) Initialize();
     return _properties.size() / descriptionsOfDisk * descriptionsOfDisk;
 }
 
-Properties::ControlCall ResourceTypeProperties::CallOnType(const std::wstring& typeName, DWORD controlCode) const {
-    return
-        [=, cluster = _cluster](const void* input, DWORD inputSize, void* output, DWORD outputSize, DWORD* returned) {
-            return ClusterResourceTypeControl(cluster, typeName.c_str(), nullptr, controlCode, input, inputSize, output,
-                                              outputSize, returned);
-        };
+Properties::ControlCall ResourceTypeProperties::CallOnType(const std::wstring& typeName) const {
+    return [this, &typeName](const void* input, DWORD inputSize, void* output, DWORD outputSize, DWORD* returned) {
+        return ClusterResourceTypeControl(_cluster, typeName.c_str(), nullptr, _controlCode, input, inputSize, output,
+                                          outputSize, returned);
+    };
 }
 
 const Properties::ObjectKind NetworkProperties::kind = {

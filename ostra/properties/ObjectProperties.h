@@ -12,8 +12,11 @@
 // Set sends parameter strings with the control code: 1 when the service accepted them; 0 when there was nothing to
 // send or it refused. Get reads with the control code and puts each property's name and value text into the caller's
 // map, whose other entries stay: the number of properties that the answer held, or 0 when the code is meant for another
-// kind of object or the service failed, and the map is as it was. Failures go to the event log. The host nodes given
-// are accepted and not used.
+// kind of object, the service failed or its answer has more than 130,000 bytes, and the map is as it was. Failures go
+// to the event log and leave their code as the last error (87 for what is refused here, 234 for an answer too large).
+// The host nodes given are accepted and not used.
+//
+// A set belongs to one thread at a time, and blocks for as long as the cluster takes to answer.
 
 /// The cluster's own properties, which can be neither read nor written.
 class OSTRA_API ClusterProperties : public Properties {
@@ -76,7 +79,8 @@ public:
 private:
     /// The number of properties to hand over.
     std::size_t ReadDisks(const std::wstring& typeName, DWORD controlCode);
-    ControlCall CallOnType(const std::wstring& typeName, DWORD controlCode) const;
+    /// Sends the present control code; serves as long as this object and the name do.
+    ControlCall CallOnType(const std::wstring& typeName) const;
 
     static const ObjectKind kind;
 

@@ -1,8 +1,10 @@
 #include <ostra/properties/Properties.h>
 
 #include <ostra/foundation/ParameterString.h>
+#include <ostra/properties/entries.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/little_endian.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
@@ -16,59 +18,28 @@ using platform::NumberAt;
 using platform::PutNumber;
 
 constexpr int blockSize = 10;
-constexpr std::size_t entryHeader = 8;  // syntax word and byte length
 constexpr std::size_t endMark = 4;
+constexpr std::size_t numberSize = entryHeader + sizeof(DWORD) + endMark;
+constexpr std::size_t smallestProperty = entryHeader + numberSize;
 constexpr WORD nameType = CLUSPROP_SYNTAX_NAME >> 16;
 constexpr WORD listValueType = CLUSPROP_SYNTAX_LIST_VALUE_SZ >> 16;
 
-constexpr std::size_t nameCharacters = 260;
-constexpr std::size_t deviceNameAt = 4;  // behind the flags word
-constexpr std::size_t labelAt = deviceNameAt + nameCharacters * 2;
-constexpr std::size_t serialNumberAt = labelAt + nameCharacters * 2;
-constexpr std::size_t partitionSize = serialNumberAt + 4;
-
-std::size_t Padded(std::size_t size) {
-    return (size + 3) & ~std::size_t{3};
+/// Of a text with its null.
+std::size_t TextSize(std::wstring_view text) {
+    return (platform::Utf16Length(text) + 1) * 2;
 }
-
-std::size_t TextEntrySize(const std::wstring& text) {
-    return entryHeader + Padded((platform::Utf16Length(text) + 1) * 2);
-}
-
-/// Walks the entries of an answer and never reads behind its end.
-class EntryReader {
-public:
-    explicit EntryReader(std::span<const BYTE> bytes) : _rest(bytes) {}
-
-    bool HasNumber() const { return _rest.size() >= 4; }
-    DWORD Peek() const { return NumberAt(_rest.data()); }
-    void SkipNumber() { _rest = _rest.subspan(4); }
-
-    /// Takes the next entry: false when it reaches behind the end, where the walk ends.
-    bool Next(DWORD& syntax, std::span<const BYTE>& data) {
-        if (_rest.size() < entryHeader) return false;
-        syntax = NumberAt(_rest.data());
-        const std::size_t length = NumberAt(_rest.data() + 4);
-        if (length > _rest.size() - entryHeader) return false;
-        data = _rest.subspan(entryHeader, length);
-        _rest = _rest.subspan(std::min(entryHeader + Padded(length), _rest.size()));
-        return true;
-    }
-
-private:
-    std::span<const BYTE> _rest;
-};
 
 WORD FormatOf(DWORD syntax) {
     return static_cast<WORD>(syntax & 0xFFFF);
 }
 
 /// The value entry's property; null for a value that is neither number nor text, and for a number cut short.
-std::shared_ptr<Property> MakeProperty(const std::wstring& name, DWORD syntax, std::span<const BYTE> data) {
+std::shared_ptr<Property> MakeProperty(std::span<const BYTE> name, DWORD syntax, std::span<const BYTE> data) {
+    using platform::FromUtf16;
     if (FormatOf(syntax) == CLUSPROP_FORMAT_SZ)
-        return std::make_shared<Property>(name, platform::FromUtf16(data), CLUSPROP_FORMAT_SZ);
+        return std::make_shared<Property>(FromUtf16(name), FromUtf16(data), CLUSPROP_FORMAT_SZ);
     if (FormatOf(syntax) == CLUSPROP_FORMAT_DWORD && data.size() >= 4)
-        return std::make_shared<Property>(name, NumberAt(data.data()), CLUSPROP_FORMAT_DWORD);
+        return std::make_shared<Property>(FromUtf16(name), NumberAt(data.data()), CLUSPROP_FORMAT_DWORD);
     return nullptr;
 }
 
@@ -96,6 +67,7 @@ Properties::~Properties() = default;
 
 int Properties::Set(const StringArray*, DWORD) {
     platform::WriteOutput(L"Properties::Set( CStringArray*, DWORD ). Tp be implemented by teh derived class.\n");
+    SetLastError(platform::error::CallNotImplemented);
     return 0;
 }
 
@@ -122,42 +94,57 @@ int Properties::BuildPropertyList(const StringArray* parameters) {
     std::memset(_buffer, 0, BufferSize);
     Initialize();
     if (!parameters) return 0;
-    for (const std::wstring& text : *parameters) {
-        const ParameterString parameter(text);
+    for (const std::wstring& parameter : *parameters) {
         if (AddParameter(parameter)) continue;
-        _eventViewer << L"Properties::BuildPropertyList( ). The property list is too long at " + parameter.name + L".";
+        const std::wstring name(ParameterString(parameter).name);
+        _eventViewer << L"Properties::BuildPropertyList( ). The property list is too long at " + name + L".";
         Initialize();  // half of a list must not be sent
-        break;
+        return 0;
     }
+    if (!_propertyList && !parameters->empty()) SetLastError(platform::error::InvalidParameter);
     return 0;
 }
 
-bool Properties::AddParameter(const ParameterString& parameter) {
-    const auto& [name, type, value] = parameter;
-    if (type == L"REG_SZ") return AddPropertyToStream({name, value, CLUSPROP_FORMAT_SZ}) != 0;
-    if (type == L"REG_DWORD")
-        return AddPropertyToStream({name, platform::ParseDecimal(value), CLUSPROP_FORMAT_DWORD}) != 0;
-    _eventViewer << L"Set funciton not implemented for this data type:" + type;
+bool Properties::AddParameter(std::wstring_view parameter) {
+    const ParameterString parsed(parameter);
+    if (parsed.keyword == L"REG_SZ") return AddText(parsed.name, parsed.value);
+    if (parsed.keyword == L"REG_DWORD") return AddNumber(parsed.name, platform::ParseDecimal(parsed.value));
+    _eventViewer << L"Set funciton not implemented for this data type:" + std::wstring(parsed.keyword);
     return true;
 }
 
 int Properties::AddPropertyToStream(const Property& property) {
-    const bool isText = property.Format() == CLUSPROP_FORMAT_SZ;
-    const bool isNumber = property.Format() == CLUSPROP_FORMAT_DWORD;
-    const std::size_t nameSize = TextEntrySize(property.Name());
-    const std::size_t valueSize = isText     ? TextEntrySize(property.Value()) + endMark
-                                  : isNumber ? entryHeader + sizeof(DWORD) + endMark
-                                             : 0;
-    if (!ResetBufferLength(nameSize + valueSize)) return 0;
+    switch (property.Format()) {
+        case CLUSPROP_FORMAT_SZ: return AddText(property.Name(), property.Value()) ? 1 : 0;
+        case CLUSPROP_FORMAT_DWORD: return AddNumber(property.Name(), property.ValueInDWORD()) ? 1 : 0;
+        default: return BeginProperty(property.Name(), 0) ? 1 : 0;
+    }
+}
 
-    FillPropertyHelperDataStructure(_writePosition, nameType, property.Name(), 0);
-    _writePosition += nameSize;
-    if (isText) FillPropertyHelperDataStructure(_writePosition, listValueType, property.Value(), 0);
-    if (isNumber) FillPropertyHelperDataStructure(_writePosition, listValueType, property.ValueInDWORD());
-    _writePosition += valueSize;
+bool Properties::AddText(std::wstring_view name, std::wstring_view value) {
+    const std::size_t size = TextSize(value);
+    if (!BeginProperty(name, entryHeader + Padded(size) + endMark)) return false;
+    _writePosition += WriteText(_writePosition, listValueType, value, size) + endMark;
+    return true;
+}
+
+bool Properties::AddNumber(std::wstring_view name, DWORD value) {
+    if (!BeginProperty(name, numberSize)) return false;
+    _writePosition += FillPropertyHelperDataStructure(_writePosition, listValueType, value) + endMark;
+    return true;
+}
+
+bool Properties::BeginProperty(std::wstring_view name, std::size_t valueSize) {
+    const std::size_t nameSize = TextSize(name);
+    const std::size_t whole = entryHeader + Padded(nameSize) + valueSize;
+    if (!ResetBufferLength(whole)) {
+        SetLastError(platform::error::InsufficientBuffer);
+        return false;
+    }
+    _writePosition += WriteText(_writePosition, nameType, name, nameSize);
     PutNumber(_propertyList, NumberAt(_propertyList) + 1);
-    _streamSize += static_cast<DWORD>(nameSize + valueSize);
-    return 1;
+    _streamSize += static_cast<DWORD>(whole);
+    return true;
 }
 
 bool Properties::ResetBufferLength(std::size_t extra) {
@@ -170,32 +157,47 @@ bool Properties::ResetBufferLength(std::size_t extra) {
     return true;
 }
 
-std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, const std::wstring& value,
+std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, std::wstring_view value,
                                                         DWORD byteLength) {
-    if (byteLength > BufferSize) return 0;
+    if (byteLength == 0) return WriteText(place, type, value, TextSize(value));
+    BYTE* const written = BeginEntry(place, type, CLUSPROP_FORMAT_SZ, byteLength);
+    if (!written) return 0;
     std::vector<BYTE> bytes = platform::ToUtf16(value);
-    if (byteLength != 0) bytes.resize(byteLength);
-    return WriteEntry(place, type, CLUSPROP_FORMAT_SZ, bytes);
+    bytes.resize(byteLength);
+    std::copy(bytes.begin(), bytes.end(), written);
+    return entryHeader + Padded(byteLength);
 }
 
 std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, DWORD value) {
-    BYTE bytes[4];
+    BYTE* const bytes = BeginEntry(place, type, CLUSPROP_FORMAT_DWORD, sizeof value);
+    if (!bytes) return 0;
     PutNumber(bytes, value);
-    return WriteEntry(place, type, CLUSPROP_FORMAT_DWORD, bytes);
+    return entryHeader + sizeof value;
 }
 
 std::size_t Properties::FillPropertyHelperDataStructure(BYTE* place, WORD type, const BYTE* bytes, DWORD byteLength) {
-    return WriteEntry(place, type, CLUSPROP_FORMAT_BINARY, {bytes, byteLength});
+    BYTE* const written = BeginEntry(place, type, CLUSPROP_FORMAT_BINARY, byteLength);
+    if (!written) return 0;
+    std::copy(bytes, bytes + byteLength, written);
+    return entryHeader + Padded(byteLength);
 }
 
-std::size_t Properties::WriteEntry(BYTE* place, WORD type, WORD format, std::span<const BYTE> bytes) {
-    const std::size_t size = entryHeader + Padded(bytes.size());
-    if (size + endMark > static_cast<std::size_t>(_buffer + BufferSize - place)) return 0;
+std::size_t Properties::WriteText(BYTE* place, WORD type, std::wstring_view text, std::size_t size) {
+    BYTE* const written = BeginEntry(place, type, CLUSPROP_FORMAT_SZ, size);
+    if (!written) return 0;
+    BYTE* const null = platform::PutUtf16(written, text);
+    null[0] = null[1] = 0;
+    return entryHeader + Padded(size);
+}
+
+BYTE* Properties::BeginEntry(BYTE* place, WORD type, WORD format, std::size_t byteLength) {
+    const std::size_t size = entryHeader + Padded(byteLength);
+    if (size + endMark > static_cast<std::size_t>(_buffer + BufferSize - place)) return nullptr;
     PutNumber(place, DWORD{type} << 16 | format);
-    PutNumber(place + 4, static_cast<DWORD>(bytes.size()));
-    std::copy(bytes.begin(), bytes.end(), place + entryHeader);
-    std::fill(place + entryHeader + bytes.size(), place + size + endMark, BYTE{0});
-    return size;
+    PutNumber(place + size - 4, 0);  // the padding; the bytes come over it
+    PutNumber(place + 4, static_cast<DWORD>(byteLength));
+    PutNumber(place + size, 0);
+    return place + entryHeader;
 }
 
 int Properties::Parse() {
@@ -205,11 +207,12 @@ int Properties::Parse() {
         count = reader.Peek();
         reader.SkipNumber();
     }
+    _properties.reserve(_properties.size() + std::min<std::size_t>(count, _streamSize / smallestProperty));
     for (; count > 0; --count) {
         DWORD syntax = 0;
+        std::span<const BYTE> name;
         std::span<const BYTE> data;
-        if (!reader.Next(syntax, data)) break;
-        const std::wstring name = platform::FromUtf16(data);
+        if (!reader.Next(syntax, name)) break;
         if (!reader.HasNumber()) break;
         if (reader.Peek() != CLUSPROP_SYNTAX_ENDMARK) {
             if (!reader.Next(syntax, data)) break;
@@ -219,44 +222,6 @@ int Properties::Parse() {
         reader.SkipNumber();
     }
     return static_cast<int>(_properties.size());
-}
-
-int Properties::ParseDiskInformation() {
-    EntryReader reader({_buffer, _streamSize});
-    DWORD syntax = 0;
-    std::span<const BYTE> data;
-    while (reader.HasNumber() && reader.Peek() != CLUSPROP_SYNTAX_ENDMARK && reader.Next(syntax, data)) {
-        if (syntax == CLUSPROP_SYNTAX_PARTITION_INFO)
-            AddPartition(data);
-        else
-            AddDiskNumber(syntax, data);
-    }
-    return static_cast<int>(_properties.size());
-}
-
-void Properties::AddDiskNumber(DWORD syntax, std::span<const BYTE> data) {
-    if (data.size() < 4) return;
-    const DWORD number = NumberAt(data.data());
-    if (syntax == CLUSPROP_SYNTAX_DISK_SIGNATURE)
-        AddDescription(L"Signature", platform::Format(L"%x", number), CLUSPROP_FORMAT_DWORD);
-    if (syntax == CLUSPROP_SYNTAX_SCSI_ADDRESS)
-        AddDescription(L"SCSI Address", platform::Format(L"%x", number), CLUSPROP_FORMAT_DWORD);
-    if (syntax == CLUSPROP_SYNTAX_DISK_NUMBER)
-        AddDescription(L"Disk Number", platform::Format(L"%d", number), CLUSPROP_FORMAT_DWORD);
-}
-
-void Properties::AddPartition(std::span<const BYTE> data) {
-    if (data.size() < partitionSize) return;
-    const std::wstring device = platform::FromUtf16(data.subspan(deviceNameAt, nameCharacters * 2));
-    const std::wstring label = platform::FromUtf16(data.subspan(labelAt, nameCharacters * 2));
-    AddDescription(L"Partition", device, CLUSPROP_FORMAT_SZ);
-    AddDescription(L"Volumne Lable", label, CLUSPROP_FORMAT_SZ);
-    AddDescription(L"Serial Number", platform::Format(L"%x", NumberAt(data.data() + serialNumberAt)),
-                   CLUSPROP_FORMAT_SZ);
-}
-
-void Properties::AddDescription(const wchar_t* name, const std::wstring& value, CLUSTER_PROPERTY_FORMAT format) {
-    _properties.push_back(std::make_shared<Property>(name, value, format));
 }
 
 void Properties::EmptyPropertyList() {

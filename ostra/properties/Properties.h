@@ -12,19 +12,19 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
-
-struct ParameterString;
 
 /// The working set of one read or write of a cluster object's properties: it turns parameter strings (name "=" registry
 /// type ":" value) into the binary list that a control operation takes, and a list that one returned into Property
-/// objects. Made for one operation and destroyed after it; an object serves one caller at a time.
+/// objects. Made for one operation and destroyed after it; an object belongs to one thread at a time.
 ///
 /// A list is a 32-bit count, then for each property a name entry, a value entry and an end mark of 32 zero bits. An
 /// entry is a syntax word (value type in the high half, format in the low half), a byte length, and the bytes padded
 /// with zeros to four. Numbers are little-endian, texts UTF-16LE with their null.
 ///
-/// The list's buffer is part of the object, which is therefore large (130,000 bytes) and allocates nothing for a list.
+/// The list's buffer is part of the object, which is therefore large (130,000 bytes: nothing for a small thread's
+/// stack) and allocates nothing for a list; of a parsed one it allocates the Property objects and the array of them.
 class OSTRA_API Properties : public CObList {
 public:
     static constexpr std::size_t BufferSize = 130000;
@@ -35,7 +35,8 @@ public:
     Properties& operator=(const Properties&) = delete;
     ~Properties() override;
 
-    /// Sends the parameters to the object; what derived classes do. Here a line on standard output, and 0.
+    /// Sends the parameters to the object; what derived classes do. Here a line on standard output, and 0 (last error
+    /// 120).
     virtual int Set(const StringArray* parameters, DWORD controlCode);
     /// Lists the parsed properties on standard output. The result is always empty.
     virtual std::wstring Info();
@@ -51,10 +52,11 @@ public:
 
     /// Builds a list from parameter strings of the types REG_SZ and REG_DWORD, in place of the one before. A string of
     /// another type is reported to the event log and left out; a list that outgrows the buffer is reported and dropped
-    /// whole, which leaves no list. Always 0: PropertyCount and PropertyStreams have the outcome.
+    /// whole, which leaves no list. Always 0: PropertyCount and PropertyStreams have the outcome, and when no list came
+    /// of strings, the last error is 122 for one too long, else 87.
     int BuildPropertyList(const StringArray* parameters);
-    /// Appends a property (one that is neither number nor text with its name alone). 1, or 0 when it does not fit into
-    /// the buffer and the list is as it was.
+    /// Appends a property (one that is neither number nor text with its name alone). 1, or 0 (last error 122) when it
+    /// does not fit into the buffer and the list is as it was.
     int AddPropertyToStream(const Property& property);
 
     /// Appends what the list returned by the service holds to the parsed properties, as far as the bytes returned are
@@ -77,6 +79,8 @@ protected:
         const wchar_t* setFailure;
         bool displaysGetFailure;
         bool displaysSetFailure;
+        const wchar_t* getTrace = nullptr;  // written to standard output after each call, with status and message
+        const wchar_t* setTrace = nullptr;
     };
 
     enum class ListLength { Exact, WithTrailingZero };
@@ -86,7 +90,8 @@ protected:
     int Write(const ObjectKind& kind, const StringArray* parameters, DWORD controlCode, const ControlCall& control,
               ListLength length = ListLength::Exact);
     /// Reads an answer into the buffer and parses it: as a list of disks when the code is `diskCode`, else as a
-    /// property list. False when the code was refused or the service failed; no parsed properties are left then.
+    /// property list. False when the code was refused, the service failed or its answer is too large; no parsed
+    /// properties are left then.
     bool Read(const ObjectKind& kind, DWORD controlCode, const ControlCall& control, DWORD diskCode = 0);
     /// Reads, copies what was parsed into the caller's map and answers how much that was.
     DWORD ReadInto(StringMap* attributes, const ObjectKind& kind, DWORD controlCode, const ControlCall& control,
@@ -101,7 +106,7 @@ protected:
 
     /// Write one entry at `place`, a position in the buffer, and 32 zero bits after it. The size of the entry, or 0
     /// when it would not fit into the buffer and nothing was written. A byte length of 0 stands for the whole text.
-    std::size_t FillPropertyHelperDataStructure(BYTE* place, WORD type, const std::wstring& value, DWORD byteLength);
+    std::size_t FillPropertyHelperDataStructure(BYTE* place, WORD type, std::wstring_view value, DWORD byteLength);
     std::size_t FillPropertyHelperDataStructure(BYTE* place, WORD type, DWORD value);
     std::size_t FillPropertyHelperDataStructure(BYTE* place, WORD type, const BYTE* bytes, DWORD byteLength);
 
@@ -122,14 +127,22 @@ protected:
 
 private:
     /// False when the list has no room for it; what no list can hold is reported and left out.
-    bool AddParameter(const ParameterString& parameter);
+    bool AddParameter(std::wstring_view parameter);
+    bool AddText(std::wstring_view name, std::wstring_view value);
+    bool AddNumber(std::wstring_view name, DWORD value);
+    /// Writes a name, of a property whose value takes `valueSize` bytes with its end mark; false when there is no room.
+    bool BeginProperty(std::wstring_view name, std::size_t valueSize);
     /// Makes room for that many bytes of entries; false when the buffer has none.
     bool ResetBufferLength(std::size_t extra);
-    std::size_t WriteEntry(BYTE* place, WORD type, WORD format, std::span<const BYTE> bytes);
+    /// Writes the entry of a text of that many bytes with its null; its size, or 0 when it would not fit.
+    std::size_t WriteText(BYTE* place, WORD type, std::wstring_view text, std::size_t size);
+    /// Writes the head of an entry, and zeros behind where its bytes go. Null when it would not fit into the buffer.
+    BYTE* BeginEntry(BYTE* place, WORD type, WORD format, std::size_t byteLength);
     void AddDiskNumber(DWORD syntax, std::span<const BYTE> data);
     void AddPartition(std::span<const BYTE> data);
     void AddDescription(const wchar_t* name, const std::wstring& value, CLUSTER_PROPERTY_FORMAT format);
     /// The last status, with the answer in the buffer.
-    DWORD Receive(const ControlCall& control);
+    DWORD Receive(const ObjectKind& kind, const ControlCall& control);
+    void Trace(const wchar_t* format, DWORD status) const;
     void Report(const std::wstring& text, bool isDisplayed) const;
 };

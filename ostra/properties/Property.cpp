@@ -3,16 +3,24 @@
 #include <platform/base/format.h>
 #include <platform/base/output.h>
 
-Property::Property() : Property({}, {}, CLUSPROP_FORMAT_UNKNOWN) {}
+#include <charconv>
+#include <utility>
 
-Property::Property(const std::wstring& name, const std::wstring& value, CLUSTER_PROPERTY_FORMAT format)
-    : _name(name),
-      _format(format),
-      _eventViewer(L"Ostra::Property", NTEventViewer::Error, L""),
-      _valueInString(value) {}
+namespace {
 
-Property::Property(const std::wstring& name, DWORD value, CLUSTER_PROPERTY_FORMAT format)
-    : Property(name, platform::Format(L"%d", value), format) {
+std::wstring SignedDecimal(DWORD value) {
+    char digits[12];
+    const char* const end = std::to_chars(std::begin(digits), std::end(digits), static_cast<LONG>(value)).ptr;
+    return std::wstring(static_cast<const char*>(digits), end);
+}
+
+}  // namespace
+
+Property::Property(std::wstring name, std::wstring value, CLUSTER_PROPERTY_FORMAT format)
+    : _name(std::move(name)), _format(format), _valueInString(std::move(value)) {}
+
+Property::Property(std::wstring name, DWORD value, CLUSTER_PROPERTY_FORMAT format)
+    : Property(std::move(name), SignedDecimal(value), format) {
     _valueInDWORD = value;
 }
 

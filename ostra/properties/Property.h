@@ -8,16 +8,18 @@
 #include <platform/framework/CObject.h>
 
 #include <string>
+#include <string_view>
 
-/// One named value of a cluster object: a number or a text, and in both cases its text form.
+/// One named value of a cluster object: a number or a text, and in both cases its text form. It never changes, so that
+/// any number of threads may read it.
 class OSTRA_API Property : public CObject {
 public:
     /// No name, no value, format 0.
-    Property();
+    Property() = default;
     /// A text; as a number it is 0.
-    Property(const std::wstring& name, const std::wstring& value, CLUSTER_PROPERTY_FORMAT format);
+    Property(std::wstring name, std::wstring value, CLUSTER_PROPERTY_FORMAT format);
     /// A number; as a text it is the signed decimal form.
-    Property(const std::wstring& name, DWORD value, CLUSTER_PROPERTY_FORMAT format);
+    Property(std::wstring name, DWORD value, CLUSTER_PROPERTY_FORMAT format);
 
     const std::wstring& Name() const { return _name; }
     const std::wstring& Value() const { return _valueInString; }
@@ -28,10 +30,12 @@ public:
     void Info() const;
 
 private:
+    static constexpr std::wstring_view eventSource = L"Ostra::Property";
+
     std::wstring _name;
     CLUSTER_PROPERTY_FORMAT _format = CLUSPROP_FORMAT_UNKNOWN;
     OstraError _error;
-    NTEventViewer _eventViewer;
+    NTEventViewer _eventViewer{eventSource, NTEventViewer::Error, {}};
     std::wstring _valueInString;
     DWORD _valueInDWORD = 0;
 };

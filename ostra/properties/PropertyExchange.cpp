@@ -2,12 +2,15 @@
 
 #include <ostra/foundation/display.h>
 #include <platform/base/error_codes.h>
+#include <platform/base/format.h>
+#include <platform/base/last_error.h>
+#include <platform/base/output.h>
 
 #include <algorithm>
 
 namespace {
 
-// An answer that grew between two calls is asked for again, but not without end.
+// An answer that does not fit is asked for again, as it may change between two calls; but not without end.
 constexpr int mostCalls = 21;
 
 }  // namespace
@@ -22,13 +25,18 @@ int Properties::Write(const ObjectKind& kind, const StringArray* parameters, DWO
     Initialize();
     if (kind.invalidSet && !IsMeantFor(kind, controlCode)) {
         Report(kind.invalidSet, true);
+        SetLastError(platform::error::InvalidParameter);
         return 0;
     }
-    if (!parameters || parameters->empty()) return 0;
+    if (!parameters || parameters->empty()) {
+        SetLastError(platform::error::InvalidParameter);
+        return 0;
+    }
     BuildPropertyList(parameters);
     if (!PropertyStreams()) return 0;
     const DWORD size = length == ListLength::Exact ? CurrentStreamSize() : _bufferLength;
     const DWORD status = control(_propertyList, size, nullptr, 0, nullptr);
+    Trace(kind.setTrace, status);
     if (status == platform::error::Success) return 1;
     Report(kind.setFailure + _error.GetErrorString(status), kind.displaysSetFailure);
     return 0;
@@ -39,13 +47,14 @@ bool Properties::Read(const ObjectKind& kind, DWORD controlCode, const ControlCa
     EmptyPropertyList();
     if (!IsMeantFor(kind, controlCode)) {
         Report(kind.invalidGet, true);
+        SetLastError(platform::error::InvalidParameter);
         return false;
     }
     _controlCode = controlCode;
-    const DWORD status = Receive(control);
-    if (status == platform::error::MoreData) return false;
+    const DWORD status = Receive(kind, control);
     if (status != platform::error::Success) {
         Report(kind.getFailure + _error.GetErrorString(status), kind.displaysGetFailure);
+        SetLastError(status);  // also that the answer is too large, which is a failure here
         return false;
     }
     if (diskCode != 0 && controlCode == diskCode)
@@ -70,16 +79,22 @@ void Properties::CopyTo(StringMap* attributes, std::size_t count) {
     }
 }
 
-DWORD Properties::Receive(const ControlCall& control) {
+DWORD Properties::Receive(const ObjectKind& kind, const ControlCall& control) {
     DWORD status = platform::error::MoreData;
     for (int call = 0; call < mostCalls && status == platform::error::MoreData; ++call) {
         DWORD returned = 0;
         _bufferLength = BufferSize;
         status = control(nullptr, 0, _buffer, _bufferLength, &returned);
+        Trace(kind.getTrace, status);
         // Each call fills the buffer from its start; one that failed left nothing in it.
         _streamSize = status == platform::error::Success ? std::min<DWORD>(returned, BufferSize) : 0;
     }
     return status;
+}
+
+void Properties::Trace(const wchar_t* format, DWORD status) const {
+    if (format && platform::IsOutputRead())
+        platform::WriteOutput(platform::Format(format, status, _error.GetErrorString(status).c_str()));
 }
 
 void Properties::Report(const std::wstring& text, bool isDisplayed) const {

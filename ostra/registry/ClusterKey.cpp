@@ -3,6 +3,7 @@
 #include <ostra/foundation/ParameterString.h>
 #include <ostra/foundation/Persistence.h>
 #include <ostra/foundation/display.h>
+#include <ostra/registry/key_access.h>
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
@@ -19,7 +20,6 @@
 
 namespace {
 
-constexpr DWORD readWrite = KEY_READ | KEY_WRITE;
 constexpr DWORD valueCapacity = 65'001;
 constexpr DWORD nameCapacity = 65'001;
 constexpr DWORD discoveredCapacity = 200;  // characters of a name, bytes of data
@@ -36,11 +36,6 @@ constexpr ValueType valueTypes[] = {
     {L"REG_DWORD", REG_DWORD},       {L"REG_SZ", REG_SZ},         {L"REG_EXPAND_SZ", REG_EXPAND_SZ},
     {L"REG_MULTI_SZ", REG_MULTI_SZ}, {L"REG_BINARY", REG_BINARY},
 };
-
-template <typename Status>
-DWORD Code(Status status) {
-    return static_cast<DWORD>(status);
-}
 
 }  // namespace
 
@@ -82,9 +77,12 @@ int ClusterKey::Close() {
 }
 
 HKEY ClusterKey::GetHandle(const std::wstring& path) {
-    if (path == rootName) return _root.Get();
+    if (path == rootName) {
+        if (!_root) SetLastError(platform::error::InvalidHandle);
+        return _root.Get();
+    }
     HKEY opened = nullptr;
-    const DWORD status = Code(ClusterRegOpenKey(_root.Get(), path.c_str(), readWrite, &opened));
+    const DWORD status = CodeOf(ClusterRegOpenKey(_root.Get(), path.c_str(), readWrite, &opened));
     if (status == platform::error::Success) return opened;
     Report(L"ClusterKey::GetHandle( ). Failure calling ClusterRegOpenKey( ). for " + path + L" " +
            _error.GetErrorString(status));
@@ -92,9 +90,12 @@ HKEY ClusterKey::GetHandle(const std::wstring& path) {
 }
 
 HKEY ClusterKey::GetHandle(const std::wstring& name, HKEY parentKey) {
-    if (!parentKey) return nullptr;
+    if (!parentKey) {
+        SetLastError(platform::error::InvalidHandle);
+        return nullptr;
+    }
     HKEY created = nullptr;
-    const DWORD status = Code(
+    const DWORD status = CodeOf(
         ClusterRegCreateKey(parentKey, name.c_str(), REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &created, nullptr));
     if (status == platform::error::Success) return created;
     ReportAndShow(L"ClusterKey::GetHandle( ). Failure calling ClusterRegCreateOpenKey( ). for " + name + L" " +
@@ -104,7 +105,7 @@ HKEY ClusterKey::GetHandle(const std::wstring& name, HKEY parentKey) {
 
 HKEY ClusterKey::AddKey(const std::wstring& parentPath, const std::wstring& name, const std::wstring& valueName,
                         const std::wstring& value, DWORD type) {
-    OwnedKey parent = parentPath == rootName ? _root : OwnedKey(GetHandle(parentPath));
+    const OwnedKey parent = KeyAt(parentPath);
     const HKEY created = CreateKey(parent.Get(), name, KEY_WRITE);
     if (created && !valueName.empty() && !AddValue(created, valueName, value, type))
         ReportAndShow(L"ClusterKey::AddKey( ). Failure calling ClusterRegSetValue( ).");
@@ -135,7 +136,10 @@ int ClusterKey::AddValue(HKEY key, const std::wstring& name, DWORD value) {
 }
 
 int ClusterKey::SetParameters(const StringArray* parameters, HKEY key) {
-    if (!parameters) return 0;
+    if (!parameters || parameters->empty()) {
+        SetLastError(platform::error::InvalidParameter);
+        return 0;
+    }
     int result = 0;
     for (const std::wstring& parameter : *parameters) result = WriteParameter(parameter, key);
     return result;
@@ -145,14 +149,16 @@ int ClusterKey::SetParameters(const StringArray* parameters, const std::wstring&
     platform::WriteOutput(
         platform::Format(L"ClusterKey::SetParameters( CStringArray*, CString ). On entry. keyName:%ws _handle:%p\n",
                          keyName.c_str(), static_cast<void*>(_handle.Get())));
-    const OwnedKey target = keyName == L"Printers" ? OwnedKey(GetHandle(keyName, _handle.Get()))
-                            : keyName == rootName  ? _root
-                                                   : OwnedKey(GetHandle(keyName));
+    const OwnedKey target = keyName == L"Printers" ? OwnedKey(GetHandle(keyName, _handle.Get())) : KeyAt(keyName);
     if (!target || !parameters) {
+        if (target) SetLastError(platform::error::InvalidParameter);
         Show(L"ClusterKey::SetParamters( CString ). Invalid key name:" + keyName);
         return 0;
     }
-    if (parameters->empty()) return 0;
+    if (parameters->empty()) {
+        SetLastError(platform::error::InvalidParameter);
+        return 0;
+    }
     int result = 0;
     for (const std::wstring& parameter : *parameters) {
         platform::WriteOutput(platform::Format(L"Add Value:%ws to %ws\n", parameter.c_str(), keyName.c_str()));
@@ -167,9 +173,10 @@ int ClusterKey::Delete(HKEY key, const std::wstring& name) {
     platform::WriteOutput(platform::Format(L"ClusterKey::Delete( HKEY, CString ). On entry. name:%ws\n", name.c_str()));
     if (!key) {
         platform::WriteOutput(L"ClusterKey::Delete( ). Invalid key handle");
+        SetLastError(platform::error::InvalidHandle);
         return 0;
     }
-    const DWORD status = Code(ClusterRegDeleteKey(key, name.c_str()));
+    const DWORD status = CodeOf(ClusterRegDeleteKey(key, name.c_str()));
     if (status != platform::error::Success) {
         DisplayFailure(_error, L"ClusterKey::Delete( ). Failure deleting key " + name + _error.GetErrorString(status));
     }
@@ -181,8 +188,11 @@ std::wstring ClusterKey::GetValue(const std::wstring& name, HKEY key) const {
     const auto data = std::make_unique_for_overwrite<BYTE[]>(valueCapacity);
     DWORD type = REG_NONE;
     DWORD size = valueCapacity;
-    const DWORD status = Code(ClusterRegQueryValue(key, name.c_str(), &type, data.get(), &size));
-    if (status == platform::error::MoreData) return {};
+    const DWORD status = CodeOf(ClusterRegQueryValue(key, name.c_str(), &type, data.get(), &size));
+    if (status == platform::error::MoreData) {
+        SetLastError(status);
+        return {};
+    }
     if (status != platform::error::Success) {
         Report(L"ClusterKey::GetValue( ). Failure calling ClusterRegQueryValue( )." + name +
                _error.GetErrorString(status));
@@ -200,13 +210,16 @@ int ClusterKey::GetValueAsInt(const std::wstring& name, HKEY key) const {
 }
 
 int ClusterKey::GetChildren(StringArray* array, HKEY key) const {
-    if (!key || !array) return 0;
+    if (!key || !array) {
+        SetLastError(key ? platform::error::InvalidParameter : platform::error::InvalidHandle);
+        return 0;
+    }
     int count = 0;
     const auto name = std::make_unique_for_overwrite<wchar_t[]>(nameCapacity);
     for (DWORD index = 0; index < mostSubKeys; ++index) {
         name[0] = L'\0';
         DWORD size = nameCapacity;
-        const DWORD status = Code(ClusterRegEnumKey(key, index, name.get(), &size, nullptr));
+        const DWORD status = CodeOf(ClusterRegEnumKey(key, index, name.get(), &size, nullptr));
         if (status == platform::error::NoMoreItems) break;
         if (status != platform::error::Success && status != platform::error::MoreData) {
             Report(L"ClusterKey::GetChildren( ). Failure calling ClusterRegEnumKey( ).");
@@ -223,11 +236,11 @@ int ClusterKey::GetChildKey(HKEY key, int depth) {
     DWORD status = platform::error::Success;
     for (DWORD index = 0; status == platform::error::Success; ++index) {
         DWORD size = discoveredCapacity;
-        status = Code(ClusterRegEnumKey(key, index, name, &size, nullptr));
+        status = CodeOf(ClusterRegEnumKey(key, index, name, &size, nullptr));
         if (status != platform::error::Success) break;
         LONG opening = 0;
         const OwnedKey subkey = OpenKey(key, name, KEY_READ, opening);
-        status = Code(opening);
+        status = CodeOf(opening);
         if (subkey) Discover(subkey.Get(), depth + 1);
     }
     if (status != platform::error::NoMoreItems) {
@@ -299,7 +312,7 @@ int ClusterKey::Discover(HKEY key, int depth) {
 ClusterKey::OwnedKey ClusterKey::OpenKey(HKEY parent, const std::wstring& path, DWORD access, LONG& status) {
     HKEY opened = nullptr;
     status = ClusterRegOpenKey(parent, path.c_str(), access, &opened);
-    return Code(status) == platform::error::Success ? OwnedKey(opened) : OwnedKey();
+    return CodeOf(status) == platform::error::Success ? OwnedKey(opened) : OwnedKey();
 }
 
 void ClusterKey::WriteTree(HKEY key, const std::wstring& separator) {
@@ -333,11 +346,15 @@ int ClusterKey::Initialize() {
     return 0;
 }
 
+ClusterKey::OwnedKey ClusterKey::KeyAt(const std::wstring& path) {
+    return path == rootName && _root ? _root : OwnedKey(GetHandle(path));
+}
+
 HKEY ClusterKey::CreateKey(HKEY parentKey, const std::wstring& name, DWORD access) {
     HKEY created = nullptr;
     const LONG status =
         ClusterRegCreateKey(parentKey, name.c_str(), REG_OPTION_NON_VOLATILE, access, nullptr, &created, nullptr);
-    if (Code(status) == platform::error::Success) return created;
+    if (CodeOf(status) == platform::error::Success) return created;
     Show(L"ClusterKey::Add( ). Failure calling ClusterRegCreateKey( ).");
     return nullptr;
 }
@@ -346,17 +363,20 @@ HKEY ClusterKey::CreateKey(HKEY parentKey, const std::wstring& name, DWORD acces
 // go to a subkey.
 int ClusterKey::WriteParameter(const std::wstring& parameter, HKEY key) {
     const ParameterString parsed(parameter);
+    const std::wstring name(parsed.name);
     const int written = parsed.keyword == L"REG_DWORD"
-                            ? AddValue(_handle.Get(), parsed.name, platform::ParseDecimal(parsed.value))
-                            : AddValue(key, parsed.name, parsed.value, WriteMode(parsed.keyword));
+                            ? AddValue(_handle.Get(), name, platform::ParseDecimal(parsed.value))
+                            : AddValue(key, name, std::wstring(parsed.value), WriteMode(std::wstring(parsed.keyword)));
     if (!written) Show(L"ClusterKey::SetParameters( ). Failure calling AddValue( )." + parameter);
     return written;
 }
 
 std::wstring ClusterKey::FormatDataValue(DWORD type, const std::wstring&, std::span<const BYTE> data) const {
-    if (type == REG_NONE)
+    if (type == REG_NONE) {
         platform::WriteOutput(L"Not a defined type");
-    else if (type != REG_DWORD && !IsTextType(type))
+    } else if (type != REG_DWORD && !IsTextType(type)) {
         Show(L"ClusterKey::FormatDataValue( ). Illegal data type.");
+        SetLastError(platform::error::InvalidData);
+    }
     return TextOfValue(type, data);
 }

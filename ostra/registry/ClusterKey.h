@@ -16,9 +16,12 @@ class Persistence;
 ///
 /// `Root` is the root of this object's tree, `Handle` the key that values are written to and read from; both close with
 /// the object. Keys that `GetHandle` and the `AddKey` forms return are the caller's to close (ClusterRegCloseKey), but
-/// for `GetHandle("Root")`, which is the object's own root. Operations answer null, 0 or an empty text on failure,
-/// after a report to the event log (source "Ostra::ClusterKey"), in a message box or on standard output; the object
-/// stays usable. Assignment copies nothing.
+/// for `GetHandle("Root")`, which is the object's own root. A plain ClusterKey has no current key: whether its database
+/// could be opened, `Root` tells. Operations answer null, 0 or an empty text on failure, after a report to the event
+/// log (source "Ostra::ClusterKey"), in a message box or on standard output, and leave the code as the last error (6
+/// without a key, 87 for a list or name that cannot be); the object stays usable. Assignment copies nothing.
+///
+/// An object belongs to one thread at a time, and blocks for as long as the cluster takes, or a message box shows.
 ///
 /// Parameter strings name one value: name "=" type keyword ":" value text. The name ends at the first "=", the keyword
 /// at the first ":" behind it. Keywords: REG_SZ, REG_DWORD, REG_EXPAND_SZ, REG_MULTI_SZ, REG_BINARY, case-sensitive;
@@ -44,14 +47,14 @@ public:
     HKEY Handle() const { return _handle.Get(); }
     /// The same key as `Handle`.
     HKEY Parameters() const { return _handle.Get(); }
-    /// Non-zero when there is a current key.
+    /// Non-zero when there is a current key, which only the typed keys give themselves.
     int Valid() const { return _handle ? 1 : 0; }
 
     /// Opens a key below the root; "Root" is the root itself.
     HKEY GetHandle(const std::wstring& path);
 
-    /// Creates or opens a subkey, a new one as a volatile key, which vanishes when the cluster restarts. Null without a
-    /// report when the parent key is null.
+    /// Creates or opens a subkey, a new one as a volatile key, which vanishes when the cluster restarts. Null, without
+    /// a report, when the parent key is null.
     HKEY GetHandle(const std::wstring& name, HKEY parentKey);
 
     /// Creates or opens a lasting subkey of the key at `parentPath`, and writes a value to it unless `valueName` is
@@ -63,7 +66,8 @@ public:
     HKEY AddKey(HKEY parentKey, const std::wstring& name, const std::wstring& valueName, const std::wstring& value,
                 DWORD type);
 
-    /// Writes a text and its null under the given type, whatever that is. 1 or 0.
+    /// Writes a text and its null under the given type, whatever that is. 1 or 0. A text under REG_DWORD is no number
+    /// and does not read back as one: numbers go through the other form, or through parameter strings.
     int AddValue(HKEY key, const std::wstring& name, const std::wstring& value, DWORD type);
 
     /// Writes a REG_DWORD. 1 or 0.
@@ -81,7 +85,7 @@ public:
     int Delete(HKEY key, const std::wstring& name);
 
     /// The value as text: texts, binary data and the first string of a list up to the first null, a DWORD in signed
-    /// decimal. Empty when there is none, or when its data has more than 65,001 bytes.
+    /// decimal. Empty when there is none, or when its data has more than 65,001 bytes (last error 234).
     std::wstring GetValue(const std::wstring& name, HKEY key) const;
     /// A value of the current key.
     std::wstring GetValue(const std::wstring& name) const;
@@ -130,6 +134,7 @@ protected:
     void Message(const std::wstring& text, const std::wstring& title, UINT style) const;
     void Show(const std::wstring& text) const;
     void Report(const std::wstring& text) const;
+    /// To the event log and in a message box.
     void ReportAndShow(const std::wstring& text) const;
 
     OwnedKey _root;
@@ -141,6 +146,8 @@ protected:
 
 private:
     int Initialize();
+    /// The key at a path below the root, which is shared when the path names the root itself.
+    OwnedKey KeyAt(const std::wstring& path);
     HKEY CreateKey(HKEY parentKey, const std::wstring& name, DWORD access);
     int WriteParameter(const std::wstring& parameter, HKEY key);
     std::wstring FormatDataValue(DWORD type, const std::wstring& name, std::span<const BYTE> data) const;

@@ -2,9 +2,11 @@
 
 #include <ostra/foundation/Persistence.h>
 #include <ostra/foundation/display.h>
+#include <ostra/registry/key_access.h>
 #include <ostra/registry/value_text.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
@@ -18,7 +20,6 @@
 
 namespace {
 
-constexpr DWORD readWrite = KEY_READ | KEY_WRITE;
 constexpr int mostComponents = 50;
 constexpr DWORD mostSubKeys = 1000;
 constexpr DWORD valueCapacity = 10'000;
@@ -42,12 +43,8 @@ HKEY FindRootKey(std::wstring_view name) {
     return nullptr;
 }
 
-LONG CreateKey(HKEY parent, const std::wstring& name, DWORD access, HKEY& created) {
-    return RegCreateKeyExW(parent, name.c_str(), 0, nullptr, 0, access, nullptr, &created, nullptr);
-}
-
-bool IsSuccess(LONG status) {
-    return static_cast<DWORD>(status) == platform::error::Success;
+DWORD CreateKey(HKEY parent, const std::wstring& name, DWORD access, HKEY& created) {
+    return CodeOf(RegCreateKeyExW(parent, name.c_str(), 0, nullptr, 0, access, nullptr, &created, nullptr));
 }
 
 }  // namespace
@@ -64,69 +61,63 @@ Registry::~Registry() {
 int Registry::Initialize(const std::wstring& path) {
     const std::size_t separator = path.find(L'\\');
     _rootName = path.substr(0, separator);
-    const HKEY root = separator == std::wstring::npos ? nullptr : FindRootKey(_rootName);
-    if (!root) {
-        ReportAndShow(L"Registry::Initialize( ). Invalid root key. " + _rootName);
+    _rootKey.Reset(separator == std::wstring::npos ? nullptr : FindRootKey(_rootName));
+    if (!_rootKey) {
+        ReportAndDisplay(L"Registry::Initialize( ). Invalid root key. " + _rootName);
+        SetLastError(platform::error::InvalidParameter);
         _rootName.clear();
-        _rootKey = nullptr;
         _keyPath = path;
         return _valid = 0;
     }
-    _rootKey = root;
     _keyPath = path.substr(separator + 1);
     return _valid = 1;
 }
 
 HKEY Registry::Open(HKEY, int openOnly) {
-    OwnedKey reached;
-    if (_valid) {
-        // A key that is open already is one of its host, whose name would only be looked up again.
-        const bool isConnected = _openedKey && _rootKey == _openedKey.Get();
-        const wchar_t* const host = _hostName.empty() || isConnected ? nullptr : _hostName.c_str();
-        HKEY connection = nullptr;
-        if (!IsSuccess(RegConnectRegistryW(host, _rootKey, &connection))) {
-            ReportAndShow(L"RegistryKey::Open( ). Failure opening host:" + _hostName);
-            return _keyHandle;
-        }
-        reached = Walk(OwnedKey(connection), openOnly == 0);
+    HKEY connection = nullptr;
+    const HKEY root = _valid ? _rootKey.Get() : HKEY_LOCAL_MACHINE;  // the host is asked all the same
+    if (CodeOf(RegConnectRegistryW(_hostName.c_str(), root, &connection)) != platform::error::Success) {
+        ReportAndDisplay(L"RegistryKey::Open( ). Failure opening host:" + _hostName);
+        return _keyHandle.Get();
     }
-    _keyHandle = nullptr;
-    if (!reached) {
+    OwnedKey reached(connection);
+    if (_valid) reached = Walk(std::move(reached), openOnly == 0);
+    if (!_valid || !reached) {
+        _keyHandle.Reset();
         Report(L"RegistryKey::Open( ). Invalid key:" + _keyPath);
+        if (!_valid) SetLastError(platform::error::InvalidParameter);
         return nullptr;
     }
-    _openedKey = reached;
-    _keyHandle = _rootKey = reached.Get();
-    GetChildren(nullptr);
-    return _keyHandle;
+    _keyHandle = _rootKey = std::move(reached);
+    ReadSubKeys();
+    return _keyHandle.Get();
 }
 
 int Registry::Close(HKEY other) {
-    if (_keyHandle) _openedKey.Close();
-    _keyHandle = nullptr;
+    if (_keyHandle) _keyHandle.Close();
     if (other) RegCloseKey(other);
     return 0;
 }
 
 HKEY Registry::GetHandle(const std::wstring& subkeyPath) {
     HKEY opened = nullptr;
-    const LONG status = RegOpenKeyExW(_keyHandle, subkeyPath.c_str(), 0, readWrite, &opened);
-    if (IsSuccess(status)) return opened;
-    ReportAndShow(L"Registry::GetHandle( ). Failure calling RegOpenKeyEx( ). " + subkeyPath + L".\n" +
-                  _error.GetErrorString(static_cast<DWORD>(status)));
+    const DWORD code = CodeOf(RegOpenKeyExW(_keyHandle.Get(), subkeyPath.c_str(), 0, readWrite, &opened));
+    if (code == platform::error::Success) return opened;
+    ReportAndDisplay(L"Registry::GetHandle( ). Failure calling RegOpenKeyEx( ). " + subkeyPath + L".\n" +
+                     _error.GetErrorString(code));
     return nullptr;
 }
 
 std::wstring Registry::GetValue(const std::wstring& name) {
     _value.clear();
     if (!_keyHandle) {
-        Show(L"Registry::GetValue( ). Invalid _keyHandle ( NULL ) for " + name);
+        Display(L"Registry::GetValue( ). Invalid _keyHandle ( NULL ) for " + name);
+        SetLastError(platform::error::InvalidHandle);
         return _value;
     }
-    const LONG status = ReadValue(_keyHandle, name, valueCapacity);
-    if (!IsSuccess(status)) {
-        ReportAndShow(L"Registry::GetValue( ). Failure calling RegQueryValueEx( ) for " + name + L".\n" +
-                      _error.GetErrorString(static_cast<DWORD>(status)));
+    if (const DWORD code = ReadValue(_keyHandle.Get(), name, valueCapacity)) {
+        ReportAndDisplay(L"Registry::GetValue( ). Failure calling RegQueryValueEx( ) for " + name + L".\n" +
+                         _error.GetErrorString(code));
     }
     return _value;
 }
@@ -134,13 +125,13 @@ std::wstring Registry::GetValue(const std::wstring& name) {
 std::wstring Registry::GetValue(const std::wstring& name, HKEY key) {
     _value.clear();
     if (!key) {
-        Show(L"Registry::GetValue( ). Invalid registry key handle.");
+        Display(L"Registry::GetValue( ). Invalid registry key handle.");
+        SetLastError(platform::error::InvalidHandle);
         return _value;
     }
-    const LONG status = ReadValue(key, name, keyValueCapacity);
-    if (!IsSuccess(status)) {
-        Show(L"Registry::GetValue( ). Failure calling RegQueryValueEx( ) for " + name + L".\n" +
-             _error.GetErrorString(static_cast<DWORD>(status)));
+    if (const DWORD code = ReadValue(key, name, keyValueCapacity)) {
+        Display(L"Registry::GetValue( ). Failure calling RegQueryValueEx( ) for " + name + L".\n" +
+                _error.GetErrorString(code));
     }
     return _value;
 }
@@ -166,7 +157,7 @@ std::wstring Registry::FormatData(const wchar_t* data, DWORD type, DWORD size) {
         case REG_DWORD:
             if (const auto number = NumberOfValue(bytes)) _value = platform::Format(L"%u", *number);
             break;
-        default: Show(L"Registry::FormatData( ). Invalid data type.");
+        default: Display(L"Registry::FormatData( ). Invalid data type."); SetLastError(platform::error::InvalidData);
     }
     return _value;
 }
@@ -182,26 +173,29 @@ std::wstring Registry::FormatData(DWORD type, const std::wstring&, BYTE* data) {
 }
 
 int Registry::GetChildren(StringArray*) {
-    _subKeys.clear();
-    return EnumerateSubKeys(_subKeys, nameCapacity);
+    ReadSubKeys();
+    return static_cast<int>(_subKeys.size());
 }
 
 int Registry::GetChildren(StringArray* array, HKEY) const {
-    return array ? EnumerateSubKeys(*array, callerNameCapacity) : 0;
+    if (array) return EnumerateSubKeys(*array, callerNameCapacity);
+    SetLastError(platform::error::InvalidParameter);
+    return 0;
 }
 
 const StringArray& Registry::SubKeys() {
-    GetChildren(nullptr);
+    ReadSubKeys();
     return _subKeys;
 }
 
 HKEY Registry::AddKey(const std::wstring& subkey) {
     if (!_keyHandle) {
-        Show(L"Registry::AddKey( ). Invalid registry key handle.");
+        Display(L"Registry::AddKey( ). Invalid registry key handle.");
+        SetLastError(platform::error::InvalidHandle);
         return nullptr;
     }
     HKEY created = nullptr;
-    if (IsSuccess(CreateKey(_keyHandle, subkey, readWrite, created))) return created;
+    if (CreateKey(_keyHandle.Get(), subkey, readWrite, created) == platform::error::Success) return created;
     Report(L"RegsitryKey::AddKey( ). Failure calling RegCreateKeyEx( ). for " + subkey);
     return nullptr;
 }
@@ -209,50 +203,50 @@ HKEY Registry::AddKey(const std::wstring& subkey) {
 HKEY Registry::AddKey(const std::wstring& parentPath, const std::wstring& subkey, const std::wstring& valueName,
                       const std::wstring& value, DWORD type) {
     const OwnedKey parent(GetHandle(parentPath));
+    if (!parent) return nullptr;
     HKEY created = nullptr;
-    const LONG status = CreateKey(parent.Get(), subkey, readWrite, created);
-    if (!IsSuccess(status)) {
-        Show(L"Registry::AddKey( path... ). Failure calling RegCreateKeyEx( )." +
-             _error.GetErrorString(static_cast<DWORD>(status)));
+    if (const DWORD code = CreateKey(parent.Get(), subkey, readWrite, created)) {
+        Display(L"Registry::AddKey( path... ). Failure calling RegCreateKeyEx( )." + _error.GetErrorString(code));
         return nullptr;
     }
-    if (!valueName.empty() && !AddValue(created, valueName, value, type))
-        Report(L"Registry::AddKey( path... ). Failure calling AddValue( ).");
+    if (!valueName.empty() && !AddValue(created, valueName, value, type)) {
+        Report(L"Registry::AddKey( path... ). Failure calling AddValue( )." + _error.GetErrorString(GetLastError()));
+    }
     return created;
 }
 
 HKEY Registry::AddKey(HKEY parent, const std::wstring& subkey, const std::wstring& valueName, const std::wstring& value,
                       DWORD type) {
     HKEY created = nullptr;
-    const LONG status = CreateKey(parent, subkey, readWrite, created);
-    if (!IsSuccess(status)) {
-        Show(L"Registry::AddKey( handle... ). Failure calling ClusterRegCreateKey( )." +
-             _error.GetErrorString(static_cast<DWORD>(status)));
+    if (const DWORD code = CreateKey(parent, subkey, readWrite, created)) {
+        Display(L"Registry::AddKey( handle... ). Failure calling ClusterRegCreateKey( )." +
+                _error.GetErrorString(code));
         return nullptr;
     }
     if (!valueName.empty() && !AddValue(created, valueName, value, type))
-        Show(L"Registry::AddKey( handle... ). Failure calling AddValue( ).");
+        Display(L"Registry::AddKey( handle... ). Failure calling AddValue( ).");
     return created;
 }
 
 int Registry::AddValue(HKEY key, const std::wstring& name, const std::wstring& value, DWORD type) {
     const std::vector<BYTE> bytes = value.empty() ? std::vector<BYTE>() : platform::ToUtf16(value);
-    const LONG status = RegSetValueExW(key, name.c_str(), 0, type, bytes.data(), static_cast<DWORD>(bytes.size()));
-    if (IsSuccess(status)) return 1;
-    Report(L"Registry::AddValue( ). Failure calling RegSetValue( ). " +
-           _error.GetErrorString(static_cast<DWORD>(status)));
+    const auto size = static_cast<DWORD>(bytes.size());
+    const DWORD code = CodeOf(RegSetValueExW(key, name.c_str(), 0, type, bytes.data(), size));
+    if (code == platform::error::Success) return 1;
+    Report(L"Registry::AddValue( ). Failure calling RegSetValue( ). " + _error.GetErrorString(code));
     return 0;
 }
 
 int Registry::AddValue(HKEY key, const std::wstring& name, DWORD value) {
     const std::array<BYTE, 4> bytes = BytesOfNumber(value);
-    if (IsSuccess(RegSetValueExW(key, name.c_str(), 0, REG_DWORD, bytes.data(), 4))) return 1;
+    const DWORD code = CodeOf(RegSetValueExW(key, name.c_str(), 0, REG_DWORD, bytes.data(), 4));
+    if (code == platform::error::Success) return 1;
     Report(L"Registry::AddValue( ). Failure calling RegSetValue( ).");
     return 0;
 }
 
 Registry& Registry::operator<<(std::wstring& text) {
-    AddValue(_keyHandle, persistenceValueName, text, REG_BINARY);
+    AddValue(_keyHandle.Get(), persistenceValueName, text, REG_BINARY);
     return *this;
 }
 
@@ -285,27 +279,36 @@ Registry::OwnedKey Registry::Walk(OwnedKey key, bool isCreating) const {
 
 Registry::OwnedKey Registry::OpenComponent(HKEY parent, const std::wstring& component, bool isCreating) const {
     HKEY opened = nullptr;
-    const LONG status = isCreating ? CreateKey(parent, component, KEY_ALL_ACCESS, opened)
-                                   : RegOpenKeyExW(parent, component.c_str(), 0, readWrite, &opened);
-    if (IsSuccess(status)) return OwnedKey(opened);
-    Report(L"Registry::Open. Failure opening " + component + L" " + _error.GetErrorString(static_cast<DWORD>(status)));
+    const DWORD code = isCreating ? CreateKey(parent, component, KEY_ALL_ACCESS, opened)
+                                  : CodeOf(RegOpenKeyExW(parent, component.c_str(), 0, readWrite, &opened));
+    if (code == platform::error::Success) return OwnedKey(opened);
+    Report(L"Registry::Open. Failure opening " + component + L" " + _error.GetErrorString(code));
     return OwnedKey();
 }
 
 // Sets _value; data that outgrows the capacity counts as read, and as an empty text.
-LONG Registry::ReadValue(HKEY key, const std::wstring& name, DWORD capacity) {
+DWORD Registry::ReadValue(HKEY key, const std::wstring& name, DWORD capacity) {
     const auto buffer = std::make_unique_for_overwrite<BYTE[]>(capacity);
     DWORD type = REG_NONE;
     DWORD size = capacity;
-    const LONG status = RegQueryValueExW(key, name.c_str(), nullptr, &type, buffer.get(), &size);
-    if (static_cast<DWORD>(status) == platform::error::MoreData) return 0;
-    if (IsSuccess(status)) _value = TextOfValue(type, {buffer.get(), std::min(size, capacity)});
-    return status;
+    const DWORD code = CodeOf(RegQueryValueExW(key, name.c_str(), nullptr, &type, buffer.get(), &size));
+    if (code == platform::error::MoreData) {
+        SetLastError(code);
+        return platform::error::Success;
+    }
+    if (code == platform::error::Success) _value = TextOfValue(type, {buffer.get(), std::min(size, capacity)});
+    return code;
+}
+
+void Registry::ReadSubKeys() {
+    _subKeys.clear();
+    EnumerateSubKeys(_subKeys, nameCapacity);
 }
 
 int Registry::EnumerateSubKeys(StringArray& names, DWORD capacity) const {
     if (!_keyHandle) {
-        Show(L"Registry::GetChildren( ). Invalid registry key handle.");
+        Display(L"Registry::GetChildren( ). Invalid registry key handle.");
+        SetLastError(platform::error::InvalidHandle);
         return 0;
     }
     int count = 0;
@@ -313,10 +316,11 @@ int Registry::EnumerateSubKeys(StringArray& names, DWORD capacity) const {
     for (DWORD index = 0; index < mostSubKeys; ++index) {
         name[0] = L'\0';
         DWORD size = capacity + 1;
-        const LONG status = RegEnumKeyExW(_keyHandle, index, name.data(), &size, nullptr, nullptr, nullptr, nullptr);
-        if (static_cast<DWORD>(status) == platform::error::NoMoreItems) break;
-        if (!IsSuccess(status) && static_cast<DWORD>(status) != platform::error::MoreData) {
-            Show(L"Failure calling RegEnumKeyEx( ). " + _error.GetErrorString(static_cast<DWORD>(status)));
+        const DWORD code =
+            CodeOf(RegEnumKeyExW(_keyHandle.Get(), index, name.data(), &size, nullptr, nullptr, nullptr, nullptr));
+        if (code == platform::error::NoMoreItems) break;
+        if (code != platform::error::Success && code != platform::error::MoreData) {
+            Display(L"Failure calling RegEnumKeyEx( ). " + _error.GetErrorString(code));
             continue;
         }
         names.emplace_back(name.data());
@@ -329,13 +333,13 @@ void Registry::Report(const std::wstring& text) const {
     _eventViewer << text;
 }
 
-void Registry::Show(const std::wstring& text) const {
+void Registry::Display(const std::wstring& text) const {
     DisplayFailure(_error, text);
 }
 
-void Registry::ReportAndShow(const std::wstring& text) const {
+void Registry::ReportAndDisplay(const std::wstring& text) const {
     Report(text);
-    Show(text);
+    Display(text);
 }
 
 CArchive& operator>>(CArchive& archive, Registry&) {

@@ -17,9 +17,12 @@ class Persistence;
 /// "HKEY_LOCAL_MACHINE\SOFTWARE\Norvane\Ostra\ExpertWizard\Groups\".
 ///
 /// Nothing is contacted before `Open`. Operations answer null, 0 or an empty text on failure, after a report to the
-/// event log (source "Ostra::Registry") or through `OstraError::Display`; the object stays usable. Keys that
-/// `GetHandle` and the `AddKey` forms return are the caller's, who closes them, for instance through `Close`; the key
-/// that `Open` returns stays the object's and closes with it.
+/// event log (source "Ostra::Registry") or through `OstraError::Display`, and leave the code as the last error (6
+/// without an open key, 87 for a path without a root key); the object stays usable. Keys that `GetHandle` and the
+/// `AddKey` forms return are the caller's, who closes them, for instance through `Close`; the key that `Open` returns
+/// stays the object's and closes with it.
+///
+/// An object belongs to one thread at a time. Writing and creating wait up to ten seconds for other writers.
 class OSTRA_API Registry {
 public:
     /// Takes a path that begins with a root key's name and ends with a backslash (text behind the last one is not
@@ -34,8 +37,9 @@ public:
 
     /// Opens the key, component by component, at most 50 of them; with `openOnly` 0 it creates what is missing. The
     /// first argument is not used. After a success a further call walks the key path below the key that is open; the
-    /// one that was open before closes once it is replaced. Null when the path is not valid or a component could not be
-    /// opened; when the host cannot be reached, the key that was open stays open and is returned.
+    /// one that was open before closes once it is replaced. When the host, which is asked first, cannot be reached, the
+    /// key that was open stays open and is returned; null when the path is not valid or a component could not be
+    /// opened.
     HKEY Open(HKEY key, int openOnly);
 
     /// Closes the open key and, when it is not null, `other`. Always 0. To open again, name the path anew by
@@ -49,7 +53,7 @@ public:
     HKEY GetHandle(const std::wstring& subkeyPath);
 
     /// The text of a value of the open key, as `FormatData` gives it; empty when there is none, or when its data has
-    /// more than 10,000 bytes.
+    /// more than 10,000 bytes (last error 234).
     std::wstring GetValue(const std::wstring& name);
 
     /// The same for a value of the given key, of at most 40,000 bytes.
@@ -87,7 +91,8 @@ public:
     HKEY AddKey(HKEY parent, const std::wstring& subkey, const std::wstring& valueName, const std::wstring& value,
                 DWORD type);
 
-    /// Writes a text and its null under the given type, whatever that is; an empty text as no bytes at all. 1 or 0.
+    /// Writes a text and its null under the given type, whatever that is; an empty text as no bytes at all. 1 or 0. A
+    /// text under REG_DWORD is no number and does not read back as one: numbers go through the other form.
     int AddValue(HKEY key, const std::wstring& name, const std::wstring& value, DWORD type);
 
     /// Writes a REG_DWORD. 1 or 0.
@@ -106,24 +111,23 @@ private:
 
     OwnedKey Walk(OwnedKey key, bool isCreating) const;
     OwnedKey OpenComponent(HKEY parent, const std::wstring& component, bool isCreating) const;
-    LONG ReadValue(HKEY key, const std::wstring& name, DWORD capacity);
+    DWORD ReadValue(HKEY key, const std::wstring& name, DWORD capacity);
+    void ReadSubKeys();
     int EnumerateSubKeys(StringArray& names, DWORD capacity) const;
     void Report(const std::wstring& text) const;
-    void Show(const std::wstring& text) const;
-    void ReportAndShow(const std::wstring& text) const;
+    void Display(const std::wstring& text) const;
+    void ReportAndDisplay(const std::wstring& text) const;
 
-    std::wstring _keyPath;      // below the root key
-    HKEY _keyHandle = nullptr;  // the open key
-    HKEY _rootKey = nullptr;    // the predefined root; the open key after a successful Open
-    std::wstring _rootName;     // empty when it is no root key's
-    std::wstring _value;        // text of the value last read
+    std::wstring _keyPath;   // below the root key
+    OwnedKey _keyHandle;     // the open key
+    OwnedKey _rootKey;       // the predefined root; since the last successful Open, the key that this opened
+    std::wstring _rootName;  // empty when it is no root key's
+    std::wstring _value;     // text of the value last read
     int _valid = 0;
     std::wstring _hostName;  // empty for this machine
     StringArray _subKeys;
     NTEventViewer _eventViewer;
     OstraError _error;
-
-    OwnedKey _openedKey;  // keeps what _rootKey names alive when a later Open fails
 };
 
 /// A registry key carries no data into an archive or a stream: the archive forms leave a trace on standard output, the

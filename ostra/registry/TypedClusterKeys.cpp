@@ -1,14 +1,8 @@
 #include <ostra/registry/TypedClusterKeys.h>
 
+#include <ostra/registry/key_access.h>
 #include <platform/base/last_error.h>
 #include <platform/base/output.h>
-#include <platform/base/registry_types.h>
-
-namespace {
-
-constexpr DWORD readWrite = KEY_READ | KEY_WRITE;
-
-}  // namespace
 
 ClusterGroupKey::ClusterGroupKey(HGROUP group, HCLUSTER cluster) : ClusterKey(cluster) {
     _root.Reset(GetClusterGroupKey(group, readWrite));
@@ -38,7 +32,7 @@ ClusterResourceKey::ClusterResourceKey(HRESOURCE resource, HCLUSTER cluster) : C
     _handle = OpenKey(Root(), L"Parameters", readWrite, status);
     if (!_handle) {
         Show(L"ClusterResourceKey::ClusterResourceKey( ). Failure calling ClusterRegOpenKey( )." +
-             _error.GetErrorString(static_cast<DWORD>(status)));
+             _error.GetErrorString(CodeOf(status)));
     }
 }
 
@@ -60,7 +54,7 @@ void ClusterNetworksKey::OpenNetworks() {
     _handle = OpenKey(Root(), L"Networks", readWrite, status);
     if (!_handle) {
         ReportAndShow(L"ClusterNetworksKey::ClusterNetworksKey( ). Failure calling ClusterRegOpenKey( )." +
-                      _error.GetErrorString(static_cast<DWORD>(status)));
+                      _error.GetErrorString(CodeOf(status)));
     }
 }
 
@@ -93,7 +87,7 @@ ClusterSchedulerKey::ClusterSchedulerKey(const std::wstring& clusterName, const 
     const OwnedKey product = OpenKey(Root(), L"Ostra", readWrite, status);
     if (!product) {
         ReportAndShow(L"ClusterSchedulerKey::ClusterSchedulerKey( ). Failure calling ClusterRegOpenKey( )." +
-                      _error.GetErrorString(static_cast<DWORD>(status)));
+                      _error.GetErrorString(CodeOf(status)));
         return;
     }
     _handle.Reset(ClusterKey::GetHandle(subkeyName, product.Get()));

@@ -4,8 +4,8 @@
 #include <ostra/registry/ClusterKey.h>
 
 // Each of these places a ClusterKey on one branch of the cluster database. A constructor that fails reports it and
-// leaves an object whose `Valid()` is 0. All but the scheduler's also delete and add subkeys of their current key by
-// name alone.
+// leaves an object whose `Valid()` is 0, and its code as the last error. All but the scheduler's also delete and add
+// subkeys of their current key by name alone.
 
 /// A group's own key, which is both root and current key.
 class OSTRA_API ClusterGroupKey : public ClusterKey {

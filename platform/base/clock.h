@@ -10,6 +10,7 @@
 namespace platform {
 
 /// The time and the waiting of the process. Tests put a clock of their own in place, so that nothing waits for real.
+/// May be called from any thread, and by several at once; only `Sleep` and `Beep` block, for their time.
 class PLATFORM_API Clock {
 public:
     virtual ~Clock() = default;
@@ -24,7 +25,8 @@ public:
     virtual bool Await(int descriptor, short events, DWORD milliseconds);
 };
 
-/// Puts another clock in place and returns the one before; null restores the system's. The caller keeps it alive.
+/// Puts another clock in place and returns the one before; null restores the system's. The caller keeps it alive
+/// until it is replaced and no call is under way on another thread.
 PLATFORM_API Clock* SetClock(Clock* clock);
 
 /// The current time, clamped to the range of TimeValue.

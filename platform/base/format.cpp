@@ -1,8 +1,9 @@
 #include <platform/base/format.h>
 #include <platform/base/text.h>
 
+#include <locale.h>
+
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
@@ -15,7 +16,24 @@ namespace {
 constexpr int widthLimit = 4096;
 constexpr int numberLimit = 100'000'000;  // of what a format may say; ten times as much still fits an int
 
-enum class Size { Plain, Byte, Half, Long, LongLong, Wide };
+enum class Size { Plain, Byte, Half, Long, LongLong, LongDouble, Wide };
+
+/// Has this thread write numbers as the C locale does, whatever the program's locale, while it lives.
+class PlainNumbers {
+public:
+    PlainNumbers() : _before(uselocale(Plain())) {}
+    PlainNumbers(const PlainNumbers&) = delete;
+    PlainNumbers& operator=(const PlainNumbers&) = delete;
+    ~PlainNumbers() { uselocale(_before); }
+
+private:
+    static locale_t Plain() {
+        static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+        return plain;
+    }
+
+    locale_t _before;
+};
 
 /// One conversion of a format, its widths already taken from the arguments.
 struct Conversion {
@@ -106,9 +124,9 @@ private:
 
     void ParseSize(Conversion& conversion) {
         static constexpr std::pair<std::wstring_view, Size> prefixes[] = {
-            {L"hh", Size::Byte},      {L"h", Size::Half},     {L"ll", Size::LongLong},
-            {L"I64", Size::LongLong}, {L"I32", Size::Plain},  {L"l", Size::Long},
-            {L"j", Size::LongLong},   {L"z", Size::LongLong}, {L"w", Size::Wide},
+            {L"hh", Size::Byte},    {L"h", Size::Half},       {L"ll", Size::LongLong}, {L"I64", Size::LongLong},
+            {L"I32", Size::Plain},  {L"l", Size::Long},       {L"j", Size::LongLong},  {L"z", Size::LongLong},
+            {L"t", Size::LongLong}, {L"L", Size::LongDouble}, {L"w", Size::Wide},
         };
         for (const auto& [prefix, size] : prefixes) {
             if (!Accept(prefix)) continue;
@@ -131,6 +149,14 @@ private:
             case L'x':
             case L'X':
             case L'o': return WriteUnsigned(conversion);
+            case L'f':
+            case L'F':
+            case L'e':
+            case L'E':
+            case L'g':
+            case L'G':
+            case L'a':
+            case L'A': return WriteFloating(conversion);
             case L'p': WritePointer(conversion); return true;
             default: return false;
         }
@@ -172,8 +198,10 @@ private:
         }
     }
 
+    static bool IsIntegerSize(Size size) { return size != Size::Wide && size != Size::LongDouble; }
+
     bool WriteSigned(const Conversion& conversion) {
-        if (conversion.size == Size::Wide) return false;
+        if (!IsIntegerSize(conversion.size)) return false;
         long long value = 0;
         if (conversion.size == Size::LongLong) {
             value = va_arg(_arguments, long long);
@@ -188,7 +216,7 @@ private:
     }
 
     bool WriteUnsigned(const Conversion& conversion) {
-        if (conversion.size == Size::Wide) return false;
+        if (!IsIntegerSize(conversion.size)) return false;
         unsigned long long value = 0;
         if (conversion.size == Size::LongLong) {
             value = va_arg(_arguments, unsigned long long);
@@ -199,6 +227,18 @@ private:
                                                     : argument;
         }
         WriteNumber(conversion, "ll", static_cast<char>(conversion.type), value);
+        return true;
+    }
+
+    bool WriteFloating(const Conversion& conversion) {
+        const PlainNumbers plain;
+        const auto type = static_cast<char>(conversion.type);
+        if (conversion.size == Size::LongDouble)
+            WriteNumber(conversion, "L", type, va_arg(_arguments, long double));
+        else if (conversion.size == Size::Plain || conversion.size == Size::Long)
+            WriteNumber(conversion, "", type, va_arg(_arguments, double));
+        else
+            return false;
         return true;
     }
 
@@ -217,10 +257,14 @@ private:
         if (conversion.precision)
             format.append(".").append(std::to_string(std::min(*conversion.precision, widthLimit)));
         format.append(size).push_back(type);
-        std::array<char, widthLimit + 32> buffer;
-        const int length = std::snprintf(buffer.data(), buffer.size(), format.c_str(), value);
-        for (int index = 0; index < length; ++index)
-            _result += static_cast<wchar_t>(buffer[static_cast<std::size_t>(index)]);
+        char buffer[64];
+        const int length = std::snprintf(buffer, sizeof buffer, format.c_str(), value);
+        if (length < 0) return;
+        const auto written = static_cast<std::size_t>(length);
+        std::string longer(written < sizeof buffer ? 0 : written + 1, '\0');
+        if (!longer.empty()) std::snprintf(longer.data(), longer.size(), format.c_str(), value);
+        const char* digits = longer.empty() ? buffer : longer.data();
+        _result.append(digits, digits + written);
     }
 
     void WritePadded(std::wstring_view text, const Conversion& conversion) {

@@ -9,9 +9,11 @@
 namespace platform {
 
 /// Formats by the published rules of wide formats: `%s`, `%ws` and `%ls` take a wide text, `%hs` and `%S` a narrow
-/// (UTF-8) one, `%c` and `%wc` a wide character; `%d %i %u %x %X %o %p %%` with flags, widths and precisions as usual
-/// (`l` and `h` prefixes mean 32 and 16 bits: the published interfaces were 32-bit; `ll` and `I64` mean 64). A null
-/// text formats as "(null)"; an unknown conversion is copied as it stands. Never fails.
+/// (UTF-8) one, `%c` and `%wc` a wide character; `%d %i %u %x %X %o %p %%` and `%f %e %g %a` (and their capitals) are
+/// C's, with its flags, widths and precisions, the latter two up to 4096. `l` and `h` mean 32 and 16 bits (the
+/// published interfaces were 32-bit), `ll`, `I64`, `j`, `z` and `t` 64, `L` a long double. Numbers look as in the C
+/// locale, whatever the program's. A null text formats as "(null)"; an unknown conversion is copied as it stands and
+/// takes no argument. Never fails. May be called from any thread.
 PLATFORM_API std::wstring Format(const wchar_t* format, ...);
 PLATFORM_API std::wstring FormatArguments(const wchar_t* format, std::va_list arguments);
 

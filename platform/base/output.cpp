@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <ctime>
 
 namespace platform {
@@ -42,6 +43,7 @@ private:
 
 void WriteToStandardOutput(std::string_view bytes) {
     const BrokenPipeGuard guard;
+    std::fflush(stdout);  // the program's own lines come first
     while (!bytes.empty()) {
         const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
         if (written >= 0) {
@@ -55,10 +57,26 @@ void WriteToStandardOutput(std::string_view bytes) {
     }
 }
 
+class Silence final : public OutputSink {
+public:
+    void Write(std::wstring_view) override {}
+    bool IsRead() const override { return false; }
+};
+
 }  // namespace
 
 OutputSink* SetOutputSink(OutputSink* sink) {
     return currentSink.exchange(sink);
+}
+
+OutputSink& SilentOutput() {
+    static auto& silence = *new Silence;
+    return silence;
+}
+
+bool IsOutputRead() {
+    const OutputSink* sink = currentSink.load();
+    return !sink || sink->IsRead();
 }
 
 void WriteOutput(std::wstring_view text) {

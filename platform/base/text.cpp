@@ -79,26 +79,28 @@ wchar_t TakeUtf8(std::string_view& bytes) {
 
 /// Reads a UTF-16LE text up to its null unit or the end of the bytes, which it takes from the front of `bytes`.
 std::wstring TakeUtf16(std::span<const BYTE>& bytes) {
-    const auto unitAt = [&](std::size_t at) { return static_cast<std::uint32_t>(bytes[at] | (bytes[at + 1] << 8)); };
+    const BYTE* const first = bytes.data();
+    const auto unitAt = [=](std::size_t at) { return static_cast<std::uint32_t>(first[at] | (first[at + 1] << 8)); };
     std::size_t end = 0;
     while (end + 1 < bytes.size() && unitAt(end) != 0) end += 2;
-    std::wstring text;
-    text.reserve(end / 2);
+    std::wstring text(end / 2, L'\0');
+    std::size_t length = 0;
     for (std::size_t at = 0; at < end;) {
         const std::uint32_t unit = unitAt(at);
         at += 2;
         if (!IsSurrogate(unit)) {
-            text += static_cast<wchar_t>(unit);
+            text[length++] = static_cast<wchar_t>(unit);
             continue;
         }
         const std::uint32_t low = at < end ? unitAt(at) : 0;
         if (unit >= 0xDC00 || low < 0xDC00 || low > 0xDFFF) {
-            text += replacement;
+            text[length++] = replacement;
             continue;
         }
         at += 2;
-        text += static_cast<wchar_t>(0x10000U + ((unit - 0xD800U) << 10) + (low - 0xDC00U));
+        text[length++] = static_cast<wchar_t>(0x10000U + ((unit - 0xD800U) << 10) + (low - 0xDC00U));
     }
+    text.resize(length);
     bytes = bytes.subspan(std::min(bytes.size(), end + 2));
     return text;
 }
@@ -224,24 +226,37 @@ std::wstring FromUtf8(std::string_view bytes) {
 
 std::size_t Utf16Length(std::wstring_view text) {
     std::size_t units = text.size();
-    for (const wchar_t character : text) units += ScalarValue(character) > 0xFFFF ? 1 : 0;
+    for (const wchar_t character : text)
+        units += static_cast<std::uint32_t>(character) - 0x10000U <= lastCodePoint - 0x10000U;
     return units;
 }
 
-void AppendUtf16(std::vector<BYTE>& bytes, std::wstring_view text) {
-    const auto appendUnit = [&](std::uint32_t unit) {
-        bytes.push_back(static_cast<BYTE>(unit & 0xFFU));
-        bytes.push_back(static_cast<BYTE>(unit >> 8));
+BYTE* PutUtf16(BYTE* place, std::wstring_view text) {
+    const auto putUnit = [&](std::uint32_t unit) {
+        *place++ = static_cast<BYTE>(unit & 0xFFU);
+        *place++ = static_cast<BYTE>(unit >> 8);
     };
     for (const wchar_t character : text) {
+        const auto unit = static_cast<std::uint32_t>(character);
+        if (unit < 0xD800) {  // nearly all of them
+            putUnit(unit);
+            continue;
+        }
         const std::uint32_t code = ScalarValue(character);
         if (code <= 0xFFFF) {
-            appendUnit(code);
+            putUnit(code);
         } else {
-            appendUnit(0xD800U + ((code - 0x10000U) >> 10));
-            appendUnit(0xDC00U + ((code - 0x10000U) & 0x3FFU));
+            putUnit(0xD800U + ((code - 0x10000U) >> 10));
+            putUnit(0xDC00U + ((code - 0x10000U) & 0x3FFU));
         }
     }
+    return place;
+}
+
+void AppendUtf16(std::vector<BYTE>& bytes, std::wstring_view text) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + 2 * Utf16Length(text));
+    PutUtf16(bytes.data() + before, text);
 }
 
 std::vector<BYTE> ToUtf16(std::wstring_view text, bool terminated) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+// Nothing here depends on the locale or keeps anything: all of it may be called from any thread.
 namespace platform {
 
 /// UTF-8 of a wide text. What is no character (a surrogate, a value above 0x10FFFF) becomes U+FFFD.
@@ -27,6 +28,10 @@ PLATFORM_API bool IsNameCharacter(wchar_t character);
 
 /// Number of UTF-16 units of a text, surrogate pairs counting two; no terminating null is counted.
 PLATFORM_API std::size_t Utf16Length(std::wstring_view text);
+
+/// Writes the UTF-16LE bytes of a text, without a terminating null, to a place that has room for them: two for each
+/// unit. The place behind them.
+PLATFORM_API BYTE* PutUtf16(BYTE* place, std::wstring_view text);
 
 /// Appends the UTF-16LE bytes of a text, without a terminating null.
 PLATFORM_API void AppendUtf16(std::vector<BYTE>& bytes, std::wstring_view text);

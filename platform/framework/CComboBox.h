@@ -4,7 +4,8 @@
 
 #include <string>
 
-/// A list of texts to choose from, as a windowing layer provides it. Items are numbered from 0.
+/// A list of texts to choose from, as a windowing layer provides it. Items are numbered from 0. The library calls it on
+/// the thread that called the library.
 class PLATFORM_API CComboBox {
 public:
     virtual ~CComboBox();

@@ -13,6 +13,9 @@ struct CRuntimeClass {
 
 /// The base of the framework's and the library's objects. Its operations answer for a class that overrides none of
 /// them: it names itself by its nearest base that does, has no archived state, is always valid and has nothing to tell.
+///
+/// Objects of this folder, unless they say otherwise, may be read by several threads at once, but not while one of them
+/// changes one. None of them blocks.
 class PLATFORM_API CObject {
 public:
     /// Never null; lives as long as the process.

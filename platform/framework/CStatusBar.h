@@ -12,7 +12,7 @@ inline constexpr DWORD WS_VISIBLE = 0x10000000;
 inline constexpr DWORD CBRS_BOTTOM = 0x8000;
 
 /// A line of panes at the edge of a window, as a windowing layer provides it. Panes are numbered from 0. Its destructor
-/// takes it off the screen.
+/// takes it off the screen. The library calls it on the thread that called the library.
 class PLATFORM_API CStatusBar {
 public:
     /// The identifier under which a window looks for its status bar.

@@ -6,7 +6,8 @@
 
 class CStatusBar;
 
-/// A window of the program's, as a windowing layer provides it.
+/// A window of the program's, as a windowing layer provides it. The library calls it on the thread that called the
+/// library.
 class PLATFORM_API CWnd {
 public:
     virtual ~CWnd();

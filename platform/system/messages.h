@@ -3,6 +3,8 @@
 #include <platform/base/export.h>
 #include <platform/base/types.h>
 
+// Everything here may be called from any thread, and blocks on nothing.
+
 /// Loads a message table by its name, whose case does not count: "netmsg.dll" holds the messages of the network. Tables
 /// are part of this library, so that loading one only counts its users. Null for a name that is none, with last error
 /// 126. Each successful call is undone by one of FreeLibrary.

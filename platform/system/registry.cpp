@@ -2,8 +2,12 @@
 
 #include <platform/base/HandleTable.h>
 #include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <platform/system/RegistryFile.h>
 #include <platform/system/StateFiles.h>
+
+#include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -78,11 +82,44 @@ std::shared_ptr<RegistryFile> RehearsedCopy() {
     return rehearsal.copy;
 }
 
+/// How often this process may have made or changed the local registry.
+std::atomic<std::uint64_t> localChanges = 0;
+
+/// When and where the local registry was looked for: what was found holds as long as nothing of this has changed.
+struct Moment {
+    std::int64_t tick = 0;           // of the coarse clock, which moves on every few milliseconds
+    std::uintptr_t environment = 0;  // says where the registry is
+    std::uint64_t changes = 0;
+    bool operator==(const Moment&) const = default;
+
+    /// Costs no system call.
+    static Moment Now() {
+        timespec now{};
+        ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+        Moment moment{std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec, 0, localChanges};
+        // A variable that is set anew is another text at another place.
+        for (char** variable = environ; variable && *variable; ++variable)
+            moment.environment += reinterpret_cast<std::uintptr_t>(*variable);
+        return moment;
+    }
+};
+
+struct LastLook {
+    std::mutex mutex;
+    Moment moment;
+    std::weak_ptr<RegistryFile> file;
+    bool isMissing = false;
+};
+
 /// Runs an operation on the local registry.
 template <typename Operation>
 DWORD OnLocal(OpenMode mode, const Operation& operation) {
     if (const auto copy = RehearsedCopy()) return operation(copy);
-    return Registries().With({}, mode, operation);
+    if (mode == OpenMode::MustExist) return Registries().With({}, mode, operation);
+    ++localChanges;  // for what the operation itself looks at
+    const DWORD code = Registries().With({}, mode, operation);
+    ++localChanges;
+    return code;
 }
 
 Key RootKey(HKEY key) {
@@ -141,7 +178,9 @@ DWORD DeliverName(const std::wstring& text, wchar_t* name, DWORD* size) {
     return length < room ? error::Success : error::MoreData;
 }
 
+/// What a function of the registry answers, and leaves as the last error when it is a failure.
 LONG Result(DWORD code) {
+    if (code != error::Success && code != error::MoreData && code != error::NoMoreItems) SetLastError(code);
     return static_cast<LONG>(code);
 }
 
@@ -167,7 +206,8 @@ LONG RegConnectRegistryW(const wchar_t* host, HKEY root, HKEY* result) {
     if (const DWORD code = FindHost(host, place)) return Result(code);
     const Key open = Lookup(root);
     if (!open) return Result(error::InvalidHandle);
-    if (place.isLocal) return Result(DuplicateKey(root, open->access, result));
+    const bool isThere = place.isLocal == open->place.isLocal && place.directory == open->place.directory;
+    if (place.isLocal || (isThere && !open->root)) return Result(DuplicateKey(root, open->access, result));
     if (!open->root) return Result(error::InvalidHandle);
     *result = OpenHandle({place, open->root, nullptr, KeyStore::top, KEY_ALL_ACCESS});
     return Result(error::Success);
@@ -295,8 +335,24 @@ DWORD ReadRegistryVersion(RegistryVersion& version) {
         return code;
     };
     if (const auto copy = RehearsedCopy()) return read(copy);
-    if (Registries().WasMissingJustNow()) return error::FileNotFound;
-    return Registries().With({}, OpenMode::MustExist, read);
+    static auto& last = *new LastLook;
+    const Moment now = Moment::Now();
+    const std::unique_lock lock(last.mutex, std::try_to_lock);  // in a forked child nobody may ever give it back
+    if (lock && now == last.moment) {
+        if (last.isMissing) return error::FileNotFound;
+        const auto file = last.file.lock();
+        if (file && read(file) == error::Success) return error::Success;
+    }
+    std::weak_ptr<RegistryFile> found;
+    const DWORD code = Registries().With({}, OpenMode::MustExist, [&](const std::shared_ptr<RegistryFile>& file) {
+        found = file;
+        return read(file);
+    });
+    if (!lock) return code;
+    last.moment = code == error::Success || code == error::FileNotFound ? now : Moment();
+    last.file = found;
+    last.isMissing = code == error::FileNotFound;
+    return code;
 }
 
 DWORD TransactRegistry(const std::function<DWORD()>& steps) {

@@ -9,10 +9,11 @@
 
 // The registry: a tree of keys and typed values of each host, lasting in `registry.db` of its state directory. Names
 // compare without regard to case and enumerate in that order; texts are UTF-16LE bytes. Every function answers a code,
-// 0 for success, and leaves the last error alone:
+// 0 for success, and leaves that of a failure (which 234 and 259 are not) as the thread's last error:
 //   2 no such key or value; 5 the key was opened without the right, or has subkeys; 6 no open key; 53 the host cannot
 //   be reached; 87 a name or pointer that cannot be; 234 the buffer is too small; 259 no more items; 1018 the key was
-//   deleted; 1021 a lasting key below a volatile one; 1006 the registry's file was replaced under an open key.
+//   deleted; 1021 a lasting key below a volatile one; 1006 the registry's file was replaced under an open key; 1460
+//   others kept writing for ten seconds, which is how long a change waits for them; reading waits for no writer.
 // A change is on disk when its function returns. All functions may be called from any thread, but not in the child of a
 // fork that came after the first use: it gets 6 for everything.
 
@@ -22,16 +23,17 @@ inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(0x80000002UL);
 inline const HKEY HKEY_USERS = reinterpret_cast<HKEY>(0x80000003UL);
 inline const HKEY HKEY_CURRENT_CONFIG = reinterpret_cast<HKEY>(0x80000005UL);
 
-/// Opens the root of a host's registry; null or empty is this machine. `root` is one of the predefined keys or, without
-/// a host, any open key, of which another handle is made. A name may begin with two backslashes. `*result` is to be
-/// closed by the caller, here and below, and is null on failure.
+/// Opens the root of a host's registry; null or empty is this machine. `root` is one of the predefined keys or an open
+/// key of that host (without a host, of any), of which another handle is made. A name may begin with two backslashes.
+/// `*result` is to be closed by the caller, here and below, and is null on failure.
 PLATFORM_API LONG RegConnectRegistryW(const wchar_t* host, HKEY root, HKEY* result);
 
 /// Opens an existing key; a null or empty path opens `key` itself anew. Nothing is created, no file either.
 PLATFORM_API LONG RegOpenKeyExW(HKEY key, const wchar_t* path, DWORD options, DWORD access, HKEY* result);
 
-/// Opens a key, or makes it with all of its parents that are missing. REG_OPTION_VOLATILE makes keys that vanish with
-/// the machine's boot. Class and security attributes are not used. `disposition` (may be null) tells which it was.
+/// Opens a key, which changes nothing, or makes it with all of its parents that are missing. REG_OPTION_VOLATILE makes
+/// keys that vanish with the machine's boot. Class and security attributes are not used. `disposition` (may be null)
+/// tells which it was.
 PLATFORM_API LONG RegCreateKeyExW(HKEY key, const wchar_t* path, DWORD reserved, const wchar_t* className,
                                   DWORD options, DWORD access, const void* securityAttributes, HKEY* result,
                                   DWORD* disposition);
@@ -72,8 +74,8 @@ struct RegistryVersion {
     bool operator==(const RegistryVersion&) const = default;
 };
 
-/// Costs no system call as a rule. A registry file put in the place of another may show some milliseconds late. 2 while
-/// there is no registry; `version` is set on success only.
+/// Costs no system call as a rule. A registry file that another program makes, or puts in the place of another, may show
+/// some milliseconds late. 2 while there is no registry; `version` is set on success only, and the last error stays.
 PLATFORM_API DWORD ReadRegistryVersion(RegistryVersion& version);
 
 /// Runs `steps` as one transaction of the local registry: whatever this thread does with it meanwhile, others see all

@@ -2,11 +2,13 @@
 #include <ostra/foundation/ClusterComponent.h>
 #include <ostra/registry/Registry.h>
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/FakeClock.h>
 #include <tests/support/TemporaryHome.h>
 
+#include <sys/stat.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -115,6 +117,35 @@ TEST_F(TheDebugLog, GetsTheTracesOfComponentsThatWereMadeWhileItWasOn) {
     EXPECT_EQ(L"", output.Take());
 }
 
+TEST_F(TheDebugLog, IsOneForAllSpellingsOfAComponentAndMadeAnewWhenItsFileWasTakenAway) {
+    SetMask({0xFF, 0, 0, 0});
+    const OstraDebug old(L"mod2");
+    OstraDebug(L"MOD2").DbgLog(L"also here");
+    std::filesystem::rename(home.Path() / "log" / "mod2.log", home.Path() / "log" / "mod2.log.1");
+    OstraDebug(L"Mod2").DbgLog(L"new");
+    old.DbgLog(L"keeps its file");
+    OstraDebug(L"mod2").DbgLog(L"the new one");
+    EXPECT_TRUE(Log("mod2.log.1").ends_with("also here\n<Sat Nov  4 00:13:09 2023> keeps its file\n"));
+    EXPECT_TRUE(Log("Mod2.log").ends_with("new\n<Sat Nov  4 00:13:09 2023> the new one\n"));
+    EXPECT_EQ("", Log("mod2.log") + Log("MOD2.log"));
+    ASSERT_EQ(0, ::mkfifo((home.Path() / "log" / "MOD3.log").c_str(), 0600));
+    for (int line = 0; line < 10'000; ++line) OstraDebug(L"mod3").DbgLog(L"a pipe that is never read would fill up");
+}
+
+TEST_F(TheDebugLog, FollowsTheMaskOfTheStateDirectoryOfTheMoment) {
+    SetMask({2, 0, 0, 0});
+    EXPECT_TRUE(OstraDebug::IsDebugEnabled(L"Ostra"));
+    {
+        const tests::TemporaryHome other;
+        EXPECT_FALSE(OstraDebug::IsDebugEnabled(L"Ostra"));
+        SetMask({2, 0, 0, 0});
+        EXPECT_TRUE(OstraDebug::IsDebugEnabled(L"Ostra")) << "asked and answered within one tick";
+    }
+    EXPECT_TRUE(OstraDebug::IsDebugEnabled(L"Ostra"));
+    SetMask({0, 0, 0, 0});
+    EXPECT_FALSE(OstraDebug::IsDebugEnabled(L"Ostra"));
+}
+
 class AnEventWriter : public testing::Test {
 protected:
     tests::TemporaryHome home;
@@ -126,6 +157,8 @@ TEST_F(AnEventWriter, ReportsUnderItsSourceAndTypeAndNumbersFromTheLastConstruct
     NTEventViewer writer(L"Ostra::Test", NTEventViewer::Error, L"");
     writer << L"first" << 42;
     writer.ResetEventType(NTEventViewer::Information);
+    for (int source = 0; source < 40; ++source)
+        NTEventViewer(L"Source " + std::to_wstring(source), NTEventViewer::Error, L"");
     const NTEventViewer other(L"Ostra", NTEventViewer::Error, L"");
     writer << L"%1" + std::wstring(1064, L'x');
     other << L"other";
@@ -140,7 +173,9 @@ TEST_F(AnEventWriter, ReportsUnderItsSourceAndTypeAndNumbersFromTheLastConstruct
 TEST_F(AnEventWriter, WhoseSourceCannotBeRegisteredSaysSoOnStandardOutput) {
     NTEventViewer writer(L"Ostra", NTEventViewer::Error, L"no-such-host");
     EXPECT_EQ(L"NTEventViewer::NTEventViewer( ). Failure calling RegisterEventSource( ).\n", output.Take());
+    SetLastError(77);
     writer << L"lost";
+    EXPECT_EQ(77U, GetLastError()) << "the code of what was reported";
     EXPECT_EQ(L"NTEventViewer::Log( ). Failure calling ReportEvent( ).\n", output.Take());
     writer = NTEventViewer(L"Ostra", NTEventViewer::Error, L"");
     writer << L"kept";
@@ -170,7 +205,8 @@ TEST(AnErrorList, KnowsItsLastRecordAndFindsTheFirstOfACode) {
     EXPECT_EQ(nullptr, errors.Find(7));
     errors.Info();
     EXPECT_EQ(L"5 5\n5 7\n5 7\n1722 7\n3 errors.\n5 denied\n5 again\n1722 server\n", output.Take());
-    errors.RemoveAll();
+    static_cast<CPtrList&>(errors).RemoveAll();
+    EXPECT_EQ(0, errors.GetLastErrorCode() + errors.NumberOfComponents());
     EXPECT_EQ(L"", errors.GetLastErrorString());
 }
 

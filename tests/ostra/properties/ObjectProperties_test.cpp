@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <platform/base/SharedHandle.h>
 #include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <platform/base/little_endian.h>
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
@@ -123,9 +124,12 @@ TEST_F(APropertySet, IsSentAndReadWholeOrReportedAndLeftAlone) {
         const DWORD foreign = CodeFor(kind == ObjectKind::Node ? ObjectKind::Group : ObjectKind::Node, 0x59);
         EXPECT_EQ(0U, Get(kind, map, foreign));
         EXPECT_NE(std::wstring::npos, TakeReport().find(L"Properties::Get( ). Invalid control code."));
+        EXPECT_EQ(platform::error::InvalidParameter, GetLastError());
         service->answer.resize(Properties::BufferSize + 1);
         EXPECT_EQ(0U, Get(kind, map, read));
         EXPECT_EQ(21, service->calls) << "an answer that does not fit is asked for again";
+        EXPECT_EQ(platform::error::MoreData, GetLastError());
+        EXPECT_TRUE(TakeReport().ends_with(L" More data is available.\r\n"));
         EXPECT_EQ(before, map);
         service->answer.clear();
         const int isSent = kind == ObjectKind::Network || kind == ObjectKind::NetworkInterface ? 0 : 1;

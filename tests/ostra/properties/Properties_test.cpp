@@ -1,6 +1,8 @@
 #include <ostra/properties/Properties.h>
 
 #include <gtest/gtest.h>
+#include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 #include <platform/base/text.h>
 #include <platform/cluster/PropertyList.h>
 #include <tests/support/CapturedEvents.h>
@@ -66,8 +68,13 @@ TEST_F(APropertyList, TakesItsPropertiesFromParameterStrings) {
     EXPECT_EQ(list.Built(), platform::EncodePropertyList(decoded)) << "the other end of the wire";
     EXPECT_EQ((StringArray{L"Low=-1", L"Minus=-2", L"Text=a=b:c", L"=Gr\u00fcn \U0001F600", L"=no mark"}),
               list.Parsed(list.Built()));
+    SetLastError(77);
     list.Build({});
     EXPECT_EQ(nullptr, list.PropertyStreams());
+    EXPECT_EQ(77U, GetLastError());
+    list.Build({L"A=REG_BINARY:1"});
+    EXPECT_EQ(platform::error::InvalidParameter, GetLastError());
+    EXPECT_EQ(L"", Property().Name() + Property().Value());
 }
 
 TEST_F(APropertyList, IsReadAsFarAsItIsWellFormedAndNeverBehindTheBytesThatCameBack) {
@@ -106,6 +113,7 @@ TEST_F(APropertyList, ThatOutgrowsItsBufferIsDroppedWhole) {
     EXPECT_EQ(1U, list.PropertyCount());
     list.Build({L"A=REG_SZ:" + std::wstring(room + 1, L'x')});
     EXPECT_EQ(nullptr, list.PropertyStreams());
+    EXPECT_EQ(platform::error::InsufficientBuffer, GetLastError());
     EXPECT_EQ(1U, events.Take().size());
 }
 

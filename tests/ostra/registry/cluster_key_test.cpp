@@ -1,6 +1,7 @@
 #include <ostra/foundation/Persistence.h>
 #include <ostra/registry/TypedClusterKeys.h>
 #include <platform/base/SharedHandle.h>
+#include <platform/base/last_error.h>
 #include <platform/base/registry_types.h>
 #include <tests/support/CapturedEvents.h>
 #include <tests/support/CapturedMessageBoxes.h>
@@ -140,6 +141,7 @@ TEST_F(AClusterDatabase, OwnsWhatItOpensForItselfAndDeletesOnlyKeysWithoutSubkey
     EXPECT_EQ(key->Root(), key->GetHandle(L"Root"));
     const Key added(key->AddKey(L"A", L"", L"")), below(key->AddKey(L"A", L"B", L"", L"", REG_SZ));
     EXPECT_EQ(0, key->Delete(L"A") + key->Delete(nullptr, L"A"));
+    EXPECT_EQ(error::InvalidHandle, GetLastError());
     EXPECT_EQ(1, key->Delete(key->Root(), L"A\\B"));
     EXPECT_EQ(1, key->Delete(L"A"));
     const HKEY own = key->Handle(), callers = key->AddKey(L"C", L"", L"");
@@ -207,6 +209,10 @@ TEST_F(AClusterDatabase, StaysUsableWhenItCannotBeOpened) {
     EXPECT_EQ((StringArray{L"ClusterKey::ClusterKey( ). Failure opening cluster:No such cluster",
                            L"ClusterKey::Initialize( ). Failure calling GetClusterKey( )."}),
               TakeBoxes());
+    failing->Heal();
+    const ClusterKey plain(L"Test");
+    EXPECT_TRUE(plain.Root() && !plain.Valid()) << "the database is open, and no key of it is the current one";
+    failing->Fail(Operation::RootKey, error::GeneralFailure);
     for (ClusterKey* place : {&unknown, &rootless}) {
         EXPECT_EQ(0, place->Valid() + place->Info());
         EXPECT_EQ(nullptr, place->AddKey(L"Root", L"Ostra", L"", L"", REG_SZ));

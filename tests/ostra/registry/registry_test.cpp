@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <ostra/foundation/Persistence.h>
 #include <ostra/registry/Registry.h>
+#include <platform/base/last_error.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <tests/support/CapturedEvents.h>
@@ -69,6 +70,7 @@ TEST_F(ARegistry, RefusesAPathWithoutARootKeyOfThatExactName) {
         EXPECT_EQ((StringArray{L"Registry::Initialize( ). Invalid root key. " + path.substr(0, path.find(L'\\')),
                                L"RegistryKey::Open( ). Invalid key:" + path}),
                   events.TakeTexts());
+        EXPECT_EQ(87U, GetLastError());
         EXPECT_EQ(1, wrong.Initialize(base));
         EXPECT_NE(nullptr, wrong.Open(nullptr, 1));
     }
@@ -89,6 +91,9 @@ TEST_F(ARegistry, OpensAnewBelowTheKeyThatIsOpenAlsoOnAnotherHost) {
     events.Take();
     EXPECT_EQ(nullptr, Registry(base, L"Nowhere").Open(nullptr, 0));
     EXPECT_EQ(StringArray{L"RegistryKey::Open( ). Failure opening host:Nowhere"}, events.TakeTexts());
+    EXPECT_EQ(53U, GetLastError());
+    EXPECT_EQ(nullptr, Registry(L"SOFTWARE\\", L"Nowhere").Open(nullptr, 0));
+    EXPECT_EQ(L"RegistryKey::Open( ). Failure opening host:Nowhere", events.TakeTexts().back()) << "the host is first";
 }
 
 TEST_F(ARegistry, ClosesItsOwnKeyOnceAndLeavesTheOthersToTheCaller) {
@@ -98,6 +103,8 @@ TEST_F(ARegistry, ClosesItsOwnKeyOnceAndLeavesTheOthersToTheCaller) {
     const HKEY other = closing->GetHandle(L"Sub");
     closing->Close(other);
     EXPECT_FALSE(IsOpen(other) || IsOpen(first) || closing->GetHandle(L"Sub"));
+    EXPECT_EQ(L"", closing->GetValue(L"V"));
+    EXPECT_EQ(6U, GetLastError());
     closing->Initialize(base);
     const HKEY second = closing->Open(nullptr, 1);
     EXPECT_TRUE(IsOpen(second));

@@ -1,7 +1,10 @@
 #include <platform/base/format.h>
+#include <platform/base/text.h>
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cmath>
 #include <limits>
 
 using namespace platform;
@@ -41,6 +44,40 @@ TEST(Formats, ReadIntegersInTheSizesOfThePublishedInterfaces) {
     EXPECT_EQ(L"-2147483648 7", Format(L"%I32d %d", std::numeric_limits<int>::min(), 7));
 }
 
+TEST(Formats, WriteFloatingNumbersAsTheCLocaleDoesWhateverTheProgramsLocale) {
+    const double third = 1.0 / 3;
+    const struct {
+        const wchar_t* format;
+        double number;
+        std::wstring text;
+    } rows[] = {
+        {L"%f|", third, L"0.333333|"},
+        {L"%.0f|%%", 2.5, L"2|%"},
+        {L"%#.0f", 3, L"3."},
+        {L"%10.2f|", -third, L"     -0.33|"},
+        {L"%-10.2lf|", third, L"0.33      |"},
+        {L"%+010.3F", third, L"+00000.333"},
+        {L"% e", 12345.678, L" 1.234568e+04"},
+        {L"%.2E", 0, L"0.00E+00"},
+        {L"%g %%", 1e-5, L"1e-05 %"},
+        {L"%#g", 100, L"100.000"},
+        {L"%.10G", 1e20, L"1E+20"},
+        {L"%a", 1, L"0x1p+0"},
+        {L"%A", 0.5, L"0X1P-1"},
+        {L"%05f", std::numeric_limits<double>::infinity(), L"  inf"},
+        {L"%G", std::numeric_limits<double>::quiet_NaN(), L"NAN"},
+        {L"%.0f", std::ldexp(1, 255), L"57896044618658097711785492504343953926634992332820282019728792003956564819968"},
+    };
+    for (const char* locale : {"C", "de_DE.UTF-8"}) {
+        std::setlocale(LC_ALL, locale);
+        for (const auto& [format, number, text] : rows) EXPECT_EQ(text, Format(format, number)) << ToUtf8(format);
+        EXPECT_EQ("1.50 0.25 -7 18446744073709551615", Format("%.2f %.*Lf %td %zu", 1.5, 2, 0.25L, std::ptrdiff_t{-7},
+                                                              std::numeric_limits<std::size_t>::max()));
+    }
+    std::setlocale(LC_ALL, "C");
+    EXPECT_EQ(4096U + 2U, Format(L"%.9999f", third).size());
+}
+
 TEST(Formats, ReadNoMoreOfATextThanThePrecisionAllows) {
     const wchar_t wide[] = {L'a', L'b', L'c'};
     const char narrow[] = {'a', '\xC3', '\xA9', '\xE2', '\x82', '\xAC'};
@@ -52,7 +89,7 @@ TEST(Formats, ReadNoMoreOfATextThanThePrecisionAllows) {
 }
 
 TEST(Formats, CopyUnknownConversionsAndTakeNoArgumentForThem) {
-    EXPECT_EQ(L"%y%n%f %wd 7", Format(L"%y%n%f %wd %d", 7));
+    EXPECT_EQ(L"%y%n%hf %wd%Ld 7", Format(L"%y%n%hf %wd%Ld %d", 7));
     EXPECT_EQ(L"%-08.3lq 7", Format(L"%-08.3lq %d", 7));
     for (const wchar_t* cut : {L"a%", L"a%-", L"a%5", L"a%5.", L"a%5.2l", L"a%I64"}) EXPECT_EQ(cut, Format(cut));
     EXPECT_EQ("100%", Format("100%"));

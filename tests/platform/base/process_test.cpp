@@ -9,6 +9,7 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -24,6 +25,7 @@ TEST(Output, GoesToStandardOutputAsUtf8WithoutASink) {
     const int before = dup(STDOUT_FILENO);
     dup2(ends[1], STDOUT_FILENO);
     close(ends[1]);
+    std::printf("the program's own line, buffered\n");
     WriteOutputLine(L"Größe €");
     char buffer[256] = {};
     const ssize_t size = read(ends[0], buffer, sizeof buffer);
@@ -31,7 +33,8 @@ TEST(Output, GoesToStandardOutputAsUtf8WithoutASink) {
     WriteOutputLine(L"nobody reads this, and nobody dies of it");
     dup2(before, STDOUT_FILENO);
     close(before);
-    EXPECT_EQ(ToUtf8(L"Größe €\n"), std::string(buffer, static_cast<std::size_t>(size)));
+    EXPECT_EQ("the program's own line, buffered\n" + ToUtf8(L"Größe €\n"),
+              std::string(buffer, static_cast<std::size_t>(size)));
 }
 
 TEST(Output, GoesToTheSinkAsItStands) {
@@ -43,6 +46,11 @@ TEST(Output, GoesToTheSinkAsItStands) {
         EXPECT_EQ(L"%d ä\n", inner.Text());
     }
     WriteOutput(L"after");
+    EXPECT_TRUE(IsOutputRead());
+    OutputSink* const before = SetOutputSink(&SilentOutput());
+    WriteOutput(L"nowhere");
+    EXPECT_FALSE(IsOutputRead());
+    SetOutputSink(before);
     EXPECT_EQ(L"after", outer.Take());
     EXPECT_EQ(L"", outer.Text());
 }

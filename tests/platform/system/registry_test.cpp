@@ -85,10 +85,13 @@ TEST_F(ARegistry, CreatesMissingKeysAndTellsWhetherItDid) {
                   RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_READ, nullptr, &key, &disposition));
         EXPECT_EQ(expected, disposition);
         EXPECT_EQ(disposition == REG_CREATED_NEW_KEY ? 2 : done, TryOpen(L"b", key));
+        EXPECT_EQ(disposition == REG_CREATED_NEW_KEY ? 2U : 77U, GetLastError()) << "of a failure only";
+        SetLastError(77);
         EXPECT_EQ(done, RegCloseKey(key));
     }
+    EXPECT_EQ(77U, GetLastError()) << "as before the successes";
     EXPECT_EQ(2, TryOpen(L"SOFTWARE\\A", HKEY_CURRENT_USER)) << "each root is a tree of its own";
-    EXPECT_EQ(77U, GetLastError());
+    EXPECT_EQ(2U, GetLastError());
 }
 
 TEST_F(ARegistry, GivesSizesAndWritesNothingIntoTooLittleRoom) {
@@ -109,6 +112,7 @@ TEST_F(ARegistry, GivesSizesAndWritesNothingIntoTooLittleRoom) {
 
     wchar_t name[8];
     DWORD nameSize = 4;
+    SetLastError(77);
     EXPECT_EQ(234, RegEnumValueW(key, 0, name, &nameSize, nullptr, &type, room, &size));
     EXPECT_EQ(4U, nameSize);
     EXPECT_STREQ(L"Nam", name);
@@ -122,6 +126,7 @@ TEST_F(ARegistry, GivesSizesAndWritesNothingIntoTooLittleRoom) {
     EXPECT_EQ(done, RegEnumKeyExW(key, 0, name, &(nameSize = 6), nullptr, nullptr, nullptr, nullptr));
     EXPECT_STREQ(L"Child", name);
     EXPECT_EQ(259, RegEnumKeyExW(key, 1, name, &nameSize, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(77U, GetLastError()) << "answers, not failures";
 }
 
 TEST_F(ARegistry, GrantsWhatAKeyWasOpenedFor) {
@@ -210,7 +215,11 @@ TEST_F(ARegistry, ReachesHostsThatHaveAFolder) {
     for (const wchar_t* host : {L"..", L"\\\\..", L"a/b", L"\\\\", L"N1/"})
         EXPECT_EQ(87, RegConnectRegistryW(host, HKEY_LOCAL_MACHINE, &root)) << platform::ToUtf8(host);
     EXPECT_EQ(nullptr, root);
-    ASSERT_EQ(done, RegConnectRegistryW(nullptr, Create(L"Here"), &root)) << "an open key serves as a root";
+    EXPECT_EQ(done, RegConnectRegistryW(L"N1", HKEY_LOCAL_MACHINE, &root));
+    const HKEY there = Create(L"There", 0, root);
+    EXPECT_EQ(done, RegConnectRegistryW(L"n1", there, &root)) << "an open key of that host serves as a root";
+    EXPECT_EQ(6, RegConnectRegistryW(L"N1", Create(L"Here"), &root)) << "but not one of another";
+    ASSERT_EQ(done, RegConnectRegistryW(nullptr, Create(L"Here"), &root));
     EXPECT_EQ(done, Set(root, L"v", {1}));
     EXPECT_EQ(std::vector<BYTE>{1}, Value(root, L"v"));
 }
