@@ -10,3 +10,20 @@
 /// error alone: to learn whether an operation failed whose result does not tell, set it to 0 before.
 PLATFORM_API DWORD GetLastError();
 PLATFORM_API void SetLastError(DWORD code);
+
+namespace platform {
+
+/// Keeps the calling thread's last error through a scope: what is asked or reported after a failure must not hide its
+/// cause.
+class LastErrorKept {
+public:
+    LastErrorKept() = default;
+    LastErrorKept(const LastErrorKept&) = delete;
+    LastErrorKept& operator=(const LastErrorKept&) = delete;
+    ~LastErrorKept() { SetLastError(_code); }
+
+private:
+    const DWORD _code = GetLastError();
+};
+
+}  // namespace platform

@@ -153,6 +153,7 @@ PLATFORM_API DWORD GetClusterNetInterface(HCLUSTER cluster, const wchar_t* nodeN
 
 // Control operations. `returned` receives the bytes written, or with 234 the bytes that the answer needs; with 234
 // nothing else is written. A code of another kind of object answers 87, one that the engine does not know 120.
+// ..._GET_NAME answers, whatever the engine, the object's present name as UTF-16LE with its null.
 PLATFORM_API DWORD ClusterNodeControl(HNODE node, HNODE host, DWORD code, const void* input, DWORD inputSize,
                                       void* output, DWORD outputSize, DWORD* returned);
 PLATFORM_API DWORD ClusterGroupControl(HGROUP group, HNODE host, DWORD code, const void* input, DWORD inputSize,

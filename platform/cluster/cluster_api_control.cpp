@@ -1,5 +1,7 @@
+#include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/cluster/cluster_handles.h>
+#include <platform/cluster/control_codes.h>
 
 #include <algorithm>
 
@@ -55,8 +57,14 @@ DWORD Control(ClusterService& service, ObjectId object, HNODE host, const Exchan
     std::optional<ObjectId> node;
     if (const DWORD code = OptionalNodeOf(host, service, node)) return code;
     std::vector<BYTE> answer;
-    const std::span<const BYTE> input(static_cast<const BYTE*>(exchange.input), exchange.inputSize);
-    if (const DWORD code = service.Control(object, node, exchange.code, input, answer)) return code;
+    if (exchange.code == (static_cast<DWORD>(object.kind) << 24 | CLUSCTL_GET_NAME)) {
+        std::wstring name;
+        if (const DWORD code = service.NameOf(object, name)) return code;
+        answer = ToUtf16(name);
+    } else {
+        const std::span<const BYTE> input(static_cast<const BYTE*>(exchange.input), exchange.inputSize);
+        if (const DWORD code = service.Control(object, node, exchange.code, input, answer)) return code;
+    }
     return HandOut(answer, exchange);
 }
 

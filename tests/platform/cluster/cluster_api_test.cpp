@@ -229,6 +229,12 @@ TEST_F(TheClusterApi, HandsOutControlAnswersThatFitAndOtherwiseTheirSize) {
     EXPECT_EQ(0, output[0]);
     EXPECT_EQ(0U, ask(output, needed));
     EXPECT_NE(0, output[0]);
+    EXPECT_EQ(0U, SetClusterGroupName(_group, L"Papers"));
+    EXPECT_EQ(0U, ClusterGroupControl(_group, nullptr, CLUSCTL_GROUP_GET_NAME, nullptr, 0, output, 4000, &returned));
+    EXPECT_EQ(L"Papers", FromUtf16({output, returned}));
+    EXPECT_EQ(14U, returned);
+    EXPECT_EQ(error::InvalidParameter,
+              ClusterGroupControl(_group, nullptr, CLUSCTL_NODE_GET_NAME, nullptr, 0, output, 4000, &returned));
     EXPECT_EQ(error::InvalidParameter, ask(output, 4000, 4)) << "input without bytes";
     EXPECT_EQ(0U, returned);
     EXPECT_EQ(error::InvalidParameter, ask(nullptr, 4000)) << "room that is none";
