@@ -1,6 +1,7 @@
 #include <ostra/foundation/ClusterComponent.h>
 
 #include <platform/base/format.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 #include <platform/framework/CStatusBar.h>
@@ -128,6 +129,7 @@ ClusterComponent* ClusterComponent::operator=(const ClusterComponent* other) {
 }
 
 void ClusterComponent::Trace(const std::wstring& text) const {
+    const platform::LastErrorKept kept;
     if (OstraDebug::IsDebugEnabled(libraryComponent))
         _debug->DbgLog(L"%s", text.c_str());
     else

@@ -1,6 +1,7 @@
 #include <ostra/foundation/NTEventViewer.h>
 
 #include <ostra/foundation/SharedObjects.h>
+#include <platform/base/last_error.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
 #include <platform/system/event_log.h>
@@ -45,6 +46,7 @@ const NTEventViewer& NTEventViewer::operator<<(int number) const {
 }
 
 int NTEventViewer::Log(const std::wstring& text) const {
+    const platform::LastErrorKept kept;
     const std::wstring report(platform::CutToUnits(text, reportLimit));
     const wchar_t* strings[] = {report.c_str()};
     if (ReportEventW(_handle.get(), _eventType, 0, ++_eventID, nullptr, 1, 0, strings, nullptr)) return 1;
