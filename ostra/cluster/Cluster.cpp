@@ -228,7 +228,7 @@ ClusterComponent* Cluster::Update(const std::wstring& changed, DWORD notificatio
         UpdateNetworkAdapters(name, notification);
         return nullptr;
     }
-    if (!_nodes || !_groups || !_resources) return nullptr;
+    if (!_nodes || !_groups || !_resources || _nodes->Index()->IsEmpty()) return nullptr;
     if (notification == CLUSTER_CHANGE_NODE_ADDED || notification == CLUSTER_CHANGE_NODE_DELETED) FollowNode(name);
     const ToldChange change = Ask(name, notification);
     Node* last = nullptr;

@@ -43,7 +43,7 @@ namespace OstraDLL {
 ///
 /// An operation that failed leaves the cause in the thread's last error. What asks the cluster waits for changes of
 /// other processes to be done, which an engine bounds: the embedded one to ten seconds, after which it refuses with
-/// 170, so that MoveGroup, say, takes ten seconds and answers 1 all the same.
+/// 1460, so that MoveGroup, say, takes ten seconds and answers 1 all the same.
 class OSTRA_API Cluster : public ClusterComponent {
 public:
     /// Connects to nothing yet. A `fullDiscovery` other than 0 reads the inventory at once, which opens the cluster by

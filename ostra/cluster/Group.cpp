@@ -53,7 +53,7 @@ int Group::Status(int) {
     if (state == ClusterStateUnknown) return 1;
     _currentOwnerName = owner.data();
     if (state >= stateTexts.size()) {
-        SetLastError(platform::error::IoPending);
+        state == ClusterGroupPending ? SetLastError(platform::error::IoPending) : NoteUnknownState(state);
         return 0;
     }
     _stateString = stateTexts[state];

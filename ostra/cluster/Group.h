@@ -22,7 +22,7 @@ class ResourceType;
 /// with its resources.
 ///
 /// What asks the cluster waits for changes of other processes to be done, which an engine bounds (the embedded one to
-/// ten seconds, after which it refuses with 170). Bringing resources online takes longer: Resource::BringOnLine.
+/// ten seconds, after which it refuses with 1460). Bringing resources online takes longer: Resource::BringOnLine.
 class OSTRA_API Group : public ClusterComponent {
 public:
     /// `initialize` 1 makes the resource collection, and with `open` 1 opens the group too; that it could not be

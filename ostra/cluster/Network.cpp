@@ -59,6 +59,7 @@ int Network::Status(int) {
     const DWORD state = GetClusterNetworkState(Handle());
     const wchar_t* const text = StateText(state);
     if (!text) {
+        NoteUnknownState(state);
         DisplayFailure(_error, L"Network::Info( int ). Failure calling GetClusterNetworkState( )");
         return 0;
     }

@@ -47,8 +47,10 @@ int NetworkInterface::Status(int) {
         DisplayFailure(_error, L"NetworkInterface::Info( void ). Failure opening node " + _name);
         return 0;
     }
-    const wchar_t* const text = StateText(GetClusterNetInterfaceState(Handle()));
+    const DWORD state = GetClusterNetInterfaceState(Handle());
+    const wchar_t* const text = StateText(state);
     if (!text) {
+        NoteUnknownState(state);
         DisplayFailure(_error, L"NetworkInterface::Info( int ). Failure calling GetClusterNetworkInterfaceState( )" +
                                    _error.GetErrorString(GetLastError()));
         return 0;

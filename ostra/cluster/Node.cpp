@@ -66,6 +66,7 @@ int Node::Status(int) {
     }
     const DWORD state = GetClusterNodeState(Handle());
     if (state >= stateTexts.size()) {
+        NoteUnknownState(state);
         _eventViewer << L"Node::Info( int ). Unknown node state afater calling GetClusterNodeState( )" +
                             _error.GetErrorString(GetLastError());
         return 0;

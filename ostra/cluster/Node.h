@@ -24,7 +24,8 @@ class Cluster;
 ///
 /// Groups are the node's own and die with it; a copy shares them and the handle, and the last of the copies lets go.
 /// A node that a Cluster discovered belongs to that cluster and lives until it is destroyed; it may read its groups
-/// only when they are first asked for. Used by one thread at a time, together with what it owns.
+/// only when they are first asked for. Used by one thread at a time, together with what it owns. What asks the cluster
+/// waits for changes of other processes to be done, which an engine bounds (the embedded one to ten seconds).
 class OSTRA_API Node : public ClusterComponent {
 public:
     /// `initialize` 1 makes the collections; the node is not opened.

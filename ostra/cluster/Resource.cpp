@@ -103,6 +103,7 @@ int Resource::Status(int) {
     const DWORD state = GetClusterResourceState(_handle.Get(), node.data(), &nodeSize, group.data(), &groupSize);
     const wchar_t* text = StateText(state);
     if (!text) {
+        NoteUnknownState(state);
         _eventViewer << L"Resource::Info( int ). Unknown resource state after calling GetClusterResourceState( )." +
                             _error.GetErrorString(GetLastError());
         return 0;

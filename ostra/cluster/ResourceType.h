@@ -9,7 +9,8 @@
 
 /// One kind of cluster resource: its type name, and the parameter strings (name "=" registry type ":" value) that a
 /// Resource of this kind writes as its properties while it is created. A type belongs to whoever made it, must outlive
-/// the resources that use it, and is changed by each of them: its lists are working space, not constants.
+/// the resources that use it, and is changed by each of them: its lists are working space, not constants. Used by one
+/// thread at a time, together with those resources.
 class OSTRA_API ResourceType : public ClusterComponent {
 public:
     /// The lists of parameter strings.

@@ -48,3 +48,7 @@ std::optional<std::wstring> PresentName(HGROUP group) {
 std::optional<std::wstring> PresentName(HRESOURCE resource) {
     return AskName(resource, ClusterResourceControl, CLUSCTL_RESOURCE_GET_NAME);
 }
+
+void NoteUnknownState(DWORD state) {
+    if (state != ClusterStateUnknown) SetLastError(platform::error::InvalidData);
+}

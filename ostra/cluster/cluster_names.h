@@ -17,3 +17,7 @@ HCLUSTER OpenNamedCluster(const std::wstring& name);
 std::optional<std::wstring> PresentName(HNODE node);
 std::optional<std::wstring> PresentName(HGROUP group);
 std::optional<std::wstring> PresentName(HRESOURCE resource);
+
+/// Leaves in the thread's last error why a state is none that an object knows: what made it unreadable is there
+/// already, a number without a meaning is invalid data (13).
+void NoteUnknownState(DWORD state);

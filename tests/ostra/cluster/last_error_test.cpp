@@ -98,6 +98,9 @@ TEST_F(AFailure, LeavesItsCauseWhateverTheResultAndSuccessKeepsIt) {
     failing->Heal();
     failing->state = ClusterGroupPending;
     EXPECT_EQ(IoPending, CauseOf([&] { EXPECT_EQ(0, group.Status(0)); }));
+    failing->state = 140;
+    for (ClusterComponent* object : std::initializer_list<ClusterComponent*>{&node, &group, &resource, &network, &onN1})
+        EXPECT_EQ(InvalidData, CauseOf([&] { EXPECT_EQ(0, object->Status(0)); }));
     failing->Heal();
     failing->state.reset();
     SetLastError(77);
