@@ -21,7 +21,17 @@ void DiscoverThroughTheLibrary(benchmark::State& state) {
 }
 BENCHMARK(DiscoverThroughTheLibrary)->Unit(benchmark::kMillisecond);
 
-// The calls that discovery makes, and nothing around them.
+// What a program that polls does: the objects stand, each is asked whether it still is what it was.
+void DiscoverAgainThroughTheLibrary(benchmark::State& state) {
+    const World world(false);
+    if (!world.isReady) return state.SkipWithError("no cluster");
+    OstraDLL::Cluster cluster(L"bench", 0, bench::nodes);
+    cluster.Open(1);
+    for (auto _ : state) benchmark::DoNotOptimize(cluster.Discover());
+}
+BENCHMARK(DiscoverAgainThroughTheLibrary)->Unit(benchmark::kMillisecond);
+
+// The calls that the discovery of every node's objects makes, and nothing around them.
 void BareCallsOfADiscovery(benchmark::State& state) {
     const World world(false);
     if (!world.isReady) return state.SkipWithError("no cluster");

@@ -3,7 +3,6 @@
 // Every public header of the library.
 
 #include <ostra/cluster/Cluster.h>
-#include <ostra/cluster/DiscoveredObjects.h>
 #include <ostra/cluster/Group.h>
 #include <ostra/cluster/Network.h>
 #include <ostra/cluster/NetworkInterface.h>

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 class Disk;
@@ -21,6 +22,8 @@ class Networks;
 class Node;
 class NTClusterDisks;
 class OwnedComponents;
+struct ToldChange;
+struct EnumeratedNames;
 class Resource;
 class ResourceType;
 
@@ -30,8 +33,17 @@ namespace OstraDLL {
 /// current by the cluster's change notifications, and operations on groups and resources by name.
 ///
 /// What discovery found, what a notification told of and what was created here belongs to the cluster and lives until
-/// it is destroyed, also when a later discovery put another object in its place; only what the cluster says was deleted
-/// is deleted before. A copy shares the handle and all of this, and the last of the copies lets go.
+/// it is destroyed, also when it no longer stands in a collection; before that, only what Update is told was deleted
+/// and what `DeleteReplaced` lets go of is deleted. A copy shares the handle and all of this, and the last of the
+/// copies lets go.
+///
+/// Used by one thread at a time, together with its copies and with everything that it owns, and this goes for questions
+/// too: states, collections and attributes are read into the objects when they are asked for. Threads that ask at the
+/// same time need a Cluster each.
+///
+/// An operation that failed leaves the cause in the thread's last error. What asks the cluster waits for changes of
+/// other processes to be done, which an engine bounds: the embedded one to ten seconds, after which it refuses with
+/// 1460, so that MoveGroup, say, takes ten seconds and answers 1 all the same.
 class OSTRA_API Cluster : public ClusterComponent {
 public:
     /// Connects to nothing yet. A `fullDiscovery` other than 0 reads the inventory at once, which opens the cluster by
@@ -49,7 +61,8 @@ public:
     /// Reads nothing. Always 1.
     int Status(int argument) override;
     /// Connects, and with `discover` 1 discovers. Objects found over a former connection keep it until the cluster is
-    /// destroyed. 0: reported to the event log, and a former connection stays.
+    /// destroyed, and a discovery over another one finds new ones: to look again, call Discover. 0: reported to the
+    /// event log, and a former connection stays.
     virtual int Open(int discover);
     /// The handle stays open until destruction. Always 1.
     virtual int Close();
@@ -60,31 +73,45 @@ public:
     /// Starts over with empty collections, and with full discovery reads the inventory.
     void Initialize();
 
-    // Discovery. Objects that stood under the same names before stay alive, but no longer stand in the collections.
-    /// Reads the nodes, and through them groups and resources. The number of groups now known.
+    /// Reads the nodes, and through them groups and resources. What the cluster still has under its name stands as it
+    /// is, down to its address; what it has no longer leaves the collections and lives on. Objects of the nodes but the
+    /// last are made when they are first asked for. The number of groups now known.
     DWORD Discover();
     DWORD GetAllNodes();
+    /// Deletes what later reads, notifications and renames took out of the collections, and inventory lists that later
+    /// ones replaced: for a program that follows a cluster for long and holds none of these any more. Connections stay.
+    void DeleteReplaced();
 
     /// The cluster's own name as its service gives it; empty without a connection or when that fails.
     std::wstring GetClusterName() const;
 
     HCLUSTER Handle() const { return _handle.Get(); }
-    // Collections keyed by name. Of a name that several nodes found, the last node's object stands in groups and
-    // resources.
+    // Collections keyed by name. Of a name that several nodes found, the object of the node read last stands in groups
+    // and resources.
     ClusterComponents* NodesPtr() const;
-    ClusterComponents* GroupsPtr() const { return _groups.get(); }
-    ClusterComponents* ResourcesPtr() const { return _resources.get(); }
+    ClusterComponents* GroupsPtr() const;
+    ClusterComponents* ResourcesPtr() const;
     DWORD NumberOfNodes() const { return _numberOfNodes; }
 
     /// 1 when a resource came or went since the last call, else 0.
     int DisksJustChanged() const;
 
-    /// Follows a notification of the cluster: the name of what changed and a CLUSTER_CHANGE_... code. Objects of what
-    /// was deleted leave every collection of this cluster and are deleted. The last node that was told; null when there
-    /// is none or the notification is about a network.
+    /// Follows a notification of the cluster: the name of what changed and a CLUSTER_CHANGE_... code. Objects of groups
+    /// and resources that were deleted leave every collection of this cluster and are deleted.
+    ///
+    /// The cluster is asked what the notification leaves open. A resource that was added enters the group that has it,
+    /// in every node's view, and leaves any other; only one that the cluster does not have enters every group. Nodes
+    /// that came or went, and groups that a notification of their state or properties shows to be renamed or unknown
+    /// so far, are followed; a renamed group is a new object, the former one lives on outside of the collections.
+    /// Fed with every notification in its order, the collections have what a discovery would find. Whoever missed some
+    /// calls Discover.
+    ///
+    /// The last node that was told; null when there is none or the notification is about a network.
     ClusterComponent* Update(const std::wstring& name, DWORD notification);
-    /// Follows resource added and resource deleted in the resource collection alone: the object of a deleted resource
-    /// leaves it and lives on. Always 0; a name that is not known is in the event log.
+    /// Follows resource added and resource deleted in the resource collection alone: a new object for the one, and the
+    /// object of the other leaves it and lives on. `DisksJustChanged` tells of a disk, and of a deleted resource that
+    /// may have been one: its type was not known here, and the cluster has it no longer. Always 0; a name that is not
+    /// known is in the event log.
     int UpdateResources(const std::wstring& name, DWORD notification);
 
     /// Opens a group and keeps it open for the life of the process, one group in all. 1 when one is held, else 0.
@@ -181,8 +208,8 @@ public:
 protected:
     platform::SharedHandle<HCLUSTER, CloseCluster> _handle;
     std::shared_ptr<OwnedComponents> _nodes;
-    std::shared_ptr<ClusterComponents> _groups;     // the members are their nodes', or in _kept
-    std::shared_ptr<ClusterComponents> _resources;  // the members are their groups', or in _kept
+    std::shared_ptr<OwnedComponents> _groups;     // owns those created here; the others are their nodes'
+    std::shared_ptr<OwnedComponents> _resources;  // owns those created or told of here; the others are their groups'
     std::shared_ptr<Networks> _networks;
     std::shared_ptr<NetworkInterfaces> _networkInterfaces;
     std::shared_ptr<OwnedComponents> _resourceTypes;
@@ -196,26 +223,36 @@ protected:
     mutable LONG _disksJustChanged = 0;
 
 private:
-    using Kept = std::vector<std::shared_ptr<void>>;
+    /// What no collection holds any more and callers may.
+    struct Past {
+        std::vector<platform::SharedHandle<HCLUSTER, CloseCluster>> connections;
+        std::vector<std::shared_ptr<void>> lists;
+    };
 
-    void Connect(const platform::SharedHandle<HCLUSTER, CloseCluster>& handle);
+    void ReplaceConnection(const platform::SharedHandle<HCLUSTER, CloseCluster>& handle);
     DWORD NumberOfGroups() const;
-    void DiscoverNode(const std::wstring& nodeName);
-    void UpdateIndexes(const Node& node, ClusterComponent* updated, const std::wstring& name, DWORD notification);
+    Node* StoredNode(const std::wstring& nodeName);
+    void RetireNodes(const StringArray& keys);
+    void ReadNodes(const std::vector<std::pair<Node*, EnumeratedNames>>& nodes);
+    void ListGroupsOf(Node& node);
+    void FollowNode(const std::wstring& nodeName);
+    ToldChange Ask(const std::wstring& name, DWORD notification) const;
+    std::wstring HolderOf(const std::wstring& resourceName) const;
+    void UpdateIndexes(Node& node, ClusterComponent* updated, const std::wstring& name, DWORD notification);
+    void ListIfNew(const Node& node, const std::wstring& groupName);
     void AddNotifiedResource(const std::wstring& name);
     void RemoveNotifiedResource(const std::wstring& name);
     void DiscoverInventory();
-    void Retire(const std::shared_ptr<void>& object);
     void ChooseDefaultDisk();
     void ChooseDefaultAdapter();
     Node* ListedNode(const std::wstring& nodeName) const;
     Group* ListedGroup(const std::wstring& groupName) const;
-    Group* OpenListedGroup(const std::wstring& groupName, const wchar_t* unknownGroup);
+    template <typename Report, typename Operation>
+    int WithGroup(const std::wstring& groupName, const Report& reportUnknown, const Operation& operation);
     void AppendOwners(std::vector<HNODE>& owners, const StringArray& nodeNames);
     static HNODE OpenedHandle(Node& node);
-    void Keep(const std::shared_ptr<Group>& group);
 
-    std::shared_ptr<Kept> _kept;  // what no collection owns: former connections, and objects made on our behalf
+    std::shared_ptr<Past> _past;
 };
 
 }  // namespace OstraDLL

@@ -3,15 +3,14 @@
 #include <ostra/cluster/NetworkInterfaces.h>
 #include <ostra/cluster/Networks.h>
 #include <ostra/cluster/OwnedComponents.h>
-#include <ostra/cluster/Resource.h>
 #include <ostra/cluster/ResourceType.h>
 #include <ostra/foundation/MakeOrNull.h>
 #include <ostra/foundation/NameEnumeration.h>
 #include <ostra/foundation/display.h>
 #include <ostra/network/NTClusterDisks.h>
 #include <ostra/network/NetworkAdapters.h>
-#include <ostra/network/TCPIPAddress.h>
 #include <platform/base/error_codes.h>
+#include <platform/base/last_error.h>
 
 #include <utility>
 
@@ -22,26 +21,22 @@ void Cluster::DiscoverInventory() {
     GetAllNetworks();
     SetStatusBarText(L"Initiating networkInterface...", 0);
     GetAllNetworkInterfaces();
-    Retire(_resourceTypes);
-    _resourceTypes = MakeOrNull<OwnedComponents>();
+    _past->lists.push_back(_resourceTypes);
+    _resourceTypes = MakeSharedOrNull<OwnedComponents>();
     if (!_resourceTypes) DisplayFailure(_error, L"Cluster::Cluster( ). Failure creating ResourceType list.");
     SetStatusBarText(L"Initiating disks...", 0);
-    Retire(_clusterDisks);
+    _past->lists.push_back(_clusterDisks);
     _clusterDisks = MakeOrNull<NTClusterDisks>(_clusterName);
     ChooseDefaultDisk();
     if (!_defaultClusterDisk) {
         DisplayFailure(_error, L"Cluster::Initialize( ). Failure initializing default disk drive.");
     }
-    Retire(_networkAdapters);
+    _past->lists.push_back(_networkAdapters);
     _networkAdapters = MakeOrNull<NetworkAdapters>(_name, _clusterHandle, 0, 0);
     ChooseDefaultAdapter();
     if (!_defaultNetworkAdapter) {
         DisplayFailure(_error, L"Cluster::Initialize( ). Failure newing _defaultNetworkAdapter for " + _name);
     }
-}
-
-void Cluster::Retire(const std::shared_ptr<void>& object) {
-    if (object) _kept->push_back(object);
 }
 
 void Cluster::ChooseDefaultDisk() {
@@ -57,7 +52,7 @@ void Cluster::ChooseDefaultAdapter() {
 }
 
 DWORD Cluster::GetAllNetworks() {
-    Retire(_networks);
+    _past->lists.push_back(_networks);
     _networks = MakeOrNull<Networks>(_clusterName, _clusterHandle);
     if (_networks) return static_cast<DWORD>(_networks->GetCount());
     DisplayFailure(_error, L"Cluster::GetAllNetworks( int ). Failure newing Networks.");
@@ -65,7 +60,7 @@ DWORD Cluster::GetAllNetworks() {
 }
 
 DWORD Cluster::GetAllNetworkInterfaces() {
-    Retire(_networkInterfaces);
+    _past->lists.push_back(_networkInterfaces);
     _networkInterfaces = MakeOrNull<NetworkInterfaces>(_clusterName, _clusterHandle);
     if (_networkInterfaces) return static_cast<DWORD>(_networkInterfaces->GetCount());
     DisplayFailure(_error, L"Cluster::GetAllNetworkInterfaces( int ). Failure newing NetworkInterfaces.");
@@ -73,7 +68,10 @@ DWORD Cluster::GetAllNetworkInterfaces() {
 }
 
 DWORD Cluster::GetAllResourceTypes() {
-    if (!_resourceTypes) return 0;
+    if (!_resourceTypes) {
+        SetLastError(platform::error::NotReady);
+        return 0;
+    }
     const platform::SharedHandle<HCLUSENUM, ClusterCloseEnum> types(
         ClusterOpenEnum(_clusterHandle, CLUSTER_ENUM_RESTYPE));
     if (!types) {
@@ -81,21 +79,24 @@ DWORD Cluster::GetAllResourceTypes() {
         return 0;
     }
     DWORD stored = 0;
-    ForEachName(
-        types.Get(), &ClusterEnum,
-        [this, &stored](const std::wstring& name) {
+    const auto store = [this, &stored](const std::wstring& name) {
+        const auto* known = _resourceTypes->Member<ResourceType>(name);
+        if (!known || known->Handle() != _clusterHandle) {
             auto type = MakeOrNull<ResourceType>(name, _clusterHandle, _clusterName);
             if (!type) return;
             _resourceTypes->Store(name, std::move(type));
-            ++stored;
-        },
-        [this](DWORD code) {
-            DisplayFailure(_error, L"Cluster::GetAllResoruceTypes( int ). Failure calling ClusterEnum( )." +
-                                       _error.GetErrorString(code));
-        });
+        }
+        ++stored;
+    };
+    ForEachName(types.Get(), &ClusterEnum, store, [this](DWORD code) {
+        DisplayFailure(_error, L"Cluster::GetAllResoruceTypes( int ). Failure calling ClusterEnum( )." +
+                                   _error.GetErrorString(code));
+    });
     return stored;
 }
 
+// The disks and the adapters that stood before are deleted, as callers are told, and not kept: programs ask for these
+// lists again and again, each with all of its disks or pools.
 NTClusterDisks* Cluster::GetClusterDisks() {
     _clusterDisks = nullptr;
     _clusterDisks = MakeOrNull<NTClusterDisks>(_name);
@@ -112,22 +113,6 @@ NetworkAdapters* Cluster::GetNetworkAdapters() {
 
 ClusterComponents* Cluster::ResourceTypesPtr() const {
     return _resourceTypes ? _resourceTypes->Index() : nullptr;
-}
-
-int Cluster::GetAllTCPIPAddresses(CArray<CObject*>* addresses, const std::wstring& networkAttribute,
-                                  const std::wstring& addressAttribute, const std::wstring& resourceType) {
-    printf(L"Cluster::GetAllTCPIPAddresses( CStringArray* ). On entry.\n");
-    if (!addresses || !_resources) return 0;
-    for (const auto& [key, object] : *_resources) {
-        auto* resource = dynamic_cast<Resource*>(object);
-        if (!resource) continue;
-        resource->Discover(1);
-        if (resource->Type() != resourceType) continue;
-        auto record = MakeOrNull<TCPIPAddress>(resource->GetPrivateAttribute(addressAttribute), L"255.255.255.0",
-                                               L"0.0.0.0", resource->GetPrivateAttribute(networkAttribute));
-        if (record) addresses->Add(record.release());
-    }
-    return 0;
 }
 
 int Cluster::AdaptersJustChanged() const {

@@ -4,8 +4,11 @@
 #include <ostra/cluster/Node.h>
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/Resource.h>
+#include <ostra/cluster/cluster_names.h>
 #include <ostra/foundation/MakeOrNull.h>
+#include <ostra/foundation/ParameterString.h>
 #include <ostra/foundation/display.h>
+#include <ostra/network/TCPIPAddress.h>
 #include <ostra/wizard/ExpertGroup.h>
 #include <ostra/wizard/ExpertWizard.h>
 #include <platform/base/error_codes.h>
@@ -18,14 +21,6 @@
 namespace {
 
 constexpr std::size_t maximumPreferredOwners = 10;
-
-/// The value of a parameter string (name=TYPE:value) of that name; empty for any other.
-std::wstring ValueOfParameter(const std::wstring& parameter, const std::wstring& name) {
-    const std::size_t equals = parameter.find(L'=');
-    if (equals == std::wstring::npos || parameter.substr(0, equals) != name) return {};
-    const std::size_t colon = parameter.find(L':', equals);
-    return colon == std::wstring::npos ? std::wstring() : parameter.substr(colon + 1);
-}
 
 /// The parts of a text that "#" ends; the last one needs none.
 StringArray SplitAtHashes(const std::wstring& text) {
@@ -49,16 +44,19 @@ Node* Cluster::FindNode(const std::wstring& nodeName) {
 }
 
 Node* Cluster::ListedNode(const std::wstring& nodeName) const {
-    return _nodes ? dynamic_cast<Node*>(_nodes->Index()->Find(nodeName)) : nullptr;
+    auto* node = _nodes ? dynamic_cast<Node*>(_nodes->Index()->Find(nodeName)) : nullptr;
+    if (!node) SetLastError(platform::error::ClusterNodeNotFound);
+    return node;
 }
 
 Group* Cluster::ListedGroup(const std::wstring& groupName) const {
-    return _groups ? dynamic_cast<Group*>(_groups->Find(groupName)) : nullptr;
+    auto* group = _groups ? dynamic_cast<Group*>(_groups->Index()->Find(groupName)) : nullptr;
+    if (!group) SetLastError(platform::error::GroupNotFound);
+    return group;
 }
 
 Group* Cluster::FindGroup(const std::wstring& groupName) {
-    if (!_handle) return nullptr;
-    const platform::SharedHandle<HGROUP, CloseClusterGroup> opened(OpenClusterGroup(Handle(), groupName.c_str()));
+    const platform::SharedHandle<HGROUP, CloseClusterGroup> opened(OpenClusterGroup(Handle(), ApiName(groupName)));
     if (!opened) return nullptr;
     auto group = MakeOrNull<Group>(groupName, Handle(), _clusterName, opened.Get());
     if (!group) DisplayFailure(_error, L"Cluster::FindGroup( CString) . Failure newing Group.");
@@ -76,49 +74,57 @@ Resource* Cluster::GetResource(const std::wstring& groupName, const std::wstring
     return resource;
 }
 
-Group* Cluster::OpenListedGroup(const std::wstring& groupName, const wchar_t* unknownGroup) {
+template <typename Report, typename Operation>
+int Cluster::WithGroup(const std::wstring& groupName, const Report& reportUnknown, const Operation& operation) {
     Group* group = ListedGroup(groupName);
-    if (!group) _eventViewer << unknownGroup + groupName;
-    return group && group->Open() ? group : nullptr;
+    if (!group) {
+        reportUnknown();
+        return 0;
+    }
+    return group->Open() ? operation(*group) : 0;
 }
 
 int Cluster::BringGroupOnLine(const std::wstring& groupName) {
-    Group* group = OpenListedGroup(groupName, L"Cluster::BringGroupOnLine( groupName ). Invalid group name ");
-    return group ? group->BringOnLine() : 0;
+    return WithGroup(
+        groupName, [&] { _eventViewer << L"Cluster::BringGroupOnLine( groupName ). Invalid group name " + groupName; },
+        [](Group& group) { return group.BringOnLine(); });
 }
 
 int Cluster::BringGroupOffLine(const std::wstring& groupName) {
-    Group* group = OpenListedGroup(groupName, L"Cluster::BringGroupOffLine( groupName ). Invalid group name ");
-    return group ? group->BringOffLine() : 0;
+    return WithGroup(
+        groupName, [&] { _eventViewer << L"Cluster::BringGroupOffLine( groupName ). Invalid group name " + groupName; },
+        [](Group& group) { return group.BringOffLine(); });
 }
 
 int Cluster::BringResourceOnLine(const std::wstring& groupName, const std::wstring& resourceName) {
-    Group* group = OpenListedGroup(groupName, L"Cluster::BringResourceOnLine( groupName ). Invalid group name ");
-    return group ? group->BringResourceOnLine(resourceName) : 0;
+    return WithGroup(
+        groupName,
+        [&] { _eventViewer << L"Cluster::BringResourceOnLine( groupName ). Invalid group name " + groupName; },
+        [&](Group& group) { return group.BringResourceOnLine(resourceName); });
 }
 
 int Cluster::BringResourceOffLine(const std::wstring& groupName, const std::wstring& resourceName) {
-    Group* group = OpenListedGroup(groupName, L"Cluster::BringResourceOffLine( groupName ). Invalid group name ");
-    return group ? group->BringResourceOffLine(resourceName) : 0;
+    return WithGroup(
+        groupName,
+        [&] { _eventViewer << L"Cluster::BringResourceOffLine( groupName ). Invalid group name " + groupName; },
+        [&](Group& group) { return group.BringResourceOffLine(resourceName); });
 }
 
 int Cluster::MoveGroup(const std::wstring& groupName) {
-    Group* group = ListedGroup(groupName);
-    if (!group) {
-        platform::WriteOutputLine(L"Cluster::MoveGroup( groupName ). Invalid group name " + groupName);
-        return 0;
-    }
-    return group->Open() ? group->MoveGroup() : 0;
+    return WithGroup(
+        groupName,
+        [&] { platform::WriteOutputLine(L"Cluster::MoveGroup( groupName ). Invalid group name " + groupName); },
+        [](Group& group) { return group.MoveGroup(); });
 }
 
 int Cluster::RenameGroup(const std::wstring& oldName, const std::wstring& newName) {
-    Group* group = ListedGroup(oldName);
-    if (!group) {
-        platform::WriteOutputLine(L"Cluster::RenameGroup( oldName ). Invalid group name ");
-        SetError(0, L"Invalid group name: ");
-        return 0;
-    }
-    return group->Open() ? group->Rename(newName) : 0;
+    return WithGroup(
+        oldName,
+        [this] {
+            platform::WriteOutputLine(L"Cluster::RenameGroup( oldName ). Invalid group name ");
+            SetError(0, L"Invalid group name: ");
+        },
+        [&](Group& group) { return group.Rename(newName); });
 }
 
 Group* Cluster::CreateGroup(const std::wstring& groupName, const StringArray* parameters) {
@@ -134,15 +140,17 @@ Group* Cluster::CreateGroup(const std::wstring& groupName, const StringArray* pa
         return made.release();
     }
     if (parameters && !parameters->empty()) SetPreferredOwners(made.get(), parameters);
-    const std::shared_ptr<Group> group = std::move(made);
-    Keep(group);
-    return group.get();
+    if (!_groups) return made.release();
+    Group* group = made.get();
+    _groups->Store(group->Name(), std::move(made));
+    return group;
 }
 
 ExpertGroup* Cluster::CreateGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
                                   const std::vector<StringArray*>& lists, const StringArray* groupParameters) {
     SetStatusBarText(L"Creating Expert Group " + groupName, 0);
     if (!ExpertWizard().IsValidExpertGroupType(expertGroupType)) {
+        SetLastError(platform::error::FileNotFound);
         DisplayFailure(_error, L"Cluster::CreateGroup( ). Invalid Expert Group type " + expertGroupType);
         return nullptr;
     }
@@ -152,15 +160,17 @@ ExpertGroup* Cluster::CreateGroup(const std::wstring& groupName, const std::wstr
         DisplayFailure(_error, L"Cluster::CreateGroup( ). Failure creating ExpertGroup:" + groupName);
         return made.release();
     }
-    const std::shared_ptr<ExpertGroup> group = std::move(made);
-    Keep(group);
-    return group.get();
+    if (!_groups) return made.release();
+    ExpertGroup* group = made.get();
+    _groups->Store(group->Name(), std::move(made));
+    return group;
 }
 
 ExpertGroup* Cluster::ChangeGroup(const std::wstring& groupName, const std::wstring& expertGroupType,
                                   const std::vector<StringArray*>& lists, const StringArray* existingNames,
                                   const StringArray* unused) {
     if (!ExpertWizard().IsValidExpertGroupType(expertGroupType)) {
+        SetLastError(platform::error::FileNotFound);
         _eventViewer << L"Cluster::ChangeGroup( ). Invalid Expert Group type " + expertGroupType;
         return nullptr;
     }
@@ -178,27 +188,23 @@ ExpertGroup* Cluster::ChangeGroup(const std::wstring& groupName, const std::wstr
     return changed.release();
 }
 
-void Cluster::Keep(const std::shared_ptr<Group>& group) {
-    _kept->push_back(group);
-    if (_groups) _groups->SetAt(group->Name(), group.get());
-}
-
 Resource* Cluster::CreateResource(const std::wstring& groupName, const std::wstring& resourceName, ResourceType* type,
                                   const StringArray* parameters) {
     Group* group = ListedGroup(groupName);
     if (!group) return nullptr;
-    const std::shared_ptr<Resource> resource(group->CreateResource(resourceName, type, parameters, 0, 0, 0, 0));
-    if (!resource) return nullptr;
-    _kept->push_back(resource);
-    if (_resources) _resources->SetAt(resourceName, resource.get());
-    return resource.get();
+    std::unique_ptr<Resource> made(
+        group->CreateResource(resourceName, type, parameters, 0, 0, 0, 0));  // not stored there
+    Resource* resource = made.get();
+    if (made && _resources) _resources->Store(resourceName, std::move(made));
+    return resource;
 }
 
 int Cluster::SetPreferredOwners(Group* group, const StringArray* parameters) {
     if (!parameters || parameters->empty()) return 0;
     std::vector<HNODE> owners;
-    for (const std::wstring& parameter : *parameters) {
-        AppendOwners(owners, SplitAtHashes(ValueOfParameter(parameter, L"PreferredOwners")));
+    for (const std::wstring& text : *parameters) {
+        const ParameterString parameter(text);
+        if (parameter.name == L"PreferredOwners") AppendOwners(owners, SplitAtHashes(parameter.value));
     }
     if (!owners.empty() && group) group->SetPreferredOwners(static_cast<int>(owners.size()), owners.data());
     return 0;
@@ -217,6 +223,22 @@ void Cluster::AppendOwners(std::vector<HNODE>& owners, const StringArray& nodeNa
 HNODE Cluster::OpenedHandle(Node& node) {
     if (!node.Handle()) node.Open();
     return node.Handle();
+}
+
+int Cluster::GetAllTCPIPAddresses(CArray<CObject*>* addresses, const std::wstring& networkAttribute,
+                                  const std::wstring& addressAttribute, const std::wstring& resourceType) {
+    printf(L"Cluster::GetAllTCPIPAddresses( CStringArray* ). On entry.\n");
+    if (!addresses || !_resources) return 0;
+    for (const auto& [key, object] : *_resources->Index()) {
+        auto* resource = dynamic_cast<Resource*>(object);
+        if (!resource) continue;
+        resource->Discover(1);
+        if (resource->Type() != resourceType) continue;
+        auto record = MakeOrNull<TCPIPAddress>(resource->GetPrivateAttribute(addressAttribute), L"255.255.255.0",
+                                               L"0.0.0.0", resource->GetPrivateAttribute(networkAttribute));
+        if (record) addresses->Add(record.release());
+    }
+    return 0;
 }
 
 int Cluster::RemoveAllOwners(Resource* resource) {

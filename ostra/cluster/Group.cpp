@@ -2,14 +2,13 @@
 
 #include <ostra/cluster/OwnedComponents.h>
 #include <ostra/cluster/Resource.h>
+#include <ostra/cluster/discovery.h>
 #include <ostra/foundation/MakeOrNull.h>
-#include <ostra/foundation/NameEnumeration.h>
 #include <ostra/foundation/display.h>
 #include <ostra/registry/TypedClusterKeys.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -53,37 +52,34 @@ int Group::Status(int) {
     const DWORD state = GetClusterGroupState(Handle(), owner.data(), &ownerSize);
     if (state == ClusterStateUnknown) return 1;
     _currentOwnerName = owner.data();
-    if (state >= stateTexts.size()) return 0;
+    if (state >= stateTexts.size()) {
+        state == ClusterGroupPending ? SetLastError(platform::error::IoPending) : NoteUnknownState(state);
+        return 0;
+    }
     _stateString = stateTexts[state];
     SetStatus(state, _stateString);
     return 1;
 }
 
 int Group::Create(const StringArray* parameters, int online) {
-    const HGROUP created = CreateClusterGroup(_clusterHandle, _name.c_str());
-    const DWORD code = created ? Success : GetLastError();
-    _handle.Reset(created);
-    if (!created) {
-        printf(L"Group::Create( ). Failure creating group.%ws.", _error.GetErrorString(code).c_str());
-        SetLastError(code);  // for the caller's own report
-        return 0;
-    }
-    return FinishCreation(parameters, online, L"Group::Create( ). Failureing calling Group::BringOnLine( ).");
+    const HGROUP created = CreateClusterGroup(_clusterHandle, ApiName(_name));
+    if (!created)
+        printf(L"Group::Create( ). Failure creating group.%ws.", _error.GetErrorString(GetLastError()).c_str());
+    return Take(created, parameters, online, L"Group::Create( ). Failureing calling Group::BringOnLine( ).");
 }
 
 int Group::Change(const StringArray* parameters, int online) {
-    const HGROUP opened = OpenClusterGroup(_clusterHandle, _name.c_str());
-    const DWORD code = opened ? Success : GetLastError();
-    _handle.Reset(opened);
+    const HGROUP opened = OpenClusterGroup(_clusterHandle, ApiName(_name));
     if (!opened) {
-        DisplayFailure(_error,
-                       L"Group::Change( ). Failure calling OpenClusterGroup( ). " + _error.GetErrorString(code));
-        return 0;
+        DisplayFailure(
+            _error, L"Group::Change( ). Failure calling OpenClusterGroup( ). " + _error.GetErrorString(GetLastError()));
     }
-    return FinishCreation(parameters, online, L"Group::Change( ). Failureing calling Group::BringOnLine( ).");
+    return Take(opened, parameters, online, L"Group::Change( ). Failureing calling Group::BringOnLine( ).");
 }
 
-int Group::FinishCreation(const StringArray* parameters, int online, const std::wstring& onlineFailure) {
+int Group::Take(HGROUP group, const StringArray* parameters, int online, const wchar_t* onlineFailure) {
+    _handle.Reset(group);
+    if (!group) return 0;
     if (parameters && !parameters->empty()) SetParameters(parameters);
     if (!online) return 1;
     const int result = BringOnLine();
@@ -107,8 +103,16 @@ void Group::ListResourcesIn(const std::weak_ptr<ClusterComponents>& index) {
     if (_resources) _resources->AlsoListedIn(index);
 }
 
+void Group::RetireResource(const std::wstring& resourceName) {
+    if (_resources && _resources->Member<Resource>(resourceName)) _resources->Retire({resourceName});
+}
+
+void Group::DeleteUnlisted() {
+    if (_resources) _resources->DeleteUnlisted();
+}
+
 int Group::Open() {
-    _handle.Reset(OpenClusterGroup(_clusterHandle, _name.c_str()));
+    _handle.Reset(OpenClusterGroup(_clusterHandle, ApiName(_name)));
     if (_handle) return 1;
     _eventViewer << L"Group::Open( ). Failure opening group." + _name;
     return 0;
@@ -129,29 +133,30 @@ int Group::WriteParameters(const StringArray& parameters) {
 }
 
 int Group::SetPreferredOwners(int count, HNODE* nodes) {
-    const DWORD number = nodes ? static_cast<DWORD>(std::max(count, 0)) : 0;
-    if (SetClusterGroupNodeList(Handle(), number, nodes) != Success) {
+    const bool isList = count == 0 || (count > 0 && nodes);
+    if (!isList) SetLastError(platform::error::InvalidParameter);
+    if (!isList || SetClusterGroupNodeList(Handle(), static_cast<DWORD>(count), nodes) != Success) {
         _eventViewer << L"Group::SetPreferredOwners( ). Failure calling wolfpack API::SetClusterNodeList( ).";
     }
     return 0;
 }
 
 int Group::BringOnLine() {
-    return Ask([](HGROUP group) { return OnlineClusterGroup(group, nullptr); }, L" was brought online!",
-               L"Group::BringOnLine( ). Failure executing OnLineClusterGroup( ) for ");
+    return Request([](HGROUP group) { return OnlineClusterGroup(group, nullptr); }, L" was brought online!",
+                   L"Group::BringOnLine( ). Failure executing OnLineClusterGroup( ) for ");
 }
 
 int Group::BringOffLine() {
-    return Ask(&OfflineClusterGroup, L" was brought offline!",
-               L"Group::BringOffLine( ). Failure executing OffLineClusterGroup( ) for ");
+    return Request(&OfflineClusterGroup, L" was brought offline!",
+                   L"Group::BringOffLine( ). Failure executing OffLineClusterGroup( ) for ");
 }
 
 int Group::MoveGroup() {
-    return Ask([](HGROUP group) { return MoveClusterGroup(group, nullptr); }, L" was moved!",
-               L"Group::MoveGroup( ). Failure executing MoveClusterGroup( ) for ");
+    return Request([](HGROUP group) { return MoveClusterGroup(group, nullptr); }, L" was moved!",
+                   L"Group::MoveGroup( ). Failure executing MoveClusterGroup( ) for ");
 }
 
-int Group::Ask(DWORD (*request)(HGROUP), const std::wstring& done, const std::wstring& failure) {
+int Group::Request(DWORD (*request)(HGROUP), const wchar_t* done, const wchar_t* failure) {
     if (!Open()) return 0;
     if (request(Handle()) == Success) {
         _eventViewer.ResetEventType(NTEventViewer::Information);
@@ -164,16 +169,16 @@ int Group::Ask(DWORD (*request)(HGROUP), const std::wstring& done, const std::ws
 }
 
 int Group::Rename(const std::wstring& newName) {
-    if (SetClusterGroupName(Handle(), newName.c_str()) != Success) {
-        printf(L"Group::Rename( ). Failure executing SetClusterGroupName( ).\n");
-        return 0;
-    }
-    printf(L"Group::Rename( ). Group renameed!\n");
-    return 1;
+    const bool isDone = SetClusterGroupName(Handle(), ApiName(newName)) == Success;
+    printf(isDone ? L"Group::Rename( ). Group renameed!\n"
+                  : L"Group::Rename( ). Failure executing SetClusterGroupName( ).\n");
+    return isDone ? 1 : 0;
 }
 
 Resource* Group::FindResource(const std::wstring& resourceName) const {
-    return _resources ? dynamic_cast<Resource*>(_resources->Index()->Find(resourceName)) : nullptr;
+    auto* resource = _resources ? dynamic_cast<Resource*>(_resources->Index()->Find(resourceName)) : nullptr;
+    if (!resource) SetLastError(platform::error::ResourceNotFound);
+    return resource;
 }
 
 Resource* Group::GetResource(const std::wstring& resourceName) {
@@ -231,19 +236,23 @@ Resource* Group::ChangeResource(const std::wstring& resourceName, ResourceType*,
     return resource;
 }
 
-ClusterComponent* Group::Update(const std::wstring& name, DWORD notification) {
+ClusterComponent* Group::Update(const std::wstring& changed, DWORD notification) {
+    const std::wstring name = changed;  // may be the key or the name of what is deleted now
     if (!_resources) return nullptr;
     if (notification == CLUSTER_CHANGE_RESOURCE_DELETED) _resources->Delete(name);
     if (notification != CLUSTER_CHANGE_RESOURCE_ADDED) return nullptr;
+    auto* known = _resources->Member<Resource>(name);
+    if (known && IsCurrent(*known, name, _clusterHandle)) return known;
     auto made = MakeOrNull<Resource>(name, _clusterHandle, _clusterName, 1);
-    if (!made) return nullptr;
     Resource* resource = made.get();
-    _resources->Add(std::move(made));
+    if (known) RetireResource(name);
+    if (made) _resources->Add(std::move(made));
     return resource;
 }
 
 int Group::Discover(int) {
     if (!_handle) {
+        SetLastError(platform::error::InvalidHandle);
         DisplayFailure(_error, L"Group::Discover( int ). Invalid group handle for " + _name);
         return 0;
     }
@@ -254,20 +263,20 @@ int Group::Discover(int) {
                                    _error.GetErrorString(GetLastError()));
         return 0;
     }
-    ForEachName(
-        resources.Get(), &ClusterGroupEnum, [this](const std::wstring& name) { AddDiscovered(name); },
-        [this](DWORD code) {
-            DisplayFailure(_error,
-                           L"Group::Discover( int ). Failure calling ClusterEnum( ). " + _error.GetErrorString(code));
-        });
-    return 0;
-}
-
-void Group::AddDiscovered(const std::wstring& resourceName) {
-    if (!_resources || _resources->Index()->Find(resourceName)) return;
-    if (auto made = MakeOrNull<Resource>(resourceName, _clusterHandle, _clusterName, 1)) {
-        _resources->Store(resourceName, std::move(made));
+    const EnumeratedNames found = ReadNames(resources.Get(), &ClusterGroupEnum, [this](DWORD code) {
+        DisplayFailure(_error,
+                       L"Group::Discover( int ). Failure calling ClusterEnum( ). " + _error.GetErrorString(code));
+    });
+    if (!_resources) return 0;
+    _resources->Retire(StaleKeys<Resource>(*_resources, _clusterHandle, found));
+    const ClusterComponents& index = *_resources->Index();
+    const bool isFirst = index.IsEmpty();
+    for (const std::wstring& name : found.names) {
+        if (!isFirst && index.Find(name)) continue;
+        if (auto made = MakeOrNull<Resource>(name, _clusterHandle, _clusterName, 1))
+            _resources->Store(name, std::move(made));
     }
+    return 0;
 }
 
 void Group::Info() {

@@ -18,7 +18,11 @@ class ResourceType;
 ///
 /// The object may exist before the cluster's group does (`Create`), or stand for one that exists (`Open`, `Change`).
 /// Its resources are its own and die with it; a copy shares them and the handle, and the last of the copies lets go.
-/// Parameter lists hold strings of the form name=TYPE:value and may be null.
+/// Parameter lists hold strings of the form name=TYPE:value and may be null. Used by one thread at a time, together
+/// with its resources.
+///
+/// What asks the cluster waits for changes of other processes to be done, which an engine bounds (the embedded one to
+/// ten seconds, after which it refuses with 1460). Bringing resources online takes longer: Resource::BringOnLine.
 class OSTRA_API Group : public ClusterComponent {
 public:
     /// `initialize` 1 makes the resource collection, and with `open` 1 opens the group too; that it could not be
@@ -63,11 +67,13 @@ public:
     /// Writes the group's own parameters and then the given ones as values of the group's key in the cluster database.
     /// The result of the last write, 1 when there was none.
     int SetParameters(const StringArray* parameters);
-    /// Replaces the preferred owners, first choice first. Always 0; a refusal is in the event log.
+    /// Replaces the preferred owners, first choice first; none with a count of 0. A negative count, and a null list of
+    /// some, are refused (87). Always 0; a refusal is in the event log and the thread's last error.
     int SetPreferredOwners(int count, HNODE* nodes);
 
     // Control. The group is opened first; 0 when that fails. Once it is open the result is 1, even when the cluster
-    // refused or has not finished: the event log has either the notice of success or the failure.
+    // refused or has not finished: the event log has either the notice of success or the failure, whose code, 997 for
+    // what has not finished, is the thread's last error.
     int BringOnLine();
     int BringOffLine();
     /// The cluster chooses the node.
@@ -96,11 +102,14 @@ public:
     Resource* ChangeResource(const std::wstring& resourceName, ResourceType* type, const StringArray* parameters, int,
                              int online, int);
 
-    /// Follows a notification of the cluster. Resource added: a new object for that name, which is returned; what the
-    /// name stood for before is no longer listed, and lives as long as this group. Resource deleted: the object is
-    /// taken out of every collection of this cluster and deleted. Every other result is null.
+    /// Follows a notification of the cluster. Resource added: the object for that name, which is returned; a new one
+    /// unless the one known still is that resource, and whosever it is: the group does not ask. What the name stood for
+    /// before is no longer listed, and lives as long as this group. Resource deleted: the object is taken out of every
+    /// collection of this cluster and deleted. Every other result is null.
     ClusterComponent* Update(const std::wstring& name, DWORD notification);
-    /// Adds what the open group holds and this object does not know yet. Always 0; what could not be read is left out.
+    /// Adds what the open group holds and this object does not know yet, and no longer lists what the cluster does not
+    /// have under that name any more; such objects live as long as this group. Always 0; what could not be read is left
+    /// out.
     int Discover(int argument);
     /// Traces the group's fields and its resources' names; reads the state first.
     void Info();
@@ -114,9 +123,10 @@ private:
     friend class Node;
 
     void ListResourcesIn(const std::weak_ptr<ClusterComponents>& index);
+    void RetireResource(const std::wstring& resourceName);
+    void DeleteUnlisted();
     Resource* FindResource(const std::wstring& resourceName) const;
-    int FinishCreation(const StringArray* parameters, int online, const std::wstring& onlineFailure);
+    int Take(HGROUP group, const StringArray* parameters, int online, const wchar_t* onlineFailure);
     int WriteParameters(const StringArray& parameters);
-    int Ask(DWORD (*request)(HGROUP), const std::wstring& done, const std::wstring& failure);
-    void AddDiscovered(const std::wstring& resourceName);
+    int Request(DWORD (*request)(HGROUP), const wchar_t* done, const wchar_t* failure);
 };

@@ -1,5 +1,6 @@
 #include <ostra/cluster/Network.h>
 
+#include <ostra/cluster/cluster_names.h>
 #include <ostra/cluster/property_writes.h>
 #include <ostra/foundation/NameEnumeration.h>
 #include <ostra/foundation/display.h>
@@ -15,7 +16,7 @@ namespace {
 using platform::error::Success;
 
 constexpr wchar_t internalUseOnly[] = L"1";
-constexpr DWORD textSize = 255;  // characters
+constexpr std::size_t textSize = 255;  // characters
 
 /// Null for a value that is no state.
 const wchar_t* StateText(DWORD state) {
@@ -58,6 +59,7 @@ int Network::Status(int) {
     const DWORD state = GetClusterNetworkState(Handle());
     const wchar_t* const text = StateText(state);
     if (!text) {
+        NoteUnknownState(state);
         DisplayFailure(_error, L"Network::Info( int ). Failure calling GetClusterNetworkState( )");
         return 0;
     }
@@ -68,14 +70,16 @@ int Network::Status(int) {
 
 int Network::Open() {
     if (_name.empty()) {
+        SetLastError(platform::error::InvalidParameter);
         DisplayFailure(_error, L"Network::Open( ). Failure opening node." + _error.GetErrorString(GetLastError()));
         return 0;
     }
     if (!_clusterHandle) {
+        SetLastError(platform::error::InvalidHandle);
         DisplayFailure(_error, L"Network::Open( ). Invalid cluster handle.");
         return 0;
     }
-    _handle.Reset(OpenClusterNetwork(_clusterHandle, _name.c_str()));
+    _handle.Reset(OpenClusterNetwork(_clusterHandle, ApiName(_name)));
     if (_handle) return 1;
     DisplayFailure(_error,
                    L"Network::Open( ). Failure opening Network. " + _name + _error.GetErrorString(GetLastError()));
@@ -84,6 +88,7 @@ int Network::Open() {
 
 int Network::Discover() {
     if (!_handle) {
+        SetLastError(platform::error::InvalidHandle);
         DisplayFailure(_error, L"Network::Discover( ). Invalid Network handle. ");
         return 0;
     }
@@ -109,8 +114,8 @@ int Network::Discover() {
 }
 
 const std::wstring& Network::GetNetworkID() {
-    std::array<wchar_t, textSize + 1> identifier{};
-    DWORD size = textSize;
+    std::array<wchar_t, textSize> identifier{};
+    DWORD size = identifier.size();
     const DWORD code = GetClusterNetworkId(Handle(), identifier.data(), &size);
     if (code == Success)
         _iD = identifier.data();
@@ -121,11 +126,11 @@ const std::wstring& Network::GetNetworkID() {
 }
 
 std::wstring Network::GetInterfaceName(const std::wstring& nodeName) {
-    std::array<wchar_t, textSize + 1> interfaceName{};
-    DWORD size = textSize;
+    std::array<wchar_t, textSize> interfaceName{};
+    DWORD size = interfaceName.size();
     _interfaceName.clear();
     const DWORD code =
-        GetClusterNetInterface(_clusterHandle, nodeName.c_str(), _name.c_str(), interfaceName.data(), &size);
+        GetClusterNetInterface(_clusterHandle, ApiName(nodeName), ApiName(_name), interfaceName.data(), &size);
     if (code == Success)
         _interfaceName = interfaceName.data();
     else
@@ -156,6 +161,7 @@ DWORD Network::GetAttributes(StringMap* attributes) {
 
 DWORD Network::Read(StringMap* attributes, DWORD controlCode, const wchar_t* invalidCode) {
     if (IsValid(controlCode)) return NetworkProperties(Handle()).Get(attributes, controlCode);
+    SetLastError(platform::error::InvalidParameter);
     DisplayFailure(_error, invalidCode);
     return 0;
 }
@@ -179,8 +185,9 @@ void Network::AssignAttributes(const StringMap& attributes) const {
     for (const auto& [name, value] : attributes) printf(L"property: name:%ws value:%ws\n", name.c_str(), value.c_str());
 }
 
-int Network::SetAttributes(const StringArray* parameters, DWORD controlCode) {
+DWORD Network::SetAttributes(const StringArray* parameters, DWORD controlCode) {
     if (IsValid(controlCode)) return WriteByType<NetworkProperties>(Handle(), parameters, controlCode);
+    SetLastError(platform::error::InvalidParameter);
     DisplayFailure(_error,
                    L"Network::GetAttributes( CMapStringToString* ). Failure calling NetworkProperties::Get( ). " +
                        _error.GetErrorString(GetLastError()));

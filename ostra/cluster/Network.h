@@ -11,7 +11,8 @@
 /// One network of the cluster: a subnet that it uses for clients, for its own traffic, or for both.
 ///
 /// Fields have what was last read; what could not be read stays as it was. The cluster's handle stays its owner's and
-/// must outlive every operation that asks the cluster. Property results are the numbers of properties read, or 0.
+/// must outlive every operation that asks the cluster. Property results are the numbers of properties read, or 0. Used
+/// by one thread at a time.
 class OSTRA_API Network : public ClusterComponent {
 public:
     /// `initialize` 1 opens the network and reads its identifier.
@@ -26,8 +27,8 @@ public:
     /// text; `StatusCode` is the cluster's number for it. 0: neither was possible, and the former state and text stay.
     int Status(int argument) override;
 
-    /// Opens the network by its name and lets go of the handle held before. 0: no handle, unless it was refused for
-    /// want of a name or of a cluster.
+    /// Opens the network by its name and lets go of the handle held before. 0: refused. Without a name or a cluster the
+    /// handle held before stays; otherwise there is none now.
     int Open();
     /// Traces the members of the network and keeps none of them. Always 0.
     int Discover();
@@ -43,7 +44,7 @@ public:
     DWORD GetAttributes(StringMap* attributes);
     /// Writes texts and numbers in a call each. How many of the two the cluster accepted; 0 also for a code that is not
     /// meant for networks.
-    int SetAttributes(const StringArray* parameters, DWORD controlCode);
+    DWORD SetAttributes(const StringArray* parameters, DWORD controlCode);
 
     /// Traces name, identifier and state.
     void Info();

@@ -1,8 +1,10 @@
 #include <ostra/cluster/NetworkInterface.h>
 
+#include <ostra/cluster/cluster_names.h>
 #include <ostra/cluster/property_writes.h>
 #include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
+#include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/cluster/control_codes.h>
 
@@ -45,8 +47,10 @@ int NetworkInterface::Status(int) {
         DisplayFailure(_error, L"NetworkInterface::Info( void ). Failure opening node " + _name);
         return 0;
     }
-    const wchar_t* const text = StateText(GetClusterNetInterfaceState(Handle()));
+    const DWORD state = GetClusterNetInterfaceState(Handle());
+    const wchar_t* const text = StateText(state);
     if (!text) {
+        NoteUnknownState(state);
         DisplayFailure(_error, L"NetworkInterface::Info( int ). Failure calling GetClusterNetworkInterfaceState( )" +
                                    _error.GetErrorString(GetLastError()));
         return 0;
@@ -58,15 +62,17 @@ int NetworkInterface::Status(int) {
 
 int NetworkInterface::Open() {
     if (_name.empty()) {
+        SetLastError(platform::error::InvalidParameter);
         DisplayFailure(_error,
                        L"NetworkInterface::Open( ). Failure opening node." + _error.GetErrorString(GetLastError()));
         return 0;
     }
     if (!_clusterHandle) {
+        SetLastError(platform::error::InvalidHandle);
         DisplayFailure(_error, L"NetworkInterface::Open( ). Invalid cluster handle.");
         return 0;
     }
-    _handle.Reset(OpenClusterNetInterface(_clusterHandle, _name.c_str()));
+    _handle.Reset(OpenClusterNetInterface(_clusterHandle, ApiName(_name)));
     if (_handle) return 1;
     DisplayFailure(_error, L"NetworkInterface::Open( ). Failure opening Network Interface." +
                                _error.GetErrorString(GetLastError()));
@@ -75,12 +81,14 @@ int NetworkInterface::Open() {
 
 DWORD NetworkInterface::GetAttributes(StringMap* attributes, DWORD controlCode) {
     if (IsValid(controlCode)) return NetworkInterfaceProperties(Handle()).Get(attributes, controlCode);
+    SetLastError(platform::error::InvalidParameter);
     DisplayFailure(_error, L"NetworkInterface::GetAttributes( CMapStringToString* ). Incorrect control code.");
     return 0;
 }
 
-int NetworkInterface::SetAttributes(const StringArray* parameters, DWORD controlCode) {
+DWORD NetworkInterface::SetAttributes(const StringArray* parameters, DWORD controlCode) {
     if (IsValid(controlCode)) return WriteByType<NetworkInterfaceProperties>(Handle(), parameters, controlCode);
+    SetLastError(platform::error::InvalidParameter);
     DisplayFailure(_error,
                    L"NetworkInterface::GetAttributes( CMapStringToString* ). Failure calling "
                    L"NetworkInterfaceProperties::Get( ). " +

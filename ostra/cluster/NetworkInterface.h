@@ -10,7 +10,8 @@
 
 /// One node's attachment to one network of the cluster.
 ///
-/// The cluster's handle stays its owner's and must outlive every operation that asks the cluster.
+/// The cluster's handle stays its owner's and must outlive every operation that asks the cluster. Used by one thread at
+/// a time.
 class OSTRA_API NetworkInterface : public ClusterComponent {
 public:
     /// `initialize` 1 opens the interface.
@@ -26,8 +27,8 @@ public:
     /// text; `StatusCode` is 0 for all of them. 0: neither was possible, and the former state and text stay.
     int Status(int argument) override;
 
-    /// Opens the interface by its name and lets go of the handle held before. 0: no handle, unless it was refused for
-    /// want of a name or of a cluster.
+    /// Opens the interface by its name and lets go of the handle held before. 0: refused. Without a name or a cluster
+    /// the handle held before stays; otherwise there is none now.
     int Open();
     /// Has no effect. Always 0.
     int Discover() { return 0; }
@@ -37,7 +38,7 @@ public:
     DWORD GetAttributes(StringMap* attributes, DWORD controlCode);
     /// Writes texts and numbers in a call each. How many of the two the cluster accepted; 0 also for a code that is not
     /// meant for network interfaces.
-    int SetAttributes(const StringArray* parameters, DWORD controlCode);
+    DWORD SetAttributes(const StringArray* parameters, DWORD controlCode);
 
     /// Traces name and owner. The result is always empty.
     std::wstring Info();

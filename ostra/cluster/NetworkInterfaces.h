@@ -1,12 +1,32 @@
 #pragma once
 
-#include <ostra/cluster/DiscoveredObjects.h>
+#include <ostra/export.h>
+#include <ostra/foundation/OstraError.h>
+#include <platform/base/SharedHandle.h>
+#include <platform/cluster/cluster_api.h>
+#include <platform/framework/CMapStringToOb.h>
 
-/// The network interfaces of a cluster's nodes.
-class OSTRA_API NetworkInterfaces : public DiscoveredObjects {
+#include <string>
+
+/// The interfaces of a cluster's nodes by name, as they were when the collection was made. Owns its members and deletes
+/// them when it dies; who takes one out before has to delete it.
+class OSTRA_API NetworkInterfaces : public CMapStringToOb {
 public:
+    /// The handle stays the caller's and must outlive the collection. Without one the cluster is opened by its name,
+    /// for as long as the collection lives; that it cannot be leaves the collection empty.
     NetworkInterfaces(const std::wstring& clusterName, HCLUSTER cluster);
+    NetworkInterfaces(const NetworkInterfaces&) = delete;
+    NetworkInterfaces& operator=(const NetworkInterfaces&) = delete;
+    ~NetworkInterfaces() override;
 
     /// Has every member trace itself.
     void Info() const;
+
+protected:
+    std::wstring _clusterName;
+    HCLUSTER _clusterHandle;  // the caller's, or our own _openedCluster; null when the cluster could not be opened
+    OstraError _error;
+
+private:
+    platform::SharedHandle<HCLUSTER, CloseCluster> _openedCluster;
 };

@@ -6,12 +6,15 @@
 #include <platform/base/types.h>
 #include <platform/cluster/cluster_api.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 class Group;
 class OwnedComponents;
+struct ToldChange;
+struct EnumeratedNames;
 namespace OstraDLL {
 class Cluster;
 }
@@ -20,7 +23,9 @@ class Cluster;
 /// whichever node owns them.
 ///
 /// Groups are the node's own and die with it; a copy shares them and the handle, and the last of the copies lets go.
-/// A node that a Cluster discovered belongs to that cluster and lives until it is destroyed.
+/// A node that a Cluster discovered belongs to that cluster and lives until it is destroyed; it may read its groups
+/// only when they are first asked for. Used by one thread at a time, together with what it owns. What asks the cluster
+/// waits for changes of other processes to be done, which an engine bounds (the embedded one to ten seconds).
 class OSTRA_API Node : public ClusterComponent {
 public:
     /// `initialize` 1 makes the collections; the node is not opened.
@@ -45,7 +50,7 @@ public:
     HNODE Handle() const { return _handle.Get(); }
     /// The resources of this node's groups, keyed by name; null before `Initialize`. The index is the node's, the
     /// members are their groups'.
-    ClusterComponents* ResourcesPtr() const { return _resources.get(); }
+    ClusterComponents* ResourcesPtr() const;
     /// The groups, keyed by name; null before `Initialize`. Index and members are the node's.
     ClusterComponents* GroupsPtr() const;
 
@@ -60,13 +65,16 @@ public:
     /// Takes the node out of the cluster for good.
     int Evict();
 
-    /// Reads the cluster's groups, and the resources of each. Objects that stood under the same names before are no
-    /// longer listed and live as long as this node. Always 0; what could not be read is left out.
+    /// Reads the cluster's groups, and the resources of each. An object whose group or resource the cluster still has
+    /// under its name stands as it is; one of which it does not is no longer listed and lives as long as this node.
+    /// Always 0; what could not be read is left out.
     int Discover();
 
-    /// Follows a notification of the cluster. Group added: a new object for that name, without its resources, which is
-    /// returned. Group deleted: the object is taken out of every collection of this cluster and deleted; null. Any
-    /// other: passed to every group, and the answer of the last one is returned.
+    /// Follows a notification of the cluster. Group added: the object for that name, a new one without its resources
+    /// unless it is known, is returned. Group deleted: the object is taken out of every collection of this cluster and
+    /// deleted; null. Any other is passed to every group, and the answer of the last one is returned: a resource that
+    /// was added thus enters every group, because a notification does not say whose it is. Cluster::Update asks;
+    /// whoever follows with this operation alone has to Discover afterwards.
     ClusterComponent* Update(const std::wstring& name, DWORD notification);
     /// Traces the node's fields and its groups' names.
     void Info();
@@ -80,10 +88,26 @@ private:
     friend class OstraDLL::Cluster;
 
     void ListIn(const std::shared_ptr<ClusterComponents>& groups, const std::shared_ptr<ClusterComponents>& resources);
+    void LeaveCluster();
+    void DeleteUnlisted();
+    EnumeratedNames EnumerateGroups();
+    void ReadGroups(const EnumeratedNames& found);
+    void ReadIfUnread() const;
     std::unique_ptr<Group> MakeGroup(const std::wstring& groupName);
     void DiscoverGroup(const std::wstring& groupName);
+    void RetireGroups(const StringArray& keys);
+    Group* KnownGroup(const std::wstring& groupName) const;
+    ClusterComponent* AddGroup(const std::wstring& groupName);
+    void DeleteGroup(const std::wstring& groupName);
     ClusterComponent* UpdateGroups(const std::wstring& name, DWORD notification);
-    int Ask(DWORD (*request)(HNODE), const wchar_t* done, const wchar_t* failure);
+    ClusterComponent* Follow(const ToldChange& change);
+    StringArray StaleGroups();
+    Group* FollowGroup(const std::wstring& groupName);
+    ClusterComponent* FollowResource(const std::wstring& resourceName, const std::wstring& holder);
+    int Request(DWORD (*request)(HNODE), const wchar_t* done, const wchar_t* failure);
 
+    std::weak_ptr<ClusterComponents> _clusterGroups;     // the cluster's index of the same groups
     std::weak_ptr<ClusterComponents> _clusterResources;  // the cluster's index of the same resources
+    bool _isUnread = false;                              // the groups are read when they are first asked for
+    std::map<std::wstring, DWORD> _contradicted;         // what an unread node was told that reading will not show
 };

@@ -9,7 +9,7 @@ OwnedComponents::~OwnedComponents() {
     const auto isGone = [](const auto& index) { return index.expired(); };
     if (std::all_of(_otherIndexes.begin(), _otherIndexes.end(), isGone)) return;
     Objects leaving;
-    for (const auto& member : _members) leaving.insert(member.get());
+    for (const auto& [object, member] : _members) leaving.insert(object);
     UnlistElsewhere(leaving);
 }
 
@@ -19,34 +19,64 @@ std::shared_ptr<OwnedComponents> OwnedComponents::Succeeding(const std::shared_p
     return made;
 }
 
+std::shared_ptr<ClusterComponents> OwnedComponents::IndexOf(const std::shared_ptr<OwnedComponents>& owner) {
+    return owner ? std::shared_ptr<ClusterComponents>(owner, owner->Index()) : nullptr;
+}
+
+void OwnedComponents::Unlist(ClusterComponents& index, const Objects& leaving) {
+    if (leaving.empty()) return;
+    StringArray keys;
+    for (const auto& [key, object] : index) {
+        if (leaving.contains(object)) keys.push_back(key);
+    }
+    for (const std::wstring& key : keys) index.RemoveKey(key);
+}
+
+ClusterComponent* OwnedComponents::Own(std::unique_ptr<ClusterComponent> component) {
+    ClusterComponent* const object = component.get();
+    _members.emplace(object, std::move(component));
+    return object;
+}
+
 void OwnedComponents::Store(const std::wstring& name, std::unique_ptr<ClusterComponent> component) {
-    _members.push_back(std::move(component));  // first: what an index names must have its owner
-    _index.SetAt(name, _members.back().get());
+    _index.SetAt(name, Own(std::move(component)));
 }
 
 void OwnedComponents::Add(std::unique_ptr<ClusterComponent> component) {
-    _members.push_back(std::move(component));
-    _index.Add(_members.back().get());
+    _index.Add(Own(std::move(component)));
 }
 
 void OwnedComponents::Delete(const std::wstring& name) {
     CObject* object = nullptr;
     if (!_index.Lookup(name, object)) return;
     _index.Delete(name);
-    const auto isObject = [object](const auto& member) { return member.get() == object; };
-    const auto found = std::find_if(_members.begin(), _members.end(), isObject);
-    if (found == _members.end()) return;  // a caller's own, put into the index from outside
+    if (!_members.contains(object)) return;
     Unlist(_index, {object});
     UnlistElsewhere({object});
-    _members.erase(found);
+    _members.erase(object);
 }
 
-void OwnedComponents::Unlist(ClusterComponents& index, const Objects& leaving) {
-    StringArray keys;
-    for (const auto& [key, object] : index) {
-        if (leaving.contains(object)) keys.push_back(key);
+void OwnedComponents::Retire(const StringArray& keys) {
+    Objects leaving;
+    for (const std::wstring& key : keys) {
+        CObject* object = nullptr;
+        if (!_index.Lookup(key, object)) continue;
+        leaving.insert(object);
+        _index.Delete(key);
     }
-    for (const std::wstring& key : keys) index.RemoveKey(key);
+    if (!leaving.empty()) UnlistElsewhere(leaving);
+}
+
+void OwnedComponents::DeleteUnlisted() {
+    Objects listed;
+    for (const auto& [key, object] : _index) listed.insert(object);
+    Objects leaving;
+    for (const auto& [object, member] : _members) {
+        if (!listed.contains(object)) leaving.insert(object);
+    }
+    if (leaving.empty()) return;
+    UnlistElsewhere(leaving);
+    for (const CObject* object : leaving) _members.erase(object);
 }
 
 void OwnedComponents::UnlistElsewhere(const Objects& leaving) {

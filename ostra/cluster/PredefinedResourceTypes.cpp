@@ -2,6 +2,7 @@
 
 #include <ostra/foundation/MakeOrNull.h>
 #include <ostra/foundation/OstraString.h>
+#include <ostra/foundation/ParameterString.h>
 #include <ostra/network/NTClusterDisks.h>
 
 #include <utility>
@@ -60,8 +61,8 @@ void FileShare::SetShareName(const std::wstring& resourceName) {
 void FileShare::InitializeParameters() {
     DeinitializeParameters();
     _categories = {parametersCategory};
-    _parameters[1] = {L"ShareName=REG_SZ:" + _fileShareName, L"Path=REG_SZ:" + _htmlPath,
-                      L"MaxUsers=REG_DWORD:4294967295", L"Permissions=REG_DWORD:127"};
+    _parameters[privateList] = {L"ShareName=REG_SZ:" + _fileShareName, L"Path=REG_SZ:" + _htmlPath,
+                                L"MaxUsers=REG_DWORD:4294967295", L"Permissions=REG_DWORD:127"};
 }
 
 GenericApplication::GenericApplication(const std::wstring& clusterName, HCLUSTER cluster)
@@ -70,7 +71,7 @@ GenericApplication::GenericApplication(const std::wstring& clusterName, HCLUSTER
 void GenericApplication::InitializeParameters() {
     DeinitializeParameters();
     _categories = {parametersCategory};
-    _parameters[1] = {L"CommandLine=REG_SZ:c:\\bin\\noise.exe", L"CurrentDirectory=REG_SZ:c:\\bin\\"};
+    _parameters[privateList] = {L"CommandLine=REG_SZ:c:\\bin\\noise.exe", L"CurrentDirectory=REG_SZ:c:\\bin\\"};
 }
 
 GenericService::GenericService(const std::wstring& clusterName, HCLUSTER cluster)
@@ -79,7 +80,7 @@ GenericService::GenericService(const std::wstring& clusterName, HCLUSTER cluster
 void GenericService::InitializeParameters() {
     DeinitializeParameters();
     _categories = {parametersCategory};
-    _parameters[1] = {L"CommandLine=REG_SZ:c:\\bin\\noise.exe", L"CurrentDiectory=REG_SZ:c:\\bin\\"};
+    _parameters[privateList] = {L"CommandLine=REG_SZ:c:\\bin\\noise.exe", L"CurrentDiectory=REG_SZ:c:\\bin\\"};
 }
 
 IISVirtualRoot::IISVirtualRoot(const std::wstring& clusterName, HCLUSTER cluster)
@@ -88,13 +89,14 @@ IISVirtualRoot::IISVirtualRoot(const std::wstring& clusterName, HCLUSTER cluster
 void IISVirtualRoot::InitializeParameters() {
     DeinitializeParameters();
     _categories = {parametersCategory};
-    _parameters[0] = {L"SeparateMonitor=REG_DWORD:0"};
-    _parameters[1] = {L"Directory=REG_SZ:G:\\HTML", L"Alias=REG_SZ:/Home", w3Service, L"AccessMask=REG_DWORD:1"};
+    _parameters[commonList] = {L"SeparateMonitor=REG_DWORD:0"};
+    _parameters[privateList] = {L"Directory=REG_SZ:G:\\HTML", L"Alias=REG_SZ:/Home", w3Service,
+                                L"AccessMask=REG_DWORD:1"};
 }
 
 void IISVirtualRoot::UpdateParameters(const StringArray* parameters) {
     ResourceType::UpdateParameters(parameters);
-    _parameters[1].push_back(w3Service);
+    _parameters[privateList].push_back(w3Service);
 }
 
 IPAddress::IPAddress(const std::wstring& clusterName, HCLUSTER cluster)
@@ -112,11 +114,11 @@ NetworkName::NetworkName(const std::wstring& clusterName, HCLUSTER cluster)
 void NetworkName::InitializeParameters() {
     DeinitializeParameters();
     _categories = {parametersCategory};
-    _parameters[1] = {L"Name=REG_SZ:OstraNetwork"};
+    _parameters[privateList] = {L"Name=REG_SZ:OstraNetwork"};
 }
 
 PhysicalDisk::PhysicalDisk(const std::wstring& clusterName, HCLUSTER cluster)
-    : PredefinedResourceType(L"Physical Disk", cluster, clusterName) {}
+    : PredefinedResourceType(physicalDiskType, cluster, clusterName) {}
 
 void PhysicalDisk::InitializeParameters() {}
 
@@ -126,14 +128,15 @@ PrintSpooler::PrintSpooler(const std::wstring& clusterName, HCLUSTER cluster)
 void PrintSpooler::InitializeParameters() {
     DeinitializeParameters();
     _categories = {parametersCategory, L"Printers"};
-    _parameters[1] = {L"JobCompletionTimeout=REG_DWORD:160000", L"DefaultSpoolDirectory=REG_SZ:Spooler"};
+    _parameters[privateList] = {L"JobCompletionTimeout=REG_DWORD:160000", L"DefaultSpoolDirectory=REG_SZ:Spooler"};
 }
 
 void PrintSpooler::UpdateParameters(const StringArray* parameters) {
     const StringArray given = parameters ? *parameters : StringArray();  // may be one of the lists replaced now
     ResourceType::UpdateParameters(&given);
     for (const std::wstring& parameter : given)
-        if (ParameterName(parameter) == L"DefaultSpoolDirectory") _parameters[2].push_back(parameter);
+        if (ParameterString(parameter).name == L"DefaultSpoolDirectory")
+            _parameters[directoryList].push_back(parameter);
     _categories.push_back(L"Printers");
 }
 
@@ -151,7 +154,7 @@ std::unique_ptr<ResourceType> MakeResourceType(const std::wstring& kind, HCLUSTE
         {L"File Share", Make<FileShare>},           {L"Generic Application", Make<GenericApplication>},
         {L"Generic Service", Make<GenericService>}, {L"IIS Virtual Root", Make<IISVirtualRoot>},
         {L"IP Address", Make<IPAddress>},           {L"Network Name", Make<NetworkName>},
-        {L"Physical Disk", Make<PhysicalDisk>},     {L"Print Spooler", Make<PrintSpooler>},
+        {physicalDiskType, Make<PhysicalDisk>},     {L"Print Spooler", Make<PrintSpooler>},
         {L"Time Service", Make<TimeService>}};
     for (const auto& [name, make] : makers)
         if (kind == name) return make(clusterName, cluster);

@@ -5,6 +5,9 @@
 #include <memory>
 #include <string>
 
+/// The type name of shared disks.
+inline constexpr wchar_t physicalDiskType[] = L"Physical Disk";
+
 /// What the kinds below share: they keep nothing of their own in a registry.
 class OSTRA_API PredefinedResourceType : public ResourceType {
 public:

@@ -1,6 +1,8 @@
 #include <ostra/cluster/Resource.h>
 
-#include <ostra/cluster/ResourceType.h>
+#include <ostra/cluster/PredefinedResourceTypes.h>
+#include <ostra/cluster/cluster_names.h>
+#include <ostra/cluster/deleting.h>
 #include <ostra/cluster/property_writes.h>
 #include <ostra/foundation/MakeOrNull.h>
 #include <ostra/foundation/display.h>
@@ -18,8 +20,6 @@
 namespace {
 
 using platform::WriteOutputLine;
-
-constexpr wchar_t diskType[] = L"Physical Disk";
 
 constexpr int onlineAttempts = 3;
 constexpr DWORD onlinePause = 3000;  // milliseconds, after every attempt and again after a failed one
@@ -40,9 +40,7 @@ const wchar_t* StateText(DWORD state) {
 }
 
 struct SubResources final : ClusterComponents {
-    ~SubResources() override {
-        for (const auto& [name, member] : *this) delete member;
-    }
+    ~SubResources() override { DeleteMembers(*this); }
 };
 
 /// What the resources of one expert group have in common at the end of their names: as many characters as stand before
@@ -105,6 +103,7 @@ int Resource::Status(int) {
     const DWORD state = GetClusterResourceState(_handle.Get(), node.data(), &nodeSize, group.data(), &groupSize);
     const wchar_t* text = StateText(state);
     if (!text) {
+        NoteUnknownState(state);
         _eventViewer << L"Resource::Info( int ). Unknown resource state after calling GetClusterResourceState( )." +
                             _error.GetErrorString(GetLastError());
         return 0;
@@ -119,7 +118,10 @@ int Resource::Create(HGROUP group, const StringArray* parameters, int bringOnlin
     printf(L"Resource::Create( void ). On entry. _name:%ws\n", _name.c_str());
     printf(L"Resource::Create( void ). On entry. _handle:%p\n", static_cast<void*>(_handle.Get()));
     _handle.Reset();
-    if (_resourceType) _handle.Reset(CreateClusterResource(group, _name.c_str(), _resourceType->Name().c_str(), 0));
+    if (_resourceType)
+        _handle.Reset(CreateClusterResource(group, ApiName(_name), ApiName(_resourceType->Name()), 0));
+    else
+        SetLastError(platform::error::InvalidParameter);
     if (!_handle) {
         DisplayFailure(_error, L"Resource::Create( ). Failure creating resource." + _name);
         return 0;
@@ -156,7 +158,7 @@ int Resource::IsValid(DWORD controlCode) {
 }
 
 int Resource::Open() {
-    _handle.Reset(OpenClusterResource(_clusterHandle, _name.c_str()));
+    _handle.Reset(OpenClusterResource(_clusterHandle, ApiName(_name)));
     if (_handle) return 1;
     DisplayFailure(_error, L"Resource::Open( ). Failure opening resource. " + _name);
     return 0;
@@ -201,12 +203,12 @@ int Resource::Discover(int deep) {
 
 DWORD Resource::GetCommonAttributes() {
     _commonAttributes.clear();
-    return _handle ? ReadProperties(_commonAttributes, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES) : 0;
+    return IsOpen() ? ReadProperties(_commonAttributes, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES) : 0;
 }
 
 DWORD Resource::GetPrivateAttributes() {
     _privateAttributes.clear();
-    return _handle ? ReadProperties(_privateAttributes, CLUSCTL_RESOURCE_GET_PRIVATE_PROPERTIES) : 0;
+    return IsOpen() ? ReadProperties(_privateAttributes, CLUSCTL_RESOURCE_GET_PRIVATE_PROPERTIES) : 0;
 }
 
 DWORD Resource::GetAttributes(StringMap* map, DWORD controlCode) {
@@ -215,6 +217,11 @@ DWORD Resource::GetAttributes(StringMap* map, DWORD controlCode) {
     if (controlCode != 0) return ReadProperties(*map, controlCode);
     ReadProperties(*map, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES);
     return ReadProperties(*map, CLUSCTL_RESOURCE_GET_PRIVATE_PROPERTIES);
+}
+
+bool Resource::IsOpen() const {
+    if (!_handle) SetLastError(platform::error::InvalidHandle);
+    return static_cast<bool>(_handle);
 }
 
 DWORD Resource::ReadProperties(StringMap& map, DWORD controlCode) {
@@ -227,18 +234,19 @@ DWORD Resource::ReadProperties(StringMap& map, DWORD controlCode) {
 int Resource::SetAttributes(const StringArray* parameters, DWORD controlCode) {
     if (controlCode != CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES &&
         controlCode != CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES) {
+        SetLastError(platform::error::InvalidParameter);
         DisplayFailure(_error,
                        L"Resource::SetAttributes( ). Invalid control code. " + _error.GetErrorString(GetLastError()));
         return 0;
     }
-    return WriteByType<ResourceProperties>(_handle.Get(), parameters, controlCode);
+    return static_cast<int>(WriteByType<ResourceProperties>(_handle.Get(), parameters, controlCode));
 }
 
 int Resource::SetPossibleOwners(const StringArray* nodeNames) {
     printf(L"Resource::SetPossibleOwners( CStringArray* )\n");
     if (!nodeNames) return 0;
     for (const std::wstring& name : *nodeNames) {
-        const platform::SharedHandle<HNODE, CloseClusterNode> node(OpenClusterNode(_clusterHandle, name.c_str()));
+        const platform::SharedHandle<HNODE, CloseClusterNode> node(OpenClusterNode(_clusterHandle, ApiName(name)));
         if (!_handle || !node) continue;
         const DWORD status = AddClusterResourceNode(_handle.Get(), node.Get());
         printf(L"Resource::SetPossibleOwners( ). status:%ws\n", _error.GetErrorString(status).c_str());
@@ -251,7 +259,7 @@ int Resource::SetDependencies(const StringArray* resourceNames) {
     int result = 0;
     for (const std::wstring& name : *resourceNames) {
         const platform::SharedHandle<HRESOURCE, CloseClusterResource> other(
-            OpenClusterResource(_clusterHandle, name.c_str()));
+            OpenClusterResource(_clusterHandle, ApiName(name)));
         if (other && AddDependency(other.Get(),
                                    L"Resoruce::SetDependencies( CStringArray* ). "
                                    L"Failure calling AddClusterResourceDependency( )."))
@@ -269,7 +277,7 @@ int Resource::SetDependencies(const ClusterComponents* resources, int includeDis
         if (!candidate) continue;
         const std::wstring type = candidate->Type();
         if (!dependencies.IsDependent(type)) continue;
-        const bool isAnyName = type == diskType && includeDisks != 0;
+        const bool isAnyName = type == physicalDiskType && includeDisks != 0;
         if (isAnyName || candidate->Name().find(tail) != std::wstring::npos)
             AddDependency(candidate->Handle(),
                           L"Resoruce::SetDependencies( ClusterComponents* ). "
@@ -298,7 +306,7 @@ int Resource::Adopt(Resource* child) {
 }
 
 std::wstring Resource::GetDriveLetter() {
-    if (_type == diskType && _driveLetter.empty()) {
+    if (_type == physicalDiskType && _driveLetter.empty()) {
         StringMap disk;
         GetAttributes(&disk, CLUSCTL_RESOURCE_STORAGE_GET_DISK_INFO);
         _driveLetter = disk[L"Partition"];
@@ -323,6 +331,6 @@ int Resource::UpdateRegistry(const StringArray* parameters) {
 }
 
 void Resource::WriteTypeParameters() {
-    SetAttributes(&_resourceType->Parameters(0), CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
-    SetAttributes(&_resourceType->Parameters(1), CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
+    SetAttributes(&_resourceType->Parameters(ResourceType::commonList), CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
+    SetAttributes(&_resourceType->Parameters(ResourceType::privateList), CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
 }

@@ -14,7 +14,8 @@ class ResourceType;
 /// sets what it depends on and who may own it, brings it online and offline, and reads its state.
 ///
 /// A resource belongs to the object that made it. Copies share the open handle and, when assigned, the collection of
-/// sub-resources; the last one closes and frees them. Used by one thread at a time.
+/// sub-resources; the last one closes and frees them. Used by one thread at a time. What asks the cluster waits for
+/// changes of other processes to be done, which an engine bounds (the embedded one to ten seconds).
 class OSTRA_API Resource : public ClusterComponent {
 public:
     /// `initialize` 1 opens the resource by name when there is a cluster handle; what cannot be opened stays usable
@@ -112,6 +113,7 @@ private:
     int InitializeRegistry();
     int UpdateRegistry(const StringArray* parameters);
     void WriteTypeParameters();
+    bool IsOpen() const;
     DWORD ReadProperties(StringMap& map, DWORD controlCode);
     bool AddDependency(HRESOURCE other, const wchar_t* failure);
 };

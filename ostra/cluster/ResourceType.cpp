@@ -1,6 +1,8 @@
 #include <ostra/cluster/ResourceType.h>
 
+#include <ostra/cluster/cluster_names.h>
 #include <ostra/foundation/NameEnumeration.h>
+#include <ostra/foundation/ParameterString.h>
 #include <ostra/foundation/display.h>
 #include <platform/base/SharedHandle.h>
 #include <platform/base/last_error.h>
@@ -8,13 +10,6 @@
 #include <platform/cluster/cluster_api.h>
 
 #include <algorithm>
-
-namespace {
-
-constexpr std::size_t commonList = 0;
-constexpr std::size_t privateList = 1;
-
-}  // namespace
 
 ResourceType::ResourceType(const std::wstring& name, HCLUSTER cluster, const std::wstring& clusterName)
     : _typeClusterName(clusterName), _typeClusterHandle(cluster), _typeName(name) {
@@ -39,7 +34,7 @@ void ResourceType::UpdateParameters(const StringArray* parameters) {
     const StringArray given = parameters ? *parameters : StringArray();  // may be one of the lists emptied now
     DeinitializeParameters();
     for (const std::wstring& parameter : given) {
-        const std::wstring name = ParameterName(parameter);
+        const std::wstring name = ParameterString(parameter).name;
         const bool isCommon = name == L"Description" || name == L"SeparateMonitor";
         _parameters[isCommon ? commonList : privateList].push_back(parameter);
     }
@@ -55,7 +50,7 @@ const StringArray& ResourceType::Parameters(std::size_t list) const {
 }
 
 int ResourceType::Discover() {
-    const platform::SharedHandle<HCLUSTER, CloseCluster> cluster(OpenCluster(_typeClusterName.c_str()));
+    const platform::SharedHandle<HCLUSTER, CloseCluster> cluster(OpenNamedCluster(_typeClusterName));
     if (!cluster) {
         DisplayFailure(_typeError, L"ResourceType::Discover( ). Failure calling OpenCluster( )." +
                                        _typeError.GetErrorString(GetLastError()));
@@ -84,9 +79,4 @@ std::wstring ResourceType::Info() {
 void ResourceType::DeinitializeParameters() {
     _categories.clear();
     for (StringArray& list : _parameters) list.clear();
-}
-
-std::wstring ResourceType::ParameterName(const std::wstring& parameter) {
-    const std::size_t end = parameter.find(L'=');
-    return end == std::wstring::npos ? std::wstring() : parameter.substr(0, end);
 }

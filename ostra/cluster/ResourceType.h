@@ -9,9 +9,15 @@
 
 /// One kind of cluster resource: its type name, and the parameter strings (name "=" registry type ":" value) that a
 /// Resource of this kind writes as its properties while it is created. A type belongs to whoever made it, must outlive
-/// the resources that use it, and is changed by each of them: its lists are working space, not constants.
+/// the resources that use it, and is changed by each of them: its lists are working space, not constants. Used by one
+/// thread at a time, together with those resources.
 class OSTRA_API ResourceType : public ClusterComponent {
 public:
+    /// The lists of parameter strings.
+    static constexpr std::size_t commonList = 0;
+    static constexpr std::size_t privateList = 1;
+    static constexpr std::size_t directoryList = 2;  // a print spooler's
+
     /// Holds the handle without owning it. Collections find the type under `name`.
     ResourceType(const std::wstring& name, HCLUSTER cluster, const std::wstring& clusterName);
     ResourceType(const ResourceType&) = delete;
@@ -39,7 +45,7 @@ public:
     HCLUSTER Handle() const { return _typeClusterHandle; }
     /// Names of attributes that programs show for this kind.
     const StringArray& AttributeNames() const { return _attributeNames; }
-    /// A list of parameter strings: 0 common, 1 private, 2 the print spooler's directories; any other is empty.
+    /// One of the lists above; any other is empty.
     const StringArray& Parameters(std::size_t list) const;
 
     /// Opens the cluster by name and walks its resource types; nothing of them is kept. Always 0.
@@ -50,9 +56,6 @@ public:
 protected:
     /// Empties the categories and every list.
     void DeinitializeParameters();
-    /// What stands before the first "="; empty when there is none.
-    static std::wstring ParameterName(const std::wstring& parameter);
-
     StringArray _categories;
     std::array<StringArray, 5> _parameters;
     std::wstring _typeClusterName;

@@ -20,12 +20,12 @@ inline StringArray ParametersOfType(const StringArray& parameters, std::wstring_
 /// Writes the texts among the parameters with one call of the object's property set and the numbers with another. The
 /// sum of their results, 0 when there is nothing to write.
 template <typename PropertySet, typename Handle>
-int WriteByType(Handle object, const StringArray* parameters, DWORD controlCode) {
+DWORD WriteByType(Handle object, const StringArray* parameters, DWORD controlCode) {
     if (!parameters) return 0;
-    int result = 0;
+    DWORD result = 0;
     for (const wchar_t* typeName : {L"REG_SZ", L"REG_DWORD"}) {
         const StringArray matching = ParametersOfType(*parameters, typeName);
-        if (!matching.empty()) result += PropertySet(object).Set(&matching, controlCode);
+        if (!matching.empty()) result += static_cast<DWORD>(PropertySet(object).Set(&matching, controlCode));
     }
     return result;
 }

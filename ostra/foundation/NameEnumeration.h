@@ -12,7 +12,11 @@ inline constexpr DWORD enumeratedNameSize = 200;
 /// After so many failures in a row an enumeration is broken as a whole, not just at single items.
 inline constexpr int maximumEnumerationFailures = 1000;
 
+/// Tells the event log that an enumeration was given up, its last failure being `code`.
+void ReportGivenUp(DWORD code);
+
 /// Hands each name of an open enumeration to `onName`, and the code of each item that could not be read to `onFailure`.
+/// An enumeration that is broken as a whole is given up, which the event log has.
 /// `readItem` is the enumeration's function of the cluster API, or stands in for it. The index at which it ended.
 template <DWORD NameSize = enumeratedNameSize, typename Enumeration, typename ReadItem, typename OnName,
           typename OnFailure>
@@ -30,8 +34,8 @@ DWORD ForEachName(Enumeration enumeration, const ReadItem& readItem, const OnNam
             failures = 0;
             onName(name = buffer.data());
         } else {
-            ++failures;
             onFailure(result);
+            if (++failures == maximumEnumerationFailures) ReportGivenUp(result);
         }
     }
     return index;

@@ -3,11 +3,13 @@
 #include <platform/base/export.h>
 #include <platform/base/types.h>
 
-/// The calling thread's last error: the code, one of platform::error, of what failed last on this thread; 0 before
-/// anything has. Whatever fails sets it: functions of the registry, the event log and pipes, and operations of the
-/// library, also those that answer a code themselves or say 0, null or an empty text only. What succeeds leaves it as
-/// it is, so ask right after a failure. A function that answers 259 (no more items) or 234 (more data than room) has not
-/// failed; an operation of the library that gives up over one of them has.
+/// The calling thread's last error: a code of platform::error, 0 until something failed in this thread.
+///
+/// The platform's functions and every operation of the library that fails leave the cause here, also where their result
+/// is a mere 0 or null or an empty text, or says 1 because the request reached an object that then refused it. Success
+/// leaves the last error alone: to learn whether an operation failed whose result does not tell, set it to 0 before. A
+/// function that answers 259 (no more items) or 234 (more data than room) has not failed; an operation of the library
+/// that gives up over one of them has.
 PLATFORM_API DWORD GetLastError();
 PLATFORM_API void SetLastError(DWORD code);
 

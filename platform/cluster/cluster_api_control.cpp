@@ -1,5 +1,7 @@
+#include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/cluster/cluster_handles.h>
+#include <platform/cluster/control_codes.h>
 
 #include <algorithm>
 
@@ -55,8 +57,14 @@ DWORD Control(ClusterService& service, ObjectId object, HNODE host, const Exchan
     std::optional<ObjectId> node;
     if (const DWORD code = OptionalNodeOf(host, service, node)) return code;
     std::vector<BYTE> answer;
-    const std::span<const BYTE> input(static_cast<const BYTE*>(exchange.input), exchange.inputSize);
-    if (const DWORD code = service.Control(object, node, exchange.code, input, answer)) return code;
+    if (exchange.code == (static_cast<DWORD>(object.kind) << 24 | CLUSCTL_GET_NAME)) {
+        std::wstring name;
+        if (const DWORD code = service.NameOf(object, name)) return code;
+        answer = ToUtf16(name);
+    } else {
+        const std::span<const BYTE> input(static_cast<const BYTE*>(exchange.input), exchange.inputSize);
+        if (const DWORD code = service.Control(object, node, exchange.code, input, answer)) return code;
+    }
     return HandOut(answer, exchange);
 }
 
@@ -151,13 +159,13 @@ DWORD ClusterResourceControl(HRESOURCE resource, HNODE host, DWORD code, const v
 DWORD ClusterResourceTypeControl(HCLUSTER cluster, const wchar_t* typeName, HNODE host, DWORD code, const void* input,
                                  DWORD inputSize, void* output, DWORD outputSize, DWORD* returned) {
     if (returned) *returned = 0;
-    const auto service = ClusterHandles().Find(cluster);
-    if (!service) return error::InvalidHandle;
-    std::wstring name;
-    if (!ReadName(typeName, name)) return error::InvalidParameter;
-    ObjectId type;
-    if (const DWORD failure = service->Find(ObjectKind::ResourceType, name, type)) return failure;
-    return Control(*service, type, host, {code, input, inputSize, output, outputSize, returned});
+    return AskCluster(cluster, [&](ClusterService& service) {
+        std::wstring name;
+        if (!ReadName(typeName, name)) return error::InvalidParameter;
+        ObjectId type;
+        if (const DWORD failure = service.Find(ObjectKind::ResourceType, name, type)) return failure;
+        return Control(service, type, host, {code, input, inputSize, output, outputSize, returned});
+    });
 }
 
 DWORD ClusterNetworkControl(HNETWORK network, HNODE host, DWORD code, const void* input, DWORD inputSize, void* output,
