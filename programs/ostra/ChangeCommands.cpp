@@ -3,7 +3,7 @@
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
-#include <programs/ostra/Interruption.h>
+#include <programs/support/Interruption.h>
 
 #include <array>
 #include <limits>

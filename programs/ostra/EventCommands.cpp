@@ -2,7 +2,7 @@
 #include <platform/base/text.h>
 #include <platform/system/event_log.h>
 #include <programs/ostra/Command.h>
-#include <programs/ostra/Interruption.h>
+#include <programs/support/Interruption.h>
 
 using platform::ToUtf8;
 
