@@ -2,6 +2,8 @@
 #include <platform/engines/embedded/EmbeddedCluster.h>
 #include <tests/contract/ClusterServiceContract.h>
 
+#include <gtest/gtest.h>
+
 using namespace platform;
 
 namespace {

@@ -1,5 +1,7 @@
 #include <tests/contract/ClusterServiceContract.h>
 
+#include <gtest/gtest.h>
+
 #include <thread>
 
 using namespace platform;

@@ -3,6 +3,8 @@
 #include <platform/cluster/control_codes.h>
 #include <tests/contract/ClusterServiceContract.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <optional>
 

@@ -1,5 +1,7 @@
 #include <tests/contract/ClusterServiceContract.h>
 
+#include <gtest/gtest.h>
+
 using namespace platform;
 
 namespace {

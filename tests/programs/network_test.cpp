@@ -3,6 +3,8 @@
 #include <tests/programs/OstraRun.h>
 #include <tests/support/FailingClusterService.h>
 
+#include <gtest/gtest.h>
+
 #include <stdio.h>
 
 #include <set>

@@ -7,6 +7,8 @@
 #include <programs/ostra-scheduler/Server.h>
 #include <programs/ostra-scheduler/ServiceNotices.h>
 #include <programs/support/ScheduleTime.h>
+#include <gtest/gtest.h>
+
 #include <sched.h>
 #include <sys/socket.h>
 #include <sys/un.h>

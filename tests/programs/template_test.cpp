@@ -2,6 +2,8 @@
 #include <tests/programs/OstraRun.h>
 #include <tests/support/FailingClusterService.h>
 
+#include <gtest/gtest.h>
+
 #include <sys/resource.h>
 
 #include <csignal>

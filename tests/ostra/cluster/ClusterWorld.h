@@ -6,6 +6,8 @@
 #include <tests/support/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>

@@ -4,6 +4,8 @@
 #include <ostra/cluster/PredefinedResourceTypes.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
+#include <gtest/gtest.h>
+
 #include <random>
 
 using OstraDLL::Cluster;

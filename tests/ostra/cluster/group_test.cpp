@@ -4,6 +4,8 @@
 #include <platform/base/last_error.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
+#include <gtest/gtest.h>
+
 using tests::Operation;
 
 namespace {

@@ -9,6 +9,8 @@
 #include <platform/framework/CStatusBar.h>
 #include <tests/ostra/cluster/NetworkedCluster.h>
 
+#include <gtest/gtest.h>
+
 namespace {
 
 using OstraDLL::Cluster;

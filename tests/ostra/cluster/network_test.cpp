@@ -4,6 +4,8 @@
 #include <ostra/cluster/Networks.h>
 #include <tests/ostra/cluster/NetworkedCluster.h>
 
+#include <gtest/gtest.h>
+
 namespace {
 
 using tests::Operation;

@@ -4,6 +4,8 @@
 #include <ostra/wizard/ExpertGroup.h>
 #include <tests/ostra/wizard/TemplateCluster.h>
 
+#include <gtest/gtest.h>
+
 using OstraDLL::Cluster;
 using tests::Lists;
 using tests::Operation;

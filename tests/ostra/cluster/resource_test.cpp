@@ -3,6 +3,8 @@
 #include <ostra/registry/Registry.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
+#include <gtest/gtest.h>
+
 #include <utility>
 
 namespace {

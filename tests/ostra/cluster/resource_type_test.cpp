@@ -1,6 +1,8 @@
 #include <ostra/cluster/PredefinedResourceTypes.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
+#include <gtest/gtest.h>
+
 namespace {
 
 /// The defaults of a kind, common before private, one a line.

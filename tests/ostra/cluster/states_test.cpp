@@ -4,6 +4,8 @@
 #include <ostra/cluster/Node.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
+#include <gtest/gtest.h>
+
 #include <array>
 
 namespace {

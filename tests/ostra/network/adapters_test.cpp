@@ -3,6 +3,8 @@
 #include <ostra/network/TCPIPAddress.h>
 #include <tests/ostra/cluster/NetworkedCluster.h>
 
+#include <gtest/gtest.h>
+
 namespace {
 
 using tests::Operation;

@@ -2,6 +2,8 @@
 #include <ostra/network/NTClusterDisks.h>
 #include <tests/ostra/cluster/ClusterWorld.h>
 
+#include <gtest/gtest.h>
+
 namespace {
 
 using SharedDisks = tests::ClusterWorld;

@@ -7,6 +7,8 @@
 #include <tests/support/EmbeddedCluster.h>
 #include <tests/support/FailingClusterService.h>
 
+#include <gtest/gtest.h>
+
 #include <tuple>
 
 namespace {

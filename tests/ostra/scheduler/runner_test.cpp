@@ -3,6 +3,8 @@
 #include <tests/ostra/scheduler/TimeZone.h>
 #include <tests/support/CapturedMessageBoxes.h>
 
+#include <gtest/gtest.h>
+
 #include <limits>
 
 using tests::TimeZone;

@@ -6,6 +6,8 @@
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/FakeClock.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <limits>
 #include <memory>

@@ -1,6 +1,8 @@
 #include <ostra/wizard/ExpertGroup.h>
 #include <tests/ostra/wizard/TemplateCluster.h>
 
+#include <gtest/gtest.h>
+
 using platform::error::AccessDenied;
 using tests::Lists;
 using tests::Operation;

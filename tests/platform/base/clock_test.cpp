@@ -1,6 +1,8 @@
 #include <platform/base/clock.h>
 #include <tests/support/FakeClock.h>
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <limits>
 

@@ -1,5 +1,7 @@
 #include <platform/base/format.h>
 
+#include <gtest/gtest.h>
+
 #include <limits>
 
 using namespace platform;

@@ -5,6 +5,8 @@
 #include <tests/support/CapturedOutput.h>
 #include <tests/support/TemporaryHome.h>
 
+#include <gtest/gtest.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cstdlib>

@@ -1,5 +1,7 @@
 #include <platform/base/text.h>
 
+#include <gtest/gtest.h>
+
 #include <clocale>
 
 using namespace platform;

@@ -3,6 +3,8 @@
 #include <tests/support/BentFiles.h>
 #include <tests/support/EmbeddedCluster.h>
 
+#include <gtest/gtest.h>
+
 #include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -2,6 +2,8 @@
 #include <platform/base/registry_types.h>
 #include <tests/support/EmbeddedCluster.h>
 
+#include <gtest/gtest.h>
+
 #include <random>
 
 namespace tests {

@@ -5,6 +5,8 @@
 #include <platform/framework/CMapStringToOb.h>
 #include <platform/framework/CObList.h>
 
+#include <gtest/gtest.h>
+
 #include <tuple>
 
 namespace {

@@ -2,6 +2,8 @@
 #include <platform/system/messages.h>
 #include <tests/support/CapturedMessageBoxes.h>
 
+#include <gtest/gtest.h>
+
 using namespace platform;
 
 namespace {
