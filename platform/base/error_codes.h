@@ -43,6 +43,7 @@ inline constexpr DWORD KeyDeleted = 1018;
 inline constexpr DWORD KeyHasChildren = 1020;
 inline constexpr DWORD ChildMustBeVolatile = 1021;
 inline constexpr DWORD CircularDependency = 1059;
+inline constexpr DWORD IoDevice = 1117;
 inline constexpr DWORD InvalidServerState = 1352;
 inline constexpr DWORD FileCorrupt = 1392;
 inline constexpr DWORD Timeout = 1460;
@@ -95,5 +96,10 @@ inline constexpr DWORD ClusterNodeNotPaused = 5058;
 inline constexpr DWORD ClusterNodePaused = 5070;
 inline constexpr DWORD NodeCannotHostResource = 5071;
 inline constexpr DWORD ResourceTypeNotFound = 5078;
+
+// This product's own: no code of the system has bit 29.
+
+/// A change whose commit could not be confirmed: it may be there, whole, or not at all. Only looking tells.
+inline constexpr DWORD OutcomeUnknown = 0x20000001;
 
 }  // namespace platform::error
