@@ -6,8 +6,9 @@
 // The cluster API under its published names. Names are null-terminated wide texts of at most 1024 characters (87). A
 // name size counts characters, on entry the room including the null, on return the length without it; with 234 it is
 // the room that the name needs, and so it is with 0 when the buffer is null. A function that returns a handle answers
-// null on failure and leaves the cause in the thread's last error; one that returns a DWORD answers a code of
-// platform/base/error_codes.h, 0 for success, and 997 (pending) when the cluster accepted and has not settled yet.
+// null on failure; one that returns a DWORD answers a code of platform/base/error_codes.h, 0 for success, and 997
+// (pending) when the cluster accepted and has not settled yet. Every code but 0, 234 and 259 (the end of a list) is in
+// the thread's last error as well, which success leaves alone.
 // Handles follow their object through a rename, stay valid when the cluster's own handle closes first, and are closed
 // once each; a handle that is not open answers 6 (invalid handle). Functions may be called from any thread.
 

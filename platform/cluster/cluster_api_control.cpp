@@ -151,13 +151,13 @@ DWORD ClusterResourceControl(HRESOURCE resource, HNODE host, DWORD code, const v
 DWORD ClusterResourceTypeControl(HCLUSTER cluster, const wchar_t* typeName, HNODE host, DWORD code, const void* input,
                                  DWORD inputSize, void* output, DWORD outputSize, DWORD* returned) {
     if (returned) *returned = 0;
-    const auto service = ClusterHandles().Find(cluster);
-    if (!service) return error::InvalidHandle;
-    std::wstring name;
-    if (!ReadName(typeName, name)) return error::InvalidParameter;
-    ObjectId type;
-    if (const DWORD failure = service->Find(ObjectKind::ResourceType, name, type)) return failure;
-    return Control(*service, type, host, {code, input, inputSize, output, outputSize, returned});
+    return AskCluster(cluster, [&](ClusterService& service) {
+        std::wstring name;
+        if (!ReadName(typeName, name)) return error::InvalidParameter;
+        ObjectId type;
+        if (const DWORD failure = service.Find(ObjectKind::ResourceType, name, type)) return failure;
+        return Control(service, type, host, {code, input, inputSize, output, outputSize, returned});
+    });
 }
 
 DWORD ClusterNetworkControl(HNETWORK network, HNODE host, DWORD code, const void* input, DWORD inputSize, void* output,

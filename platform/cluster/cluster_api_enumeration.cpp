@@ -30,19 +30,19 @@ Enumeration OpenMembers(Handle handle, DWORD types) {
 template <typename Enumeration>
 DWORD ReadItem(Enumeration enumeration, DWORD index, DWORD* type, wchar_t* name, DWORD* nameSize) {
     const auto reference = EnumerationHandles<Enumeration>().Find(enumeration);
-    if (!reference) return error::InvalidHandle;
-    if (!nameSize) return error::InvalidParameter;
+    if (!reference) return Answer(error::InvalidHandle);
+    if (!nameSize) return Answer(error::InvalidParameter);
     DWORD itemType = 0;
     std::wstring itemName;
-    if (const DWORD code = reference->items->Item(index, itemType, itemName)) return code;
-    const DWORD code = CopyText(itemName, name, nameSize);
+    DWORD code = reference->items->Item(index, itemType, itemName);
+    if (code == error::Success) code = CopyText(itemName, name, nameSize);
     if (code == error::Success && type) *type = itemType;
-    return code;
+    return Answer(code);
 }
 
 template <typename Enumeration>
 DWORD CloseEnumeration(Enumeration enumeration) {
-    return EnumerationHandles<Enumeration>().Close(enumeration) ? error::Success : error::InvalidHandle;
+    return Answer(EnumerationHandles<Enumeration>().Close(enumeration) ? error::Success : error::InvalidHandle);
 }
 
 }  // namespace

@@ -58,30 +58,31 @@ DWORD GetClusterNetInterfaceState(HNETINTERFACE netInterface) {
 }
 
 DWORD GetClusterInformation(HCLUSTER cluster, wchar_t* clusterName, DWORD* nameSize, void*) {
-    const auto service = ClusterHandles().Find(cluster);
-    if (!service) return error::InvalidHandle;
-    if (!nameSize) return error::InvalidParameter;
-    std::wstring name;
-    if (const DWORD code = service->Information(name)) return code;
-    return CopyText(name, clusterName, nameSize);
+    return AskCluster(cluster, [&](ClusterService& service) {
+        if (!nameSize) return error::InvalidParameter;
+        std::wstring name;
+        const DWORD code = service.Information(name);
+        return code == error::Success ? CopyText(name, clusterName, nameSize) : code;
+    });
 }
 
 DWORD GetClusterNetworkId(HNETWORK network, wchar_t* id, DWORD* idSize) {
-    std::wstring text;
-    const DWORD code = AskAbout(network, [&](ClusterService& service, ObjectId object) {
-        return idSize ? service.NetworkIdentifier(object, text) : error::InvalidParameter;
+    return AskAbout(network, [&](ClusterService& service, ObjectId object) {
+        if (!idSize) return error::InvalidParameter;
+        std::wstring text;
+        const DWORD code = service.NetworkIdentifier(object, text);
+        return code == error::Success ? CopyText(text, id, idSize) : code;
     });
-    return code == error::Success ? CopyText(text, id, idSize) : code;
 }
 
 DWORD GetClusterNetInterface(HCLUSTER cluster, const wchar_t* nodeName, const wchar_t* networkName,
                              wchar_t* interfaceName, DWORD* nameSize) {
-    const auto service = ClusterHandles().Find(cluster);
-    if (!service) return error::InvalidHandle;
-    std::wstring node;
-    std::wstring network;
-    if (!nameSize || !ReadName(nodeName, node) || !ReadName(networkName, network)) return error::InvalidParameter;
-    std::wstring name;
-    if (const DWORD code = service->InterfaceOf(node, network, name)) return code;
-    return CopyText(name, interfaceName, nameSize);
+    return AskCluster(cluster, [&](ClusterService& service) {
+        std::wstring node;
+        std::wstring network;
+        if (!nameSize || !ReadName(nodeName, node) || !ReadName(networkName, network)) return error::InvalidParameter;
+        std::wstring name;
+        const DWORD code = service.InterfaceOf(node, network, name);
+        return code == error::Success ? CopyText(name, interfaceName, nameSize) : code;
+    });
 }

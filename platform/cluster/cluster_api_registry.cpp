@@ -43,8 +43,8 @@ HKEY OpenKeyOf(Handle handle, DWORD access) {
 template <typename Ask>
 DWORD AskKey(HKEY handle, DWORD right, Ask&& ask) {
     const auto key = KeyHandles().Find(handle);
-    if (!key) return error::InvalidHandle;
-    return (key->access & right) == right ? ask(*key) : error::AccessDenied;
+    if (!key) return Answer(error::InvalidHandle);
+    return Answer((key->access & right) == right ? ask(*key) : error::AccessDenied);
 }
 
 /// A value's name as a program gave it; null is the unnamed value.
@@ -113,7 +113,7 @@ LONG ClusterRegCreateKey(HKEY key, const wchar_t* path, DWORD options, DWORD acc
 }
 
 LONG ClusterRegCloseKey(HKEY key) {
-    return Result(KeyHandles().Close(key) ? error::Success : error::InvalidHandle);
+    return Result(Answer(KeyHandles().Close(key) ? error::Success : error::InvalidHandle));
 }
 
 LONG ClusterRegDeleteKey(HKEY key, const wchar_t* path) {

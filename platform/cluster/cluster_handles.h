@@ -45,7 +45,15 @@ HandleTable<Handle, const ObjectReference>& ObjectHandles() {
     return TableOf<Handle, const ObjectReference>();
 }
 
-/// Sets the last error and answers the null handle that goes with it.
+/// What a function of the cluster API answers. A failure is left in the thread's last error too: callers that only
+/// learn that there was one find its cause there. The end of a list and a buffer too small are no failures.
+inline DWORD Answer(DWORD code) {
+    if (code != error::Success && code != error::NoMoreItems && code != error::MoreData) SetLastError(code);
+    return code;
+}
+
+/// The same for functions whose answer is a handle: the null handle that goes with `code`, which is none of those
+/// three.
 inline std::nullptr_t NoHandle(DWORD code) {
     SetLastError(code);
     return nullptr;
@@ -59,14 +67,18 @@ Handle OpenIfDone(DWORD code, std::shared_ptr<ClusterService> service, ObjectId 
         std::make_shared<const ObjectReference>(ObjectReference{std::move(service), id}));
 }
 
-/// Asks the service of an object's handle; `ask` takes the service and the object's id. A refusal is left in the last
-/// error too: callers that only learn of the failure can find its cause there.
+/// Asks the service of an open cluster.
+template <typename Ask>
+DWORD AskCluster(HCLUSTER handle, Ask&& ask) {
+    const auto service = ClusterHandles().Find(handle);
+    return Answer(service ? ask(*service) : error::InvalidHandle);
+}
+
+/// Asks the service of an object's handle; `ask` takes the service and the object's id.
 template <typename Handle, typename Ask>
 DWORD AskAbout(Handle handle, Ask&& ask) {
     const auto object = ObjectHandles<Handle>().Find(handle);
-    const DWORD code = object ? ask(*object->service, object->id) : error::InvalidHandle;
-    if (code != error::Success) SetLastError(code);
-    return code;
+    return Answer(object ? ask(*object->service, object->id) : error::InvalidHandle);
 }
 
 /// The node of `handle` on a service: InvalidHandle when it is not open, InvalidParameter for one of another cluster.

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace platform;
 using tests::Operation;
 
@@ -118,6 +120,41 @@ TEST_F(TheClusterApi, RefusesHandlesThatAreNotOpen) {
     EXPECT_EQ(error::InvalidHandle, ClusterCloseEnum(nullptr));
     EXPECT_EQ(error::InvalidHandle, Code(ClusterRegCloseKey(Foreign<HKEY>(_group))));
     EXPECT_EQ(1, CloseClusterGroup(reused));
+}
+
+TEST_F(TheClusterApi, LeavesTheCauseOfEveryRefusalButTheEndOfAListInTheLastError) {
+    const HCLUSENUM nodes = ClusterOpenEnum(_cluster, CLUSTER_ENUM_NODE);
+    const HKEY key = GetClusterKey(_cluster, KEY_QUERY_VALUE);
+    wchar_t name[2] = {};
+    DWORD size = 2;
+    HKEY made = nullptr;
+    _failing->Fail(Operation::Information, error::Timeout);
+    _failing->Fail(Operation::InterfaceOf, error::ServerUnavailable);
+    _failing->Fail(Operation::NetworkIdentifier, error::AccessDenied);
+    const std::function<DWORD()> refused[] = {
+        [&] { return PauseClusterNode(nullptr); },
+        [&] { return ClusterEnum(nullptr, 0, nullptr, name, &size); },
+        [&] { return ClusterEnum(nodes, 0, nullptr, name, nullptr); },
+        [&] { return ClusterCloseEnum(nullptr); },
+        [&] { return GetClusterInformation(nullptr, name, &size, nullptr); },
+        [&] { return GetClusterInformation(_cluster, name, &size, nullptr); },
+        [&] { return GetClusterNetInterface(_cluster, L"N1", L"Public", name, &size); },
+        [&] { return GetClusterNetworkId(_network, name, &size); },
+        [&] { return MoveClusterGroup(_group, Foreign<HNODE>(_group)); },
+        [&] { return ClusterResourceTypeControl(_cluster, L"None", nullptr, 0, nullptr, 0, nullptr, 0, nullptr); },
+        [&] { return Code(ClusterRegCreateKey(key, L"New", 0, KEY_READ, nullptr, &made, nullptr)); },
+        [&] { return Code(ClusterRegQueryValue(key, L"None", nullptr, nullptr, &size)); },
+        [&] { return Code(ClusterRegCloseKey(nullptr)); },
+    };
+    for (const auto& ask : refused) {
+        const DWORD code = ask();
+        EXPECT_TRUE(code != 0 && Cause() == code) << code << " at " << &ask - refused;
+    }
+    SetLastError(77);
+    EXPECT_EQ(error::MoreData, ClusterEnum(nodes, 0, nullptr, name, &size));
+    EXPECT_EQ(error::NoMoreItems, ClusterEnum(nodes, 2, nullptr, name, &size));
+    EXPECT_EQ(0U, OfflineClusterGroup(_group) + ClusterCloseEnum(nodes) + Code(ClusterRegCloseKey(key)));
+    EXPECT_EQ(77U, Cause());
 }
 
 TEST_F(TheClusterApi, HandlesFollowTheirObjectAndOutliveTheClustersOwn) {
