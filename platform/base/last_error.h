@@ -10,3 +10,29 @@
 /// error alone: to learn whether an operation failed whose result does not tell, set it to 0 before.
 PLATFORM_API DWORD GetLastError();
 PLATFORM_API void SetLastError(DWORD code);
+
+namespace platform {
+
+/// Remembers the first failure that the calling thread notes as its last error for as long as the object lives: the
+/// last error alone keeps only the newest, which a failure that was expected may have covered. Begins with no error.
+/// Watches of one thread end in the reverse order of their beginning; each sees what comes after it began.
+class PLATFORM_API FailureWatch {
+public:
+    /// What `isFailure` denies is passed over; it is never asked about 0.
+    explicit FailureWatch(bool (*isFailure)(DWORD code));
+    FailureWatch(const FailureWatch&) = delete;
+    FailureWatch& operator=(const FailureWatch&) = delete;
+    ~FailureWatch();
+
+    /// The code of the first failure; 0 when there was none.
+    DWORD First() const { return _first; }
+
+private:
+    friend void ::SetLastError(DWORD code);
+
+    bool (*_isFailure)(DWORD);
+    FailureWatch* _outer;
+    DWORD _first = 0;
+};
+
+}  // namespace platform
