@@ -1,3 +1,4 @@
+#include <ostra/cluster/Cluster.h>
 #include <platform/base/clock.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
@@ -143,7 +144,7 @@ void AddChangeCommands(CLI::App& app, Run& run) {
     const auto count = std::make_shared<std::size_t>(0);
     const auto seconds = std::make_shared<int>(0);
     CLI::App* watch = AddCommand(app, run, "watch", "Prints changes as they come; with --json one object a line",
-                                 {"watch", "watch --count 1 --for 60"}, Effect::Reads,
+                                 {"watch", "watch --count 1 --for 60"}, Effect::Follows,
                                  [count, seconds](Context& context) { WatchCluster(context, *count, *seconds); });
     watch->add_option("--count", *count, "End after so many changes")->check(CLI::NonNegativeNumber);
     watch->add_option("--for", *seconds, "End after so many seconds")

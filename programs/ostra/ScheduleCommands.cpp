@@ -221,7 +221,7 @@ void AddTree(CLI::App& family, Run& run) {
 void AddRun(CLI::App& family, Run& run) {
     const auto isOnce = std::make_shared<bool>(false);
     AddCommand(family, run, "run", "Carries out the jobs of all clusters at their times, until it is interrupted",
-               {"schedule run", "schedule run --once"}, Effect::Reads,
+               {"schedule run", "schedule run --once"}, Effect::Follows,
                [isOnce](Context& context) {
                    if (!context.options.cluster.empty())
                        throw CommandError(ExitCode::Usage, "A scheduler serves all clusters; it takes no --cluster.");

@@ -1,3 +1,4 @@
+#include <gtest/gtest.h>
 #include <ostra/pipes/PipeClient.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
@@ -7,7 +8,6 @@
 #include <programs/ostra-scheduler/Server.h>
 #include <programs/ostra-scheduler/ServiceNotices.h>
 #include <programs/support/ScheduleTime.h>
-#include <gtest/gtest.h>
 
 #include <sched.h>
 #include <sys/socket.h>
