@@ -91,7 +91,13 @@ struct Kind {
     DWORD type;
 };
 
-[[noreturn]] void RefuseUnknown(const char* kind, const std::string& name, const StringArray& known) {
+[[noreturn]] void RefuseUnknown(const char* kind, const std::string& name, StringArray known) {
+    constexpr std::size_t mostNamed = 20;
+    const std::size_t count = known.size();
+    if (count > mostNamed) {
+        known.resize(mostNamed);
+        known.push_back(L"and " + std::to_wstring(count - mostNamed) + L" more");
+    }
     throw CommandError(ExitCode::NoSuchObject,
                        std::string("There is no ") + kind + " named \"" + name + "\". " +
                            (known.empty() ? "There are none." : "Known: " + TextOf(ToJson(known))));

@@ -4,8 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <numeric>
 
 namespace tests {
@@ -243,6 +248,24 @@ TEST_F(OstraCommands, TellsWhenItsOutputIsLost) {
              {"cluster", "create", "demo"}, {"status"}, {"status", "--json"}, {"--help"}, {"completion", "bash"}})
         EXPECT_EQ(1, IntoNowhere(arguments)) << arguments[0];
     EXPECT_EQ(1U, Read({"cluster", "list"}).size());
+
+    int ends[2] = {};
+    ASSERT_EQ(0, ::pipe(ends));
+    ::close(ends[0]);  // as in: ostra completion bash | true
+    std::signal(SIGPIPE, SIG_IGN);
+    const int standardOutput = ::dup(STDOUT_FILENO);
+    std::cout.flush();
+    ::dup2(ends[1], STDOUT_FILENO);
+    std::istringstream in;
+    std::ostringstream err;
+    EXPECT_EQ(1, programs::RunOstra({"completion", "bash"}, {in, std::cout, err}));
+    std::fflush(stdout);
+    ::dup2(standardOutput, STDOUT_FILENO);
+    std::clearerr(stdout);
+    std::cout.clear();
+    ::close(ends[1]);
+    ::close(standardOutput);
+    EXPECT_EQ("", err.str()) << "nobody is left to tell";
 }
 
 TEST_F(OstraCommands, NamesAClusterThatCannotBeReached) {
