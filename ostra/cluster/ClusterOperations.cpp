@@ -204,7 +204,7 @@ int Cluster::SetPreferredOwners(Group* group, const StringArray* parameters) {
     std::vector<HNODE> owners;
     for (const std::wstring& text : *parameters) {
         const ParameterString parameter(text);
-        if (parameter.name == L"PreferredOwners") AppendOwners(owners, SplitAtHashes(parameter.value));
+        if (parameter.name == L"PreferredOwners") AppendOwners(owners, SplitAtHashes(std::wstring(parameter.value)));
     }
     if (!owners.empty() && group) group->SetPreferredOwners(static_cast<int>(owners.size()), owners.data());
     return 0;

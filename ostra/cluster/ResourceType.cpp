@@ -34,7 +34,7 @@ void ResourceType::UpdateParameters(const StringArray* parameters) {
     const StringArray given = parameters ? *parameters : StringArray();  // may be one of the lists emptied now
     DeinitializeParameters();
     for (const std::wstring& parameter : given) {
-        const std::wstring name = ParameterString(parameter).name;
+        const std::wstring_view name = ParameterString(parameter).name;
         const bool isCommon = name == L"Description" || name == L"SeparateMonitor";
         _parameters[isCommon ? commonList : privateList].push_back(parameter);
     }

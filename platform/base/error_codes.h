@@ -44,6 +44,7 @@ inline constexpr DWORD KeyDeleted = 1018;
 inline constexpr DWORD KeyHasChildren = 1020;
 inline constexpr DWORD ChildMustBeVolatile = 1021;
 inline constexpr DWORD CircularDependency = 1059;
+inline constexpr DWORD IoDevice = 1117;
 inline constexpr DWORD InvalidServerState = 1352;
 inline constexpr DWORD FileCorrupt = 1392;
 inline constexpr DWORD Timeout = 1460;

@@ -15,17 +15,40 @@ PLATFORM_API void SetLastError(DWORD code);
 
 namespace platform {
 
-/// Keeps the calling thread's last error as it is through what is done while it lives: a report of a failure, or a look
-/// at a setting, that fails itself.
-class KeptLastError {
+/// Remembers the first failure that the calling thread notes as its last error for as long as the object lives: the
+/// last error alone keeps only the newest, which a failure that was expected may have covered. Begins with no error.
+/// Watches of one thread end in the reverse order of their beginning; each sees what comes after it began.
+class PLATFORM_API FailureWatch {
 public:
-    KeptLastError() = default;
-    KeptLastError(const KeptLastError&) = delete;
-    KeptLastError& operator=(const KeptLastError&) = delete;
-    ~KeptLastError() { SetLastError(_code); }
+    /// What `isFailure` denies is passed over; it is never asked about 0.
+    explicit FailureWatch(bool (*isFailure)(DWORD code));
+    FailureWatch(const FailureWatch&) = delete;
+    FailureWatch& operator=(const FailureWatch&) = delete;
+    ~FailureWatch();
+
+    /// The code of the first failure; 0 when there was none.
+    DWORD First() const { return _first; }
 
 private:
-    const DWORD _code = GetLastError();
+    friend void ::SetLastError(DWORD code);
+
+    bool (*_isFailure)(DWORD);
+    FailureWatch* _outer;
+    DWORD _first = 0;
+};
+
+/// Keeps the calling thread's last error as it is through what is done while it lives: a report of a failure, or a look
+/// at a setting, that fails itself. No watch that began before sees such a failure.
+class PLATFORM_API KeptLastError {
+public:
+    KeptLastError();
+    KeptLastError(const KeptLastError&) = delete;
+    KeptLastError& operator=(const KeptLastError&) = delete;
+    ~KeptLastError();
+
+private:
+    const DWORD _code;
+    FailureWatch* const _watch;
 };
 
 }  // namespace platform

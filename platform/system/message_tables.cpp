@@ -260,6 +260,7 @@ constexpr Message systemMessages[] = {
      L"The system configuration changed during the cluster join or form operation. The join or form operation "
      L"was aborted."},
     {5078, L"The specified resource type was not found."},
+    {0x20000001, L"It could not be confirmed whether the change was made. It may be there."},
 };
 
 constexpr Message networkMessages[] = {

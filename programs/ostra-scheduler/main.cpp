@@ -1,4 +1,4 @@
-#include <programs/ostra/Command.h>
+#include <programs/ostra/RunOstra.h>
 
 #include <unistd.h>
 

@@ -1,4 +1,3 @@
-#include <ostra/network/TCPIPAddress.h>
 #include <platform/base/text.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/AddressPools.h>
@@ -13,11 +12,10 @@ void ListAddresses(Context& context) {
     Json rows = Json::array();
     context.Transact("The addresses cannot be listed", [&] {
         const HeldAddresses held(context);
-        for (const CObject* object : held.Records()) {
-            const auto* record = static_cast<const TCPIPAddress*>(object);
-            const std::string address = ToUtf8(record->Address());
+        for (const HeldAddresses::Record& record : held.Records()) {
+            const std::string address = ToUtf8(record.address);
             if (address.empty()) continue;
-            rows.push_back({{"name", address}, {"address", address}, {"network", ToUtf8(record->AdapterName())}});
+            rows.push_back({{"name", address}, {"address", address}, {"network", ToUtf8(record.network)}});
         }
     });
     if (rows.empty()) context.Say("No resource of type \"IP Address\" holds an address.");

@@ -1,9 +1,10 @@
+#include <ostra/cluster/Cluster.h>
 #include <platform/base/clock.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
-#include <programs/ostra/Interruption.h>
+#include <programs/support/Interruption.h>
 
 #include <array>
 #include <limits>
@@ -143,7 +144,7 @@ void AddChangeCommands(CLI::App& app, Run& run) {
     const auto count = std::make_shared<std::size_t>(0);
     const auto seconds = std::make_shared<int>(0);
     CLI::App* watch = AddCommand(app, run, "watch", "Prints changes as they come; with --json one object a line",
-                                 {"watch", "watch --count 1 --for 60"}, Effect::Reads,
+                                 {"watch", "watch --count 1 --for 60"}, Effect::Follows,
                                  [count, seconds](Context& context) { WatchCluster(context, *count, *seconds); });
     watch->add_option("--count", *count, "End after so many changes")->check(CLI::NonNegativeNumber);
     watch->add_option("--for", *seconds, "End after so many seconds")

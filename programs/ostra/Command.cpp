@@ -5,6 +5,8 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterAdministration.h>
 #include <platform/system/message_box.h>
+#include <programs/ostra/RunOstra.h>
+#include <programs/support/Reading.h>
 #include <programs/support/Rehearsal.h>
 
 #include <algorithm>
@@ -100,6 +102,7 @@ void AddCommands(CLI::App& app, Run& run) {
 }
 
 void ReportError(const Streams& streams, bool isJson, const std::string& text, const std::string& hint = {}) {
+    if (text.empty()) return;  // there is nobody to tell
     if (isJson) {
         streams.err << Json{{"error", text}}.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
         return;
@@ -141,11 +144,11 @@ bool IsJsonWanted(const std::vector<std::string>& arguments) {
     return std::find(arguments.begin(), end, "--json") != end;
 }
 
-// Whatever it stands for would be taken for something else.
+// What is no text would be replaced by another one, and might then name another object.
 void RequireUtf8(const std::vector<std::string>& arguments) {
-    for (std::size_t index = 0; index < arguments.size(); ++index)
-        if (platform::ToUtf8(platform::FromUtf8(arguments[index])) != arguments[index])
-            throw CommandError(ExitCode::Usage, "Argument " + std::to_string(index + 1) + " is no UTF-8 text");
+    for (std::size_t i = 0; i < arguments.size(); ++i)
+        if (platform::ToUtf8(platform::FromUtf8(arguments[i])) != arguments[i])
+            throw CommandError(ExitCode::Usage, "Argument " + std::to_string(i + 1) + " is no valid UTF-8");
 }
 
 // Asked for help or for the version, it writes that, and leaves nothing to run.
@@ -160,6 +163,12 @@ void Parse(CLI::App& app, const std::vector<std::string>& arguments, Run& run) {
         run.action = [&run, answer = text.str()] { run.context.PrintText(answer); };
         run.context.options.isRehearsal = false;
     }
+}
+
+// Nothing is written of an answer of which a part could not be read: it would pass for all there is.
+void AnswerWhole(Context& context, const std::function<void()>& read) {
+    const std::string answer = context.Capture([&] { RequireRead("All that was asked for", read); });
+    context.Write(answer);
 }
 
 }  // namespace
@@ -179,7 +188,10 @@ CLI::App* AddCommand(CLI::App& parent, Run& run, const std::string& name, const 
     command->footer(footer);
     if (effect == Effect::Changes)
         command->add_flag("--dry-run", run.context.options.isRehearsal, "Show what would change, and change nothing");
-    command->callback([&run, action = std::move(action)] { run.action = [&run, action] { action(run.context); }; });
+    command->callback([&run, effect, action = std::move(action)] {
+        run.action = [&run, action] { action(run.context); };
+        if (effect == Effect::Reads) run.action = [&run, read = run.action] { AnswerWhole(run.context, read); };
+    });
     return command;
 }
 

@@ -3,6 +3,7 @@
 #include <programs/support/Context.h>
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <functional>
 #include <memory>
@@ -16,8 +17,9 @@ struct Run {
     std::function<void()> action;
 };
 
-/// Whether a command changes something: then it can be rehearsed with --dry-run.
-enum class Effect { Reads, Changes };
+/// What a command does. One that reads answers whole or not at all; one that follows writes as things come; one that
+/// changes something can be rehearsed with --dry-run.
+enum class Effect { Reads, Follows, Changes };
 
 /// A family of commands, such as "node".
 CLI::App* AddFamily(CLI::App& parent, const std::string& name, const std::string& description);
@@ -61,8 +63,5 @@ void CreateDefaultCluster(Context& context);
 /// Gives the cluster that the context means, when it has no nodes, what CreateDefaultCluster would have made. Whether
 /// it had none.
 bool CompleteCluster(Context& context);
-
-/// Runs `ostra` with these arguments (without the program's name) and returns its exit code. Never throws.
-int RunOstra(const std::vector<std::string>& arguments, const Streams& streams);
 
 }  // namespace programs

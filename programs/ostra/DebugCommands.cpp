@@ -3,6 +3,7 @@
 #include <platform/base/text.h>
 #include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Change.h>
 #include <programs/support/KeyTree.h>
 #include <programs/support/Settings.h>
 
@@ -18,7 +19,7 @@ constexpr const wchar_t* debugKey = LR"(HKEY_LOCAL_MACHINE\Software\Norvane\Ostr
 constexpr const char* components[] = {"mod0", "ostra", "mod2", "mod3", "mod4", "mod5",
                                       "mod6", "mod7",  "mod8", "mod9", "mod10"};
 
-void ShowMask(Context& context) {
+Json ReadMask() {
     Json enabled = Json::array();
     for (const char* component : components)
         if (OstraDebug::IsDebugEnabled(platform::FromUtf8(component))) enabled.push_back(component);
@@ -26,13 +27,18 @@ void ShowMask(Context& context) {
     KeyValue mask;
     mask.name = L"DebugMask";
     HKEY key = nullptr;
-    bool isSet = false;
-    if (!registry->Open(debugKey, KEY_READ, key)) {
-        isSet = !registry->Query(key, mask);
+    DWORD code = registry->Open(debugKey, KEY_READ, key);
+    if (!code) {
+        code = registry->Query(key, mask);
         registry->Close(key);
     }
-    context.PrintRecord(
-        {{"mask", isSet ? ValueText(mask) : "0"}, {"enabled", enabled}, {"logs", platform::StateDirectory() + "/log"}});
+    if (code && ExitCodeOf(code) != ExitCode::NoSuchObject) throw Refusal("The debug mask cannot be read", code);
+    return {
+        {"mask", code ? "0" : ValueText(mask)}, {"enabled", enabled}, {"logs", platform::StateDirectory() + "/log"}};
+}
+
+void ShowMask(Context& context) {
+    context.PrintRecord(ReadMask());
 }
 
 void SetMask(Context& context, const std::string& text) {
@@ -44,14 +50,19 @@ void SetMask(Context& context, const std::string& text) {
                            "\"" + text + "\" is no mask: give a number such as 2 or 0x2; bit 1 is the library");
     const std::unique_ptr<KeyTree> registry = LocalRegistry();
     const KeyValue value = ParseKeyValue("DebugMask=REG_DWORD:" + std::to_string(*mask));
-    HKEY key = nullptr;
-    DWORD code = registry->Create(debugKey, key);
-    if (!code) {
-        code = registry->Set(key, value);
-        registry->Close(key);
-    }
-    if (code) throw Refusal("The mask was not written", code);
-    ShowMask(context);
+    const Change change(context, "The debug mask", "written", "ostra debug show");
+    change.MakeInRegistry([&] {
+        HKEY key = nullptr;
+        DWORD code = registry->Create(debugKey, key);
+        if (!code) {
+            code = registry->Set(key, value);
+            registry->Close(key);
+        }
+        if (code) change.Refuse(code);
+    });
+    Json record;
+    change.Report([&] { record = ReadMask(); });
+    context.PrintRecord(record);
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 #include <ostra/network/NTClusterDisks.h>
-#include <platform/base/error_codes.h>
-#include <platform/base/last_error.h>
 #include <platform/base/text.h>
 #include <programs/ostra/Command.h>
 
-namespace error = platform::error;
 using platform::ToUtf8;
 
 namespace programs {
@@ -20,13 +17,7 @@ Json Row(const std::wstring& drive, Disk& disk, const std::wstring& label) {
 }
 
 void ListDisks(Context& context) {
-    const std::wstring cluster = context.ClusterName();
-    SetLastError(0);
-    const NTClusterDisks disks(cluster);
-    const DWORD code = GetLastError();
-    // Without its disk, or gone meanwhile, a resource is in nobody's way.
-    if (code && code != error::ResourceNotAvailable && code != error::ResourceNotFound)
-        throw Refusal("The disks cannot be read", code);
+    const NTClusterDisks disks(context.ClusterName());
     Json rows = Json::array();
     for (const auto& [drive, disk] : *disks.Availables()) {
         const auto label = disk->Attributes()->find(L"Volumne Lable");

@@ -2,7 +2,7 @@
 #include <platform/base/text.h>
 #include <platform/system/event_log.h>
 #include <programs/ostra/Command.h>
-#include <programs/ostra/Interruption.h>
+#include <programs/support/Interruption.h>
 
 using platform::ToUtf8;
 
@@ -39,7 +39,7 @@ void Follow(Context& context, std::int64_t after) {
     while (!interruption.HasCome()) {
         std::vector<platform::EventRecord> events;
         if (const DWORD code = platform::ReadEvents(after, most, events))
-            throw Refusal("The event log cannot be read", code);
+            throw CommandError(ExitCode::Unreachable, "The event log cannot be read: " + CauseText(code));
         for (const platform::EventRecord& event : events) {
             const Json row = Row(event);
             if (context.options.isJson)
@@ -55,7 +55,8 @@ void Follow(Context& context, std::int64_t after) {
 
 void ShowEvents(Context& context, std::size_t last, bool isFollowed) {
     std::vector<platform::EventRecord> events;
-    if (const DWORD code = platform::ReadLastEvents(last, events)) throw Refusal("The event log cannot be read", code);
+    if (const DWORD code = platform::ReadLastEvents(last, events))
+        throw CommandError(ExitCode::Unreachable, "The event log cannot be read: " + CauseText(code));
     if (isFollowed) return Follow(context, events.empty() ? 0 : events.front().number - 1);
     Json rows = Json::array();
     for (const platform::EventRecord& event : events) rows.push_back(Row(event));
@@ -68,7 +69,7 @@ void AddEventCommands(CLI::App& app, Run& run) {
     const auto last = std::make_shared<std::size_t>(20);
     const auto isFollowed = std::make_shared<bool>(false);
     CLI::App* command = AddCommand(app, run, "events", "Shows what the library and the programs reported",
-                                   {"events", "events --last 5 --json", "events --follow"}, Effect::Reads,
+                                   {"events", "events --last 5 --json", "events --follow"}, Effect::Follows,
                                    [last, isFollowed](Context& context) { ShowEvents(context, *last, *isFollowed); });
     command->add_option("--last", *last, "How many of the newest reports (default: 20)")->check(CLI::Range(0, 100'000));
     command->add_flag("--follow", *isFollowed, "Go on with new reports as they come; with --json one object a line");

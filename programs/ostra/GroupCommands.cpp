@@ -1,3 +1,4 @@
+#include <ostra/cluster/Cluster.h>
 #include <ostra/properties/ObjectProperties.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
@@ -8,6 +9,7 @@
 #include <programs/ostra/GroupState.h>
 #include <programs/ostra/TemplateGroup.h>
 #include <programs/support/Objects.h>
+#include <programs/support/Reading.h>
 
 namespace error = platform::error;
 using platform::FromUtf8;
@@ -19,10 +21,14 @@ namespace {
 
 const std::vector<Column> columns{{"name", "NAME"}, {"owner", "OWNER"}, {"state", "STATE"}, {"text", "TEXT"}};
 
-void ListGroups(Context& context) {
+Json Rows(Context& context) {
     Json rows = Json::array();
-    for (Group* group : GroupsOf(context)) rows.push_back(Summary(*group));
-    context.PrintList(columns, rows);
+    ForEachGroup(context, [&](Group& group) { rows.push_back(Summary(group)); });
+    return rows;
+}
+
+void ListGroups(Context& context) {
+    context.PrintList(columns, Rows(context));
 }
 
 void ShowGroup(Context& context, const std::string& name) {
@@ -37,109 +43,136 @@ void ShowGroup(Context& context, const std::string& name) {
     context.PrintRecord(record);
 }
 
-// The library writes the preferred owners as one text, each name ended by "#".
-std::wstring OwnersParameter(Context& context, const std::vector<std::string>& owners) {
-    std::wstring parameter = L"PreferredOwners=REG_SZ:";
-    for (const Node* owner : FindNodes(context, owners)) parameter += owner->Name() + L"#";
-    return parameter;
+std::string ShowingGroup(const std::string& name) {
+    return "ostra group show \"" + name + "\"";
 }
 
-void CreateGroup(Context& context, const std::string& name, const std::vector<std::string>& owners) {
-    StringArray parameters;
-    if (!owners.empty()) parameters.push_back(OwnersParameter(context, owners));
-    OstraDLL::Cluster& cluster = context.Cluster();
-    SetLastError(0);
-    const Group* made = cluster.CreateGroup(FromUtf8(name), &parameters);
-    const DWORD cause = GetLastError();
-    // A refused group is handed out too, and is then ours.
-    const bool isStored = made && cluster.GroupsPtr()->Find(FromUtf8(name)) == made;
-    if (!isStored) {
-        delete made;
-        throw Refusal("Group " + name + " was not created", cause);
+Change ChangeOf(Context& context, const std::string& name, const std::string& verb) {
+    return {context, "Group " + name, verb, ShowingGroup(name)};
+}
+
+void ReportGroup(Context& context, const Change& change, const std::string& name) {
+    Json record;
+    change.Report([&] { record = Summary(FindGroup(context, name)); });
+    context.PrintRecord(record);
+}
+
+// Replaces them, and makes sure of it.
+void WriteOwners(Group& group, const std::vector<Node*>& owners, const Change& change) {
+    std::vector<HNODE> nodes;
+    StringArray wanted;
+    for (const Node* owner : owners) {
+        nodes.push_back(owner->Handle());
+        wanted.push_back(owner->Name());
     }
-    context.ForgetCluster();
-    context.PrintRecord(Summary(FindGroup(context, name)));
+    SetLastError(0);
+    group.SetPreferredOwners(static_cast<int>(nodes.size()), nodes.data());
+    const DWORD cause = GetLastError();
+    change.RequireKnown(cause);
+    if (cause || MembersOf(group.Handle(), CLUSTER_GROUP_ENUM_NODES) != wanted)
+        change.Refuse(cause, ": its preferred owners were refused");
 }
 
-void ReportGroup(Context& context, Group& group, const GroupGoal& goal, DWORD cause) {
-    AwaitGroup(context, group, goal, cause);
-    context.PrintRecord(Summary(group));
+// The library writes the preferred owners as one text, each name ended by "#", and sets those of them that it has
+// discovered, which here are none.
+void CreateGroup(Context& context, const std::string& name, const std::vector<std::string>& ownerNames) {
+    const std::vector<Node*> owners = FindNodes(context, ownerNames);
+    std::wstring parameter = L"PreferredOwners=REG_SZ:";
+    for (const Node* owner : owners) parameter += owner->Name() + L"#";
+    const StringArray parameters = owners.empty() ? StringArray() : StringArray{parameter};
+    const Change change = ChangeOf(context, name, "created");
+    change.Make([&] {
+        OstraDLL::Cluster& cluster = context.OpenedCluster();
+        SetLastError(0);
+        Group* made = cluster.CreateGroup(FromUtf8(name), &parameters);
+        const DWORD cause = GetLastError();
+        // A refused group is handed out too, and is then ours.
+        const bool isStored = made && cluster.GroupsPtr()->Find(FromUtf8(name)) == made;
+        if (!isStored) delete made;
+        if (!isStored) change.Refuse(cause);
+        if (!owners.empty()) WriteOwners(*made, owners, change);
+    });
+    ReportGroup(context, change, name);
 }
 
 void BringOnline(Context& context, const std::string& name) {
     Group& group = FindGroup(context, name);
     SetLastError(0);
-    context.Cluster().BringGroupOnLine(group.Name());
-    ReportGroup(context, group, {"online", ClusterGroupOnline}, GetLastError());
+    group.BringOnLine();
+    const DWORD cause = GetLastError();
+    const Change change = ChangeOf(context, name, "brought online");
+    context.PrintRecord(AwaitGroup(context, group, {"online", ClusterGroupOnline}, change, cause));
 }
 
 void TakeOffline(Context& context, const std::string& name) {
     Group& group = FindGroup(context, name);
     SetLastError(0);
-    context.Cluster().BringGroupOffLine(group.Name());
-    ReportGroup(context, group, {"offline", ClusterGroupOffline}, GetLastError());
+    group.BringOffLine();
+    const DWORD cause = GetLastError();
+    const Change change = ChangeOf(context, name, "taken offline");
+    context.PrintRecord(AwaitGroup(context, group, {"offline", ClusterGroupOffline}, change, cause));
 }
 
 void MoveGroup(Context& context, const std::string& name) {
     Group& group = FindGroup(context, name);
-    group.Status(0);
+    RequireRead("The owner of group " + name, [&] { group.Status(0); });
     const std::wstring before = group.CurrentOwnerName();
+    const Change change = ChangeOf(context, name, "moved");
     SetLastError(0);
-    context.Cluster().MoveGroup(group.Name());
+    group.MoveGroup();
     const DWORD cause = GetLastError();
-    const bool hasMoved = context.WaitUntil([&] {
-        group.Status(0);
-        return group.CurrentOwnerName() != before && StateOf(group) != ClusterGroupPending;
-    });
-    if (hasMoved) return context.PrintRecord(Summary(group));
-    if (!cause || cause == error::IoPending)
+    change.RequireKnown(cause);
+    const std::string place = "still on " + ToUtf8(before);
+    if (cause && cause != error::IoPending) change.Refuse(cause, " and is " + place);
+    Json summary;
+    const auto hasMoved = [&] {
+        change.Report([&] { summary = Summary(group); });
+        return group.CurrentOwnerName() != before && summary["state"] != DWORD{ClusterGroupPending};
+    };
+    if (!context.WaitUntil(hasMoved))
         throw CommandError(ExitCode::NotSettled,
-                           "Group " + name + " is still on " + ToUtf8(before) + ". Wait longer with --wait SECONDS.");
-    throw Refusal("Group " + name + " was not moved and is still on " + ToUtf8(before), cause);
+                           "Group " + name + " is " + place + ". Wait longer with --wait SECONDS.");
+    context.PrintRecord(summary);
 }
 
 void RenameGroup(Context& context, const std::string& name, const std::string& newName) {
     Group& group = FindGroup(context, name);
+    const Change change(context, "Group " + name, "renamed", "ostra group list");
     SetLastError(0);
-    const int isRenamed = context.Cluster().RenameGroup(group.Name(), FromUtf8(newName));
-    const DWORD cause = GetLastError();
-    if (!isRenamed) throw Refusal("Group " + name + " was not renamed", cause);
-    context.ForgetCluster();
-    context.PrintRecord(Summary(FindGroup(context, newName)));
+    if (!group.Rename(FromUtf8(newName))) change.Refuse(GetLastError());
+    ReportGroup(context, change, newName);
 }
 
 void SetOwners(Context& context, const std::string& name, const std::vector<std::string>& owners, bool isNone) {
     Group& group = FindGroup(context, name);
-    if (!owners.empty() || isNone) {
-        std::vector<HNODE> nodes;
-        StringArray wanted;
-        for (Node* node : FindNodes(context, owners)) {
-            if (!node->Open()) throw Refusal("Node " + ToUtf8(node->Name()), GetLastError());
-            nodes.push_back(node->Handle());
-            wanted.push_back(node->Name());
-        }
-        SetLastError(0);
-        group.SetPreferredOwners(static_cast<int>(nodes.size()), nodes.data());
-        const DWORD cause = GetLastError();
-        if (MembersOf(group.Handle(), CLUSTER_GROUP_ENUM_NODES) != wanted)
-            throw Refusal("The preferred owners of group " + name + " were not set", cause);
+    Json record{{"name", ToUtf8(group.Name())}};
+    const auto read = [&] { record["preferredOwners"] = ToJson(MembersOf(group.Handle(), CLUSTER_GROUP_ENUM_NODES)); };
+    if (owners.empty() && !isNone) {
+        read();
+    } else {
+        const std::vector<Node*> nodes = FindNodes(context, owners);
+        const Change change(context, "Group " + name, "given other preferred owners", ShowingGroup(name));
+        change.Make([&] { WriteOwners(group, nodes, change); });
+        change.Report(read);
     }
-    context.PrintRecord({{"name", ToUtf8(group.Name())},
-                         {"preferredOwners", ToJson(MembersOf(group.Handle(), CLUSTER_GROUP_ENUM_NODES))}});
+    context.PrintRecord(record);
 }
 
 void DeleteGroup(Context& context, const std::string& name) {
     const std::wstring exact = FindGroup(context, name).Name();
     const platform::ObjectId id = IdOf(context, platform::ObjectKind::Group, exact);
+    const Change change(context, "Group " + name, "deleted", "ostra group list");
     if (const DWORD code = context.Administration().DeleteGroup(id)) {
+        change.RequireKnown(code);
         const std::string hint =
             code == error::DirectoryNotEmpty || code == error::InvalidState || code == error::GroupNotAvailable
                 ? " Take it offline and delete its resources first."
                 : "";
         throw CommandError(ExitCodeOf(code), "Group " + name + " was not deleted: " + CauseText(code) + hint);
     }
-    context.ForgetCluster();
-    ListGroups(context);
+    Json left;
+    change.Report([&] { left = Rows(context); });
+    context.PrintList(columns, left);
 }
 
 void AddTemplateOptions(CLI::App& command, const std::shared_ptr<TemplateGroupWish>& wish, CLI::Option* fromTemplate) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <ostra/cluster/Group.h>
-#include <programs/support/Context.h>
+#include <programs/support/Change.h>
 
 namespace programs {
 
@@ -11,8 +11,8 @@ struct GroupGoal {
     DWORD state;
 };
 
-/// Waits as --wait says until the group is there. Ends the command when it is not: not settled while the group is on
-/// its way or `cause` is "pending", else refused, with the cause.
-void AwaitGroup(Context& context, Group& group, const GroupGoal& goal, DWORD cause);
+/// Waits as --wait says until the group is there, and returns its summary. Ends the command when it is not: not settled
+/// while the group is on its way, its state cannot be read or `cause` is "pending"; else refused, with the cause.
+Json AwaitGroup(Context& context, Group& group, const GroupGoal& goal, const Change& change, DWORD cause);
 
 }  // namespace programs

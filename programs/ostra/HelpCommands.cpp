@@ -12,8 +12,9 @@ constexpr const char* exitCodes =
     "2  wrong usage\n"
     "3  no such object\n"
     "4  exists already\n"
-    "5  not settled in the time given\n"
-    "6  the cluster cannot be reached\n";
+    "5  not settled in the time given, or not known what is now: what was changed, or may have\n"
+    "   been, cannot be read; the message says which, and the command that shows it\n"
+    "6  the cluster or this machine's registry cannot be reached or read\n";
 
 constexpr const char* environment =
     "OSTRA_HOME     the state directory (default: /var/lib/ostra for root, otherwise\n"

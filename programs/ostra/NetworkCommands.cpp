@@ -3,6 +3,7 @@
 #include <platform/base/text.h>
 #include <platform/cluster/control_codes.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Change.h>
 #include <programs/support/Objects.h>
 #include <programs/support/Settings.h>
 
@@ -31,7 +32,7 @@ void ListNetworks(Context& context) {
     context.PrintList(networkColumns, rows);
 }
 
-void PrintNetwork(Context& context, Network& network) {
+Json Describe(Context& context, Network& network) {
     Json record = Summary(network);
     record["use"] = UseOf(record["role"].get<std::size_t>());
     record["description"] = ToUtf8(network.Description());
@@ -40,11 +41,11 @@ void PrintNetwork(Context& context, Network& network) {
         const Json summary = Summary(*networkInterface);
         if (summary["network"] == record["name"]) record["interfaces"].push_back(summary["name"]);
     }
-    context.PrintRecord(record);
+    return record;
 }
 
 void ShowNetwork(Context& context, const std::string& name) {
-    PrintNetwork(context, FindNetwork(context, name));
+    context.PrintRecord(Describe(context, FindNetwork(context, name)));
 }
 
 // Texts and numbers are sent apart: only together do they make the change that was asked for.
@@ -53,8 +54,8 @@ void SetNetwork(Context& context, const std::string& name, const std::vector<std
     StringArray parameters;
     for (const Setting& setting : settings) parameters.push_back(setting.text);
     Network& network = FindNetwork(context, name);
-    const std::string what = "Network " + name + " was not changed";
-    context.Transact(what, [&] {
+    const Change change(context, "Network " + name, "changed", "ostra network show \"" + name + "\"");
+    change.Make([&] {
         SetLastError(0);
         network.SetAttributes(&parameters, CLUSCTL_NETWORK_SET_COMMON_PROPERTIES);
         const DWORD cause = GetLastError();
@@ -62,10 +63,12 @@ void SetNetwork(Context& context, const std::string& name, const std::vector<std
         network.GetAttributes(&attributes, CLUSCTL_NETWORK_GET_COMMON_PROPERTIES);
         for (const Setting& setting : settings)
             if (!IsStored(setting, attributes))
-                throw Refusal(what + ": \"" + ToUtf8(setting.text) + "\" was not stored",
-                              cause ? cause : DWORD{error::InvalidParameter});
+                change.Refuse(cause ? cause : DWORD{error::InvalidParameter},
+                              ": \"" + ToUtf8(setting.text) + "\" was not stored");
     });
-    PrintNetwork(context, network);
+    Json record;
+    change.Report([&] { record = Describe(context, network); });
+    context.PrintRecord(record);
 }
 
 void ListInterfaces(Context& context) {

@@ -1,8 +1,11 @@
+#include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
-#include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Change.h>
 #include <programs/support/Objects.h>
+
+namespace error = platform::error;
 
 namespace programs {
 
@@ -10,50 +13,63 @@ namespace {
 
 const std::vector<Column> columns{{"name", "NAME"}, {"state", "STATE"}, {"text", "TEXT"}};
 
-void ListNodes(Context& context) {
+Json Rows(Context& context) {
     Json rows = Json::array();
-    for (Node* node : NodesOf(context)) rows.push_back(Summary(*node));
-    context.PrintList(columns, rows);
+    ForEachNode(context, [&](Node& node) { rows.push_back(Summary(node)); });
+    return rows;
+}
+
+void ListNodes(Context& context) {
+    context.PrintList(columns, Rows(context));
 }
 
 void ShowNode(Context& context, const std::string& name) {
     Node& node = FindNode(context, name);
     Json record = Summary(node);
-    record["groups"] = Json::array();
-    for (Group* group : GroupsOf(context)) {
-        const Json summary = Summary(*group);
-        if (summary["owner"] == record["name"]) record["groups"].push_back(summary["name"]);
-    }
+    Json groups = Json::array();
+    ForEachGroup(context, [&](Group& group) {
+        const Json summary = Summary(group);
+        if (summary["owner"] == record["name"]) groups.push_back(summary["name"]);
+    });
+    record["groups"] = groups;
     context.PrintRecord(record);
 }
 
-// The library's operations act on an open node and answer what the service said; the state afterwards is what counts.
-void ChangeNode(Context& context, const std::string& name, int (Node::*change)(), DWORD wanted, const char* what) {
+// The library's operations answer what the service said; the state afterwards is what counts.
+void ChangeNode(Context& context, const std::string& name, int (Node::*operation)(), DWORD wanted, const char* verb) {
     Node& node = FindNode(context, name);
-    if (!node.Open()) throw Refusal("Node " + name, GetLastError());
+    const Change change(context, "Node " + name, verb, "ostra node show \"" + name + "\"");
     SetLastError(0);
-    (node.*change)();
+    (node.*operation)();
     const DWORD cause = GetLastError();
-    if (!context.WaitUntil([&] { return StateOf(node) == wanted; })) {
-        const std::string state = TextOf(Summary(node)["text"]);
-        if (cause) throw Refusal("Node " + name + " was not " + what + " (" + state + ")", cause);
-        throw CommandError(ExitCode::NotSettled, "Node " + name + " is not " + what + " yet: " + state +
+    change.RequireKnown(cause);
+    const bool isRefused = cause && cause != error::IoPending;
+    Json summary;
+    const auto read = [&] { summary = Summary(node); };
+    const auto isThere = [&] {
+        if (isRefused)
+            read();
+        else
+            change.Report(read);
+        return summary["state"] == wanted;
+    };
+    if (!context.WaitUntil(isThere)) {
+        const std::string state = TextOf(summary["text"]);
+        if (isRefused) change.Refuse(cause, " (" + state + ")");
+        throw CommandError(ExitCode::NotSettled, "Node " + name + " is not " + verb + " yet: " + state +
                                                      " Look again with: ostra node show " + name);
     }
-    context.PrintRecord(Summary(node));
+    context.PrintRecord(summary);
 }
 
 void EvictNode(Context& context, const std::string& name) {
     Node& node = FindNode(context, name);
-    if (!node.Open()) throw Refusal("Node " + name, GetLastError());
+    const Change change(context, "Node " + name, "evicted", "ostra node list");
     SetLastError(0);
-    node.Evict();
-    const DWORD cause = GetLastError();
-    context.ForgetCluster();
-    for (Node* left : NodesOf(context))
-        if (platform::EqualIgnoringCase(left->Name(), platform::FromUtf8(name)))
-            throw Refusal("Node " + name + " was not evicted", cause);
-    ListNodes(context);
+    if (!node.Evict()) change.Refuse(GetLastError());
+    Json left;
+    change.Report([&] { left = Rows(context); });
+    context.PrintList(columns, left);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <ostra/cluster/Cluster.h>
 #include <ostra/network/IPStack.h>
 #include <ostra/network/NetworkAdapter.h>
 #include <ostra/network/NetworkAdapters.h>
@@ -7,6 +8,7 @@
 #include <platform/base/text.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/AddressPools.h>
+#include <programs/support/Change.h>
 #include <programs/support/Ipv4.h>
 #include <programs/support/KeyTree.h>
 #include <programs/support/Objects.h>
@@ -49,17 +51,30 @@ Json Summary(Context& context, const Network& network) {
 }
 
 // A pool is several values: only within a transaction do they belong together.
-void ListPools(Context& context) {
-    Json rows = Json::array();
+Json Rows(Context& context) {
+    Json rows;
     context.Transact("The address pools cannot be listed", [&] {
+        rows = Json::array();
         for (const Network* network : NetworksOf(context)) {
             if (!HasPool(context, network->ID())) continue;
             rows.push_back({{"name", ToUtf8(network->Name())}});  // a pool goes by its network's name
             rows.back().update(Summary(context, *network));
         }
     });
+    return rows;
+}
+
+void PrintPools(Context& context, const Json& rows) {
     if (rows.empty()) context.Say("There is no address pool. Make one with: ostra pool create NETWORK START END");
     if (!rows.empty() || context.options.isJson) context.PrintList(columns, rows);
+}
+
+void ListPools(Context& context) {
+    PrintPools(context, Rows(context));
+}
+
+Change ChangeOf(Context& context, const std::string& name, const std::string& verb) {
+    return {context, "The pool of network " + name, verb, "ostra pool show \"" + name + "\""};
 }
 
 void ShowPool(Context& context, const std::string& name) {
@@ -90,7 +105,9 @@ void CheckRole(const Network& network) {
 void Take(Context& context, const std::string& name) {
     std::string network;
     std::string address;
-    context.Transact("No address was taken from the pool of network " + name, [&] {
+    const Change change(context, "An address of the pool of network " + name, "taken",
+                        "ostra pool show \"" + name + "\"");
+    change.Make([&] {
         const Network& found = FindNetwork(context, name);
         CheckRole(found);
         network = ToUtf8(found.Name());
@@ -165,7 +182,7 @@ Json WritePool(Context& context, const Network& network, const Range& range) {
 void Create(Context& context, const std::string& name, const Range& range, bool isForced) {
     CheckRange(range);
     Json made;
-    context.Transact("The pool of network " + name + " was not created", [&] {
+    ChangeOf(context, name, "created").Make([&] {
         const Network& network = FindNetwork(context, name);
         CheckRole(network);
         CheckSubnet(range, network);
@@ -181,7 +198,7 @@ void Create(Context& context, const std::string& name, const Range& range, bool 
 // A range that was damaged since is refused as one from the command line would be.
 void Reset(Context& context, const std::string& name) {
     Json made;
-    context.Transact("The pool of network " + name + " was not reset", [&] {
+    ChangeOf(context, name, "reset").Make([&] {
         const Network& network = FindNetwork(context, name);
         const std::unique_ptr<IPStack> pool = ExistingPool(context, network);
         const Range range{FirstAddress(*pool), ToUtf8(pool->EndingAddress())};
@@ -198,13 +215,15 @@ void Reset(Context& context, const std::string& name) {
 }
 
 void Delete(Context& context, const std::string& name) {
-    const std::string what = "The pool of network " + name + " was not deleted";
-    context.Transact(what, [&] {
+    const Change change(context, "The pool of network " + name, "deleted", "ostra pool list");
+    change.Make([&] {
         const Network& network = FindNetwork(context, name);
         RequirePool(context, network);
-        if (const DWORD code = PoolKey(context, poolsKey).DeleteSubkey(network.ID())) throw Refusal(what, code);
+        if (const DWORD code = PoolKey(context, poolsKey).DeleteSubkey(network.ID())) change.Refuse(code);
     });
-    ListPools(context);
+    Json left;
+    change.Report([&] { left = Rows(context); });
+    PrintPools(context, left);
 }
 
 // The adapters' collection opens a pool for every network that clients reach, which leaves keys without values.
@@ -230,7 +249,7 @@ Json RecycleUnheld(Context& context, const std::string& name) {
     if (only) RequirePool(context, *only);
     if (only) CheckRole(*only);
     const HeldAddresses held(context);
-    const NetworkAdapters adapters(context.ClusterName(), context.Cluster().ClusterHandle(), 0, 0);
+    const NetworkAdapters adapters(context.ClusterName(), context.OpenedCluster().ClusterHandle(), 0, 0);
     Json rows = Json::array();
     for (const Network* network : NetworksOf(context)) {
         NetworkAdapter* adapter = adapters.FindAdapterByName(network->Name());
@@ -244,7 +263,8 @@ Json RecycleUnheld(Context& context, const std::string& name) {
 // Cluster and resources are read within the transaction: nobody takes an address or makes a resource meanwhile.
 void RecycleAddresses(Context& context, const std::string& name) {
     Json rows;
-    context.Transact("Nothing was recycled", [&] { rows = RecycleUnheld(context, name); });
+    const Change change(context, "What nothing holds", "recycled", "ostra pool list");
+    change.Make([&] { rows = RecycleUnheld(context, name); });
     if (rows.empty()) context.Say("Nothing to recycle.");
     if (!rows.empty() || context.options.isJson)
         context.PrintList({{"network", "NETWORK"}, {"address", "ADDRESS"}}, rows);

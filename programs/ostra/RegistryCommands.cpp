@@ -1,9 +1,9 @@
 #include <platform/base/error_codes.h>
+#include <platform/base/registry_types.h>
 #include <platform/base/text.h>
-#include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Change.h>
 #include <programs/support/KeyTree.h>
-#include <programs/support/Transaction.h>
 
 namespace error = platform::error;
 using platform::FromUtf8;
@@ -40,9 +40,8 @@ class OpenKey {
 public:
     OpenKey(KeyTree& tree, const Arguments& arguments, DWORD access) : _tree(tree) {
         if (const DWORD code = tree.Open(PathOf(arguments), access, _key))
-            throw CommandError(ExitCodeOf(code) == ExitCode::Unreachable ? ExitCode::Refused : ExitCodeOf(code),
-                               "Key \"" + arguments.path + "\": " + CauseText(code) +
-                                   (code == error::InvalidParameter ? PathHint(arguments) : ""));
+            throw CommandError(ExitCodeOf(code), "Key \"" + arguments.path + "\": " + CauseText(code) +
+                                                     (code == error::InvalidParameter ? PathHint(arguments) : ""));
     }
     OpenKey(const OpenKey&) = delete;
     OpenKey& operator=(const OpenKey&) = delete;
@@ -61,17 +60,16 @@ Json Row(const KeyValue& value) {
 
 const std::vector<Column> columns{{"name", "NAME"}, {"kind", "KIND"}, {"type", "TYPE"}, {"value", "VALUE"}};
 
-void List(Context& context, const Arguments& arguments) {
-    const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
-    const OpenKey key(*tree, arguments, KEY_READ);
+Json Rows(KeyTree& tree, const Arguments& arguments) {
+    const OpenKey key(tree, arguments, KEY_READ);
     Json rows = Json::array();
     if (!arguments.isRecursive) {
-        for (const std::wstring& name : tree->Subkeys(key.Get()))
+        for (const std::wstring& name : tree.Subkeys(key.Get()))
             rows.push_back({{"name", ToUtf8(name)}, {"kind", "key"}});
-        for (const KeyValue& value : tree->Values(key.Get())) rows.push_back(Row(value));
-        return context.PrintList(columns, rows);
+        for (const KeyValue& value : tree.Values(key.Get())) rows.push_back(Row(value));
+        return rows;
     }
-    WalkKeys(*tree, key.Get(), PathOf(arguments), [&](const std::wstring& path, const KeyValue& value) {
+    WalkKeys(tree, key.Get(), PathOf(arguments), [&](const std::wstring& path, const KeyValue& value) {
         const bool isEmptyKey = value.name.empty() && value.data.empty();
         if (isEmptyKey) rows.push_back({{"name", ToUtf8(path)}, {"kind", "key"}});
         if (isEmptyKey) return;
@@ -79,7 +77,11 @@ void List(Context& context, const Arguments& arguments) {
         row["name"] = ToUtf8(path.empty() ? value.name : path + L"\\" + value.name);
         rows.push_back(row);
     });
-    context.PrintList(columns, rows);
+    return rows;
+}
+
+void List(Context& context, const Arguments& arguments) {
+    context.PrintList(columns, Rows(*TreeOf(context, arguments), arguments));
 }
 
 Json ReadValues(KeyTree& tree, HKEY key, const std::vector<std::wstring>& names, const std::string& path) {
@@ -104,25 +106,32 @@ void Get(Context& context, const Arguments& arguments) {
     for (const Json& row : rows) context.Say(TextOf(row["value"]));
 }
 
-// Whole or not at all.
-void Change(Context& context, const Arguments& arguments, const std::function<void()>& steps) {
-    const std::string what = "Key \"" + arguments.path + "\" was not changed";
-    if (arguments.isClusterDatabase)
-        context.Transact(what, steps);
-    else
-        RunTransaction(what, platform::TransactRegistry, steps);
+Change ChangeOf(Context& context, const Arguments& arguments, const std::string& verb) {
+    const std::string where = arguments.isClusterDatabase ? "--cluster-database " : "";
+    return {context, "Key \"" + arguments.path + "\"", verb,
+            "ostra registry list " + where + "'" + arguments.path + "'"};
 }
 
-void WriteKey(KeyTree& tree, const Arguments& arguments, const std::vector<KeyValue>& values) {
+// Whole or not at all.
+void Make(const Change& change, const Arguments& arguments, const std::function<void()>& steps) {
+    if (arguments.isClusterDatabase)
+        change.Make(steps);
+    else
+        change.MakeInRegistry(steps);
+}
+
+void WriteKey(KeyTree& tree, const Arguments& arguments, const std::vector<KeyValue>& values, const Change& change) {
     HKEY created = nullptr;
-    if (const DWORD code = tree.Create(PathOf(arguments), created))
+    if (const DWORD code = tree.Create(PathOf(arguments), created)) {
+        change.RequireKnown(code);
         throw CommandError(ExitCodeOf(code), "Key \"" + arguments.path + "\" was not created: " + CauseText(code) +
                                                  (code == error::InvalidParameter ? PathHint(arguments) : ""));
+    }
     tree.Close(created);
     const OpenKey key(tree, arguments, KEY_ALL_ACCESS);
     for (const KeyValue& value : values)
         if (const DWORD code = tree.Set(key.Get(), value))
-            throw Refusal("Value \"" + ToUtf8(value.name) + "\" was not written", code);
+            change.Refuse(code, ": value \"" + ToUtf8(value.name) + "\"");
 }
 
 void Set(Context& context, const Arguments& arguments) {
@@ -133,9 +142,14 @@ void Set(Context& context, const Arguments& arguments) {
         names.push_back(values.back().name);
     }
     const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
-    Change(context, arguments, [&] { WriteKey(*tree, arguments, values); });
-    const OpenKey key(*tree, arguments, KEY_READ);
-    context.PrintList(columns, ReadValues(*tree, key.Get(), names, arguments.path));
+    const Change change = ChangeOf(context, arguments, "written");
+    Make(change, arguments, [&] { WriteKey(*tree, arguments, values, change); });
+    Json rows;
+    change.Report([&] {
+        const OpenKey key(*tree, arguments, KEY_READ);
+        rows = ReadValues(*tree, key.Get(), names, arguments.path);
+    });
+    context.PrintList(columns, rows);
 }
 
 void DeleteKey(Context& context, const Arguments& arguments) {
@@ -147,10 +161,12 @@ void DeleteKey(Context& context, const Arguments& arguments) {
     Arguments above = arguments;
     above.path = last == std::wstring::npos ? "" : ToUtf8(path.substr(0, last));
     const OpenKey parent(*tree, above, KEY_ALL_ACCESS);
-    Change(context, arguments, [&] {
+    const Change change = ChangeOf(context, above, "changed");
+    Make(change, arguments, [&] {
         DWORD code = arguments.isRecursive ? DeleteSubkeys(*tree, path) : DWORD{error::Success};
         if (!code) code = tree->DeleteKey(parent.Get(), last == std::wstring::npos ? path : path.substr(last + 1));
         if (!code) return;
+        change.RequireKnown(code);
         const bool hasSubkeys = code == error::KeyHasChildren || code == error::AccessDenied;
         throw CommandError(
             ExitCodeOf(code),
@@ -164,12 +180,15 @@ void Delete(Context& context, const Arguments& arguments) {
     if (arguments.values.empty()) return DeleteKey(context, arguments);
     const std::unique_ptr<KeyTree> tree = TreeOf(context, arguments);
     const OpenKey key(*tree, arguments, KEY_ALL_ACCESS);
-    Change(context, arguments, [&] {
+    const Change change = ChangeOf(context, arguments, "changed");
+    Make(change, arguments, [&] {
         for (const std::string& name : arguments.values)
             if (const DWORD code = tree->DeleteValue(key.Get(), FromUtf8(name)))
-                throw Refusal("Value \"" + name + "\" was not deleted", code);
+                change.Refuse(code, ": value \"" + name + "\" was not deleted");
     });
-    List(context, arguments);
+    Json rows;
+    change.Report([&] { rows = Rows(*tree, arguments); });
+    context.PrintList(columns, rows);
 }
 
 using Action = void (*)(Context&, const Arguments&);

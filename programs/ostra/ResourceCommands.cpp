@@ -1,3 +1,4 @@
+#include <ostra/cluster/Cluster.h>
 #include <ostra/cluster/PredefinedResourceTypes.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
@@ -5,7 +6,9 @@
 #include <platform/cluster/cluster_api.h>
 #include <platform/cluster/control_codes.h>
 #include <programs/ostra/Command.h>
+#include <programs/support/Change.h>
 #include <programs/support/Objects.h>
+#include <programs/support/Reading.h>
 #include <programs/support/Settings.h>
 
 #include <algorithm>
@@ -30,13 +33,19 @@ Json Row(Resource& resource) {
             {"text", summary["text"]}};
 }
 
-void ListResources(Context& context, const std::string& groupName) {
+Json Rows(Context& context, const std::string& groupName = {}) {
     Json rows = Json::array();
-    const std::vector<Group*> groups =
-        groupName.empty() ? GroupsOf(context) : std::vector<Group*>{&FindGroup(context, groupName)};
-    for (Group* group : groups)
-        for (Resource* resource : ResourcesOf(*group)) rows.push_back(Row(*resource));
-    context.PrintList(columns, rows);
+    const auto add = [&](Resource& resource) { rows.push_back(Row(resource)); };
+    const auto addAll = [&](Group& group) { ForEachResourceOf(context, group, add); };
+    if (groupName.empty())
+        ForEachGroup(context, addAll);
+    else
+        addAll(FindGroup(context, groupName));
+    return rows;
+}
+
+void ListResources(Context& context, const std::string& groupName) {
+    context.PrintList(columns, Rows(context, groupName));
 }
 
 void PrintResource(Context& context, Resource& resource) {
@@ -50,12 +59,20 @@ void PrintResource(Context& context, Resource& resource) {
     context.PrintRecord(record);
 }
 
+Change ChangeOf(Context& context, const std::string& name, const std::string& verb) {
+    return {context, "Resource " + name, verb, "ostra resource show \"" + name + "\""};
+}
+
 // What a command that changed the resource reports: who it is, and what was there to change.
-void PrintOutcome(Context& context, Resource& resource) {
-    Json record = Row(resource);
-    record["dependsOn"] = ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_DEPENDS));
-    resource.GetPrivateAttributes();
-    record["parameters"] = ToJson(*resource.PrivateAttributes());
+void PrintOutcome(Context& context, const Change& change, const std::string& name) {
+    Json record;
+    change.Report([&] {
+        Resource& resource = FindResource(context, name);
+        record = Row(resource);
+        record["dependsOn"] = ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_DEPENDS));
+        resource.GetPrivateAttributes();
+        record["parameters"] = ToJson(*resource.PrivateAttributes());
+    });
     context.PrintRecord(record);
 }
 
@@ -64,29 +81,31 @@ void ShowResource(Context& context, const std::string& name) {
 }
 
 // Reads back what a write has left behind: the library counts lists that were sent, not values that arrived.
-void CheckStored(Resource& resource, const std::vector<Setting>& settings, DWORD cause) {
+void RequireStored(Resource& resource, const std::vector<Setting>& settings, const Change& change, DWORD cause) {
+    change.RequireKnown(cause);
     resource.Discover(1);
     for (const Setting& setting : settings)
         if (!IsStored(setting, *resource.PrivateAttributes()) && !IsStored(setting, *resource.CommonAttributes()))
-            throw Refusal("Resource " + ToUtf8(resource.Name()) + ": \"" + ToUtf8(setting.text) + "\" was not stored",
-                          cause ? cause : DWORD{error::InvalidParameter});
+            change.Refuse(cause ? cause : DWORD{error::InvalidParameter},
+                          ": \"" + ToUtf8(setting.text) + "\" was not stored");
 }
 
 void SetProperties(Context& context, const std::string& name, const std::vector<std::string>& texts) {
     const std::vector<Setting> settings = ParseSettings(texts);
     Resource& resource = FindResource(context, name);
-    resource.Discover(1);
+    RequireRead("The properties of resource " + name, [&] { resource.Discover(1); });
     StringArray common;
     StringArray parameters;
     for (const Setting& setting : settings)
         (FindAttribute(*resource.CommonAttributes(), setting.name) ? common : parameters).push_back(setting.text);
-    context.Transact("Resource " + name + " was not changed", [&] {
+    const Change change = ChangeOf(context, name, "changed");
+    change.Make([&] {
         SetLastError(0);
         if (!common.empty()) resource.SetAttributes(&common, CLUSCTL_RESOURCE_SET_COMMON_PROPERTIES);
         if (!parameters.empty()) resource.SetAttributes(&parameters, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
-        CheckStored(resource, settings, GetLastError());
+        RequireStored(resource, settings, change, GetLastError());
     });
-    PrintOutcome(context, resource);
+    PrintOutcome(context, change, name);
 }
 
 std::vector<Resource*> FindResources(Context& context, const std::vector<std::string>& names) {
@@ -95,37 +114,37 @@ std::vector<Resource*> FindResources(Context& context, const std::vector<std::st
     return resources;
 }
 
-void MakeDependent(Resource& resource, const std::vector<Resource*>& others, const std::string& refusal) {
+void MakeDependent(Resource& resource, const std::vector<Resource*>& others, const Change& change) {
     for (Resource* other : others) {
         SetLastError(0);
         if (resource.MakeItDependOn(other)) continue;
         const DWORD cause = GetLastError();
         const bool isOfAnother = Row(*other)["group"] != Row(resource)["group"];
-        throw CommandError(ExitCodeOf(cause ? cause : DWORD{error::GeneralFailure}),
-                           refusal + " on " + ToUtf8(other->Name()) + ": " + CauseText(cause) +
-                               (isOfAnother ? " Resources depend on others of their own group only." : ""));
+        change.Refuse(cause, ": it cannot depend on " + ToUtf8(other->Name()) +
+                                 (isOfAnother ? ", for resources depend on others of their own group only" : ""));
     }
 }
 
-void MakeIndependent(Resource& resource, const std::vector<Resource*>& others) {
+void MakeIndependent(Resource& resource, const std::vector<Resource*>& others, const Change& change) {
     for (Resource* other : others)
         if (const DWORD code = RemoveClusterResourceDependency(resource.Handle(), other->Handle()))
-            throw Refusal("Resource " + ToUtf8(resource.Name()) + " still depends on " + ToUtf8(other->Name()), code);
+            change.Refuse(code, ": it still depends on " + ToUtf8(other->Name()));
 }
 
 void Depend(Context& context, const std::string& name, const std::vector<std::string>& otherNames, bool isRemoved) {
     Resource& resource = FindResource(context, name);
     const std::vector<Resource*> others = FindResources(context, otherNames);
-    context.Transact("Resource " + name + " was not changed", [&] {
+    const Change change = ChangeOf(context, name, "changed");
+    change.Make([&] {
         if (isRemoved)
-            MakeIndependent(resource, others);
+            MakeIndependent(resource, others, change);
         else
-            MakeDependent(resource, others, "Resource " + name + " was not made to depend");
+            MakeDependent(resource, others, change);
     });
-    PrintOutcome(context, resource);
+    PrintOutcome(context, change, name);
 }
 
-void ReplaceOwners(Context& context, Resource& resource, const std::vector<Node*>& owners, const std::string& refusal) {
+void ReplaceOwners(Context& context, Resource& resource, const std::vector<Node*>& owners, const Change& change) {
     StringArray wanted;
     for (const Node* owner : owners) wanted.push_back(owner->Name());
     const StringArray present = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
@@ -136,23 +155,31 @@ void ReplaceOwners(Context& context, Resource& resource, const std::vector<Node*
     resource.SetPossibleOwners(&added);
     for (const std::wstring& node : present) {
         if (std::find(wanted.begin(), wanted.end(), node) != wanted.end()) continue;
-        Node& former = FindNode(context, ToUtf8(node));
-        if (former.Open()) RemoveClusterResourceNode(resource.Handle(), former.Handle());
+        RemoveClusterResourceNode(resource.Handle(), FindNode(context, ToUtf8(node)).Handle());
     }
     const DWORD cause = GetLastError();
+    change.RequireKnown(cause);
     StringArray after = MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES);
     std::sort(after.begin(), after.end());
     std::sort(wanted.begin(), wanted.end());
-    if (after != wanted) throw Refusal(refusal, cause);
+    if (after != wanted) change.Refuse(cause);
 }
 
 void SetOwners(Context& context, const std::string& name, const std::vector<std::string>& owners) {
     Resource& resource = FindResource(context, name);
-    const std::vector<Node*> wanted = FindNodes(context, owners);
-    const std::string refusal = "The possible owners of resource " + name + " were not set";
-    if (!wanted.empty()) context.Transact(refusal, [&] { ReplaceOwners(context, resource, wanted, refusal); });
-    context.PrintRecord({{"name", ToUtf8(resource.Name())},
-                         {"possibleOwners", ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES))}});
+    Json record{{"name", ToUtf8(resource.Name())}};
+    const auto read = [&] {
+        record["possibleOwners"] = ToJson(MembersOf(resource.Handle(), CLUSTER_RESOURCE_ENUM_NODES));
+    };
+    if (owners.empty()) {
+        read();
+    } else {
+        const std::vector<Node*> wanted = FindNodes(context, owners);
+        const Change change = ChangeOf(context, name, "given other possible owners");
+        change.Make([&] { ReplaceOwners(context, resource, wanted, change); });
+        change.Report(read);
+    }
+    context.PrintRecord(record);
 }
 
 struct NewResource {
@@ -166,7 +193,7 @@ struct NewResource {
 // The defaults of a type go by its exact name; one that the cluster does not know is for the cluster to refuse.
 std::wstring TypeOf(Context& context, const std::string& name) {
     const std::wstring wanted = FromUtf8(name);
-    for (const std::wstring& type : ResourceTypesOf(context))
+    for (const std::wstring& type : NamesOf(context, CLUSTER_ENUM_RESTYPE))
         if (platform::EqualIgnoringCase(type, wanted)) return type;
     return wanted;
 }
@@ -174,63 +201,74 @@ std::wstring TypeOf(Context& context, const std::string& name) {
 // Whole or not at all.
 void CreateResource(Context& context, const NewResource& wish) {
     const std::vector<Setting> settings = ParseSettings(wish.settings);
-    OstraDLL::Cluster& cluster = context.Cluster();
+    const OstraDLL::Cluster& cluster = context.OpenedCluster();
     Group& group = FindGroup(context, wish.group);
-    if (!group.Open()) throw Refusal("Group " + wish.group, GetLastError());
     const std::vector<Resource*> dependencies = FindResources(context, wish.dependencies);
     const std::unique_ptr<ResourceType> type =
         MakeResourceType(TypeOf(context, wish.type), cluster.ClusterHandle(), cluster.Name());
     StringArray parameters;
     for (const Setting& setting : settings) parameters.push_back(setting.text);
-    const std::string refusal = "Resource " + wish.name + " was not created";
-    Resource* resource = nullptr;
-    context.Transact(refusal, [&] {
+    const Change change = ChangeOf(context, wish.name, "created");
+    change.Make([&] {
         SetLastError(0);
-        resource = cluster.CreateResource(group.Name(), FromUtf8(wish.name), type.get(), &parameters);
+        const std::unique_ptr<Resource> resource(
+            group.CreateResource(FromUtf8(wish.name), type.get(), &parameters, 0, 0, 0, 0));
         const DWORD cause = GetLastError();
-        if (!resource || !resource->Handle()) throw Refusal(refusal, cause);
-        CheckStored(*resource, settings, cause);
-        MakeDependent(*resource, dependencies, refusal + ": it cannot depend");
+        if (!resource || !resource->Handle()) change.Refuse(cause);
+        RequireStored(*resource, settings, change, cause);
+        MakeDependent(*resource, dependencies, change);
     });
-    PrintOutcome(context, *resource);
+    PrintOutcome(context, change, wish.name);
 }
 
-void ReportResource(Context& context, Resource& resource, DWORD wanted, const char* done, DWORD cause) {
-    const std::string name = ToUtf8(resource.Name());
-    if (context.WaitUntil([&] { return StateOf(resource) == wanted; })) return context.PrintRecord(Row(resource));
-    const DWORD state = StateOf(resource);
-    const std::string text = TextOf(Row(resource)["text"]);
-    if (state >= ClusterResourcePending && state != ClusterStateUnknown)
-        throw CommandError(ExitCode::NotSettled,
-                           "Resource " + name + " has not settled: " + text + " Wait longer with --wait SECONDS.");
-    throw Refusal("Resource " + name + " is not " + done + " (" + text + ")", cause);
+void ReportResource(Context& context, Resource& resource, DWORD wanted, const Change& change, DWORD cause) {
+    change.RequireKnown(cause);
+    const bool isRefused = cause && cause != error::IoPending;
+    Json row;
+    const auto read = [&] { row = Row(resource); };
+    const auto isThere = [&] {
+        if (isRefused)
+            read();
+        else
+            change.Report(read);
+        return row["state"] == wanted;
+    };
+    if (context.WaitUntil(isThere)) return context.PrintRecord(row);
+    const std::string text = TextOf(row["text"]);
+    if (cause == error::IoPending || row["state"] >= DWORD{ClusterResourcePending})
+        throw CommandError(ExitCode::NotSettled, "Resource " + ToUtf8(resource.Name()) + " has not settled: " + text +
+                                                     " Wait longer with --wait SECONDS.");
+    change.Refuse(cause, " (" + text + ")");
 }
 
 void BringOnline(Context& context, const std::string& name) {
     Resource& resource = FindResource(context, name);
     context.SetProgress("Bringing " + name + " online, which takes some seconds");
     SetLastError(0);
-    resource.BringOnLine();
-    const DWORD cause = GetLastError();
+    const DWORD cause = resource.BringOnLine() ? DWORD{error::Success} : GetLastError();
     context.SetProgress("");
-    ReportResource(context, resource, ClusterResourceOnline, "online", cause);
+    ReportResource(context, resource, ClusterResourceOnline, ChangeOf(context, name, "brought online"), cause);
 }
 
 void TakeOffline(Context& context, const std::string& name) {
     Resource& resource = FindResource(context, name);
     SetLastError(0);
-    resource.BringOffLine();
-    ReportResource(context, resource, ClusterResourceOffline, "offline", GetLastError());
+    const DWORD cause = resource.BringOffLine() ? DWORD{error::Success} : GetLastError();
+    ReportResource(context, resource, ClusterResourceOffline, ChangeOf(context, name, "taken offline"), cause);
 }
 
 void DeleteResource(Context& context, const std::string& name) {
     const std::wstring exact = FindResource(context, name).Name();
     const platform::ObjectId id = IdOf(context, platform::ObjectKind::Resource, exact);
-    if (const DWORD code = context.Administration().DeleteResource(id))
+    const Change change(context, "Resource " + name, "deleted", "ostra resource list");
+    if (const DWORD code = context.Administration().DeleteResource(id)) {
+        change.RequireKnown(code);
         throw CommandError(ExitCodeOf(code), "Resource " + name + " was not deleted: " + CauseText(code) +
                                                  " It must be offline, and nothing may depend on it.");
-    context.ForgetCluster();
-    ListResources(context, "");
+    }
+    Json left;
+    change.Report([&] { left = Rows(context); });
+    context.PrintList(columns, left);
 }
 
 void AddCreate(CLI::App& family, Run& run) {

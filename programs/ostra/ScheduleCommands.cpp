@@ -261,7 +261,7 @@ void AddRun(CLI::App& family, Run& run) {
     const auto isOnce = std::make_shared<bool>(false);
     AddCommand(family, run, "run",
                "Carries out the jobs of all clusters at their times, until it is interrupted; how late: schedule grace",
-               {"schedule run", "schedule run --once"}, Effect::Reads,
+               {"schedule run", "schedule run --once"}, Effect::Follows,
                [isOnce](Context& context) {
                    if (!context.options.cluster.empty())
                        throw CommandError(ExitCode::Usage, "A scheduler serves all clusters; it takes no --cluster.");

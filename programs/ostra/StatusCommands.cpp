@@ -12,14 +12,14 @@ namespace {
 Json ReadStatus(Context& context) {
     Json status{
         {"cluster", platform::ToUtf8(context.ClusterName())}, {"nodes", Json::array()}, {"groups", Json::array()}};
-    const Overview overview = ReadOverview(context);
-    for (const auto& node : overview.nodes) status["nodes"].push_back(Summary(*node));
-    for (Group* group : overview.groups) {
-        Json summary = Summary(*group);
+    ForEachNode(context, [&](Node& node) { status["nodes"].push_back(Summary(node)); });
+    ForEachGroup(context, [&](Group& group) {
+        Json summary = Summary(group);
         summary["resources"] = Json::array();
-        for (Resource* resource : ResourcesOf(*group)) summary["resources"].push_back(Summary(*resource));
+        ForEachResourceOf(context, group,
+                          [&](Resource& resource) { summary["resources"].push_back(Summary(resource)); });
         status["groups"].push_back(std::move(summary));
-    }
+    });
     status["networks"] = Json::array();
     for (Network* network : NetworksOf(context)) status["networks"].push_back(Summary(*network));
     status["interfaces"] = Json::array();

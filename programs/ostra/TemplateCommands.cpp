@@ -1,12 +1,11 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
-#include <platform/system/registry.h>
 #include <programs/ostra/Command.h>
 #include <programs/ostra/TemplateFile.h>
+#include <programs/support/Change.h>
 #include <programs/support/KeyTree.h>
 #include <programs/support/Templates.h>
-#include <programs/support/Transaction.h>
 
 #include <filesystem>
 #include <fstream>
@@ -20,22 +19,32 @@ namespace {
 
 constexpr std::size_t largestFile = std::size_t{1} << 20;
 
-void ListTemplates(Context& context) {
-    const ExpertWizard wizard;
+Json Rows() {
+    const auto wizard = ReadTemplates();
     Json rows = Json::array();
-    for (const auto& page : wizard.Pages()) {
+    for (const auto& page : wizard->Pages()) {
         const Json description = Describe(*page);
         Json prompts = Json::array();
         for (const Json& control : description["controls"]) prompts.push_back(control["prompt"]);
         rows.push_back({{"name", description["name"]}, {"kinds", description["kinds"]}, {"prompts", prompts}});
     }
+    return rows;
+}
+
+void PrintTemplates(Context& context, const Json& rows) {
     if (rows.empty()) context.Say("There is no template yet. Write the default ones with: ostra setup");
     if (!rows.empty() || context.options.isJson) context.PrintList({{"name", "NAME"}, {"kinds", "RESOURCES"}}, rows);
 }
 
-void ShowTemplate(Context& context, const std::string& name) {
-    const ExpertWizard wizard;
-    const Json description = Describe(FindTemplate(wizard, name));
+void ListTemplates(Context& context) {
+    PrintTemplates(context, Rows());
+}
+
+Json Described(const std::string& name) {
+    return Describe(FindTemplate(*ReadTemplates(), name));
+}
+
+void PrintTemplate(Context& context, const Json& description) {
     if (context.options.isJson) return context.PrintJson(description);
     context.PrintRecord({{"name", description["name"]}, {"resources", description["kinds"]}});
     context.Say("");
@@ -43,9 +52,12 @@ void ShowTemplate(Context& context, const std::string& name) {
                       description["controls"]);
 }
 
+void ShowTemplate(Context& context, const std::string& name) {
+    PrintTemplate(context, Described(name));
+}
+
 void ExportTemplate(Context& context, const std::string& name) {
-    const ExpertWizard wizard;
-    context.PrintJson(Describe(FindTemplate(wizard, name)));
+    context.PrintJson(Described(name));
 }
 
 std::string ReadAll(std::istream& stream, const std::string& name) {
@@ -79,9 +91,9 @@ Json ReadDocument(Context& context, const std::string& name) {
 /// A key of the local registry that is being written.
 class WrittenKey {
 public:
-    WrittenKey(KeyTree& registry, const std::wstring& path) : _registry(registry) {
-        if (const DWORD code = registry.Create(path, _key))
-            throw Refusal("The template was not written: key \"" + ToUtf8(path) + "\"", code);
+    WrittenKey(KeyTree& registry, const std::wstring& path, const Change& change)
+        : _registry(registry), _change(change) {
+        if (const DWORD code = registry.Create(path, _key)) change.Refuse(code, ": key \"" + ToUtf8(path) + "\"");
     }
     WrittenKey(const WrittenKey&) = delete;
     WrittenKey& operator=(const WrittenKey&) = delete;
@@ -89,11 +101,12 @@ public:
 
     void Set(const std::wstring& name, const std::wstring& text) {
         if (const DWORD code = _registry.Set(_key, {name, REG_SZ, platform::ToUtf16(text)}))
-            throw Refusal("The template was not written: value \"" + ToUtf8(name) + "\"", code);
+            _change.Refuse(code, ": value \"" + ToUtf8(name) + "\"");
     }
 
 private:
     KeyTree& _registry;
+    const Change& _change;
     HKEY _key = nullptr;
 };
 
@@ -104,15 +117,15 @@ std::wstring ControlKey(std::size_t number, std::size_t count) {
     return std::wstring(width - digits.size(), L'0') + digits;
 }
 
-void WriteTemplate(KeyTree& registry, const TemplateFile& file) {
+void WriteTemplate(KeyTree& registry, const TemplateFile& file, const Change& change) {
     const std::wstring path = templatesKey + (L"\\" + file.name);
     std::wstring names;
     for (const std::wstring& kind : file.kinds) names += (names.empty() ? L"" : L",") + kind;
-    WrittenKey(registry, path + L"\\Components").Set(L"Names", names);
-    WrittenKey(registry, path + L"\\GUI");
+    WrittenKey(registry, path + L"\\Components", change).Set(L"Names", names);
+    WrittenKey(registry, path + L"\\GUI", change);
     for (std::size_t i = 0; i < file.controls.size(); ++i) {
         const TemplateControl& control = file.controls[i];
-        WrittenKey key(registry, path + L"\\GUI\\" + ControlKey(i + 1, file.controls.size()));
+        WrittenKey key(registry, path + L"\\GUI\\" + ControlKey(i + 1, file.controls.size()), change);
         key.Set(L"Prompt", control.prompt);
         key.Set(L"Value", L"");
         key.Set(L"Owner", control.owner);
@@ -132,8 +145,8 @@ DWORD RemoveTemplate(KeyTree& registry, const std::wstring& name) {
 
 // Key names do not differ by case alone.
 bool IsTaken(const std::wstring& name) {
-    const ExpertWizard wizard;
-    for (const auto& page : wizard.Pages())
+    const auto wizard = ReadTemplates();
+    for (const auto& page : wizard->Pages())
         if (platform::EqualIgnoringCase(page->Name(), name)) return true;
     return false;
 }
@@ -141,7 +154,8 @@ bool IsTaken(const std::wstring& name) {
 void ImportTemplate(Context& context, const std::string& fileName, bool isForced) {
     const TemplateFile file = CheckTemplate(context, ReadDocument(context, fileName));
     const std::string name = ToUtf8(file.name);
-    RunTransaction("Template " + name + " was not written", platform::TransactRegistry, [&] {
+    const Change change(context, "Template " + name, "written", "ostra template show \"" + name + "\"");
+    change.MakeInRegistry([&] {
         const std::unique_ptr<KeyTree> registry = LocalRegistry();
         if (IsTaken(file.name)) {
             if (!isForced)
@@ -150,21 +164,24 @@ void ImportTemplate(Context& context, const std::string& fileName, bool isForced
                                                                 "first with: ostra template export \"" +
                                                                 name + "\"");
             if (const DWORD code = RemoveTemplate(*registry, file.name))
-                throw Refusal("Template " + name + " was not replaced", code);
+                change.Refuse(code, ": the former one was not deleted");
         }
-        WriteTemplate(*registry, file);
+        WriteTemplate(*registry, file, change);
     });
-    ShowTemplate(context, name);
+    Json written;
+    change.Report([&] { written = Described(name); });
+    PrintTemplate(context, written);
 }
 
 void DeleteTemplate(Context& context, const std::string& name) {
-    RunTransaction("Template " + name + " was not deleted", platform::TransactRegistry, [&] {
-        const ExpertWizard wizard;
-        const std::wstring exact = FindTemplate(wizard, name).Name();
-        if (const DWORD code = RemoveTemplate(*LocalRegistry(), exact))
-            throw Refusal("Template " + ToUtf8(exact) + " was not deleted", code);
+    const Change change(context, "Template " + name, "deleted", "ostra template list");
+    change.MakeInRegistry([&] {
+        const std::wstring exact = FindTemplate(*ReadTemplates(), name).Name();
+        if (const DWORD code = RemoveTemplate(*LocalRegistry(), exact)) change.Refuse(code);
     });
-    ListTemplates(context);
+    Json left;
+    change.Report([&] { left = Rows(); });
+    PrintTemplates(context, left);
 }
 
 void AddImport(CLI::App& family, Run& run) {

@@ -6,6 +6,8 @@
 #include <platform/cluster/cluster_api.h>
 #include <programs/support/Templates.h>
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <set>
 

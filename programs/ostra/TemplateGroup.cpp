@@ -1,5 +1,6 @@
 #include <programs/ostra/TemplateGroup.h>
 
+#include <ostra/cluster/Cluster.h>
 #include <ostra/wizard/ExpertGroup.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <platform/base/error_codes.h>
@@ -9,8 +10,12 @@
 #include <platform/cluster/control_codes.h>
 #include <programs/ostra/GroupState.h>
 #include <programs/ostra/TemplateGroupHardware.h>
+#include <programs/support/Change.h>
 #include <programs/support/Objects.h>
+#include <programs/support/Reading.h>
 #include <programs/support/Templates.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -59,8 +64,8 @@ public:
                               [&](const std::wstring& name) { return name.find(mark) != std::wstring::npos; });
         for (const std::wstring& name : _names) {
             _resources.push_back(
-                std::make_unique<Resource>(name, context.Cluster().ClusterHandle(), context.ClusterName(), 1));
-            _resources.back()->Discover(1);
+                std::make_unique<Resource>(name, context.OpenedCluster().ClusterHandle(), context.ClusterName(), 1));
+            RequireRead("Resource " + ToUtf8(name), [&] { _resources.back()->Discover(1); });
         }
     }
     const StringArray& Names() const { return _names; }
@@ -114,7 +119,8 @@ public:
         : _context(context),
           _wish(wish),
           _name(FromUtf8(wish.name)),
-          _page(FindTemplate(_wizard, wish.templateName)),
+          _wizard(ReadTemplates()),
+          _page(FindTemplate(*_wizard, wish.templateName)),
           _kinds(KindsOf(_page)),
           _answers(_page) {
         if (_kinds.empty())
@@ -133,30 +139,39 @@ public:
             _context.ForgetCluster();
         }
         std::string problem;
-        _context.Transact("Group " + _wish.name + " was not created", [&] { problem = CreateWithin(); });
+        const Change change = ChangeOf("created");
+        change.MakeJudged([&] { problem = CreateWithin(change); });
         if (!problem.empty())
             throw CommandError(ExitCode::Refused,
                                problem +
                                    " Delete that with \"ostra resource delete\" and \"ostra group delete\"; "
                                    "with --rollback nothing would have stayed.");
-        Report();
+        Report(change);
     }
 
-    void Change() {
-        _context.Transact("Group " + _wish.name + " was not changed", [&] { ChangeWithin(); });
-        Report();
+    void ChangeGroup() {
+        const Change change = ChangeOf("changed");
+        change.MakeJudged([&] { ChangeWithin(change); });
+        Report(change);
     }
 
 private:
+    Change ChangeOf(const std::string& verb) const {
+        return {_context, "Group " + _wish.name, verb, "ostra group show \"" + _wish.name + "\""};
+    }
+
     // The answer is what a group that stays is short of.
-    std::string CreateWithin() {
+    std::string CreateWithin(const Change& change) {
         RequireNewName();
         ChooseDisk(_context, _answers, _hardware);
         ChooseAddress(_context, _answers, {}, _hardware);
         _answers.Complete(nameField, _name);  // the library's default could be online once only
-        Group& group = CreateGroup();
+        const platform::FailureWatch watch(IsReadFailure);
+        Group& group = CreateGroup(change);
+        const bool isWhole = !watch.First() || IsOnlyOffline(group, watch.First());
         const Inventory inventory(_context, group, _page.Name());
-        const std::string shortcoming = inventory.Shortcoming(_kinds, _answers, {});
+        std::string shortcoming = inventory.Shortcoming(_kinds, _answers, {});
+        if (shortcoming.empty() && !isWhole) shortcoming = "not all of it could be written";
         if (shortcoming.empty() && (!_wish.isRolledBack || IsOnItsWay(group))) {
             TakeAddress(_context, _hardware);
             return {};
@@ -170,49 +185,55 @@ private:
     }
 
     void RequireNewName() const {
-        for (const Group* group : GroupsOf(_context))
-            if (platform::EqualIgnoringCase(group->Name(), _name))
-                throw CommandError(ExitCode::AlreadyExists, "There is a group named \"" + ToUtf8(group->Name()) +
+        for (const std::wstring& name : NamesOf(_context, CLUSTER_ENUM_GROUP))
+            if (platform::EqualIgnoringCase(name, _name))
+                throw CommandError(ExitCode::AlreadyExists, "There is a group named \"" + ToUtf8(name) +
                                                                 "\" already. Change it with: ostra group change \"" +
-                                                                ToUtf8(group->Name()) + "\" --template \"" +
+                                                                ToUtf8(name) + "\" --template \"" +
                                                                 ToUtf8(_page.Name()) + "\"");
     }
 
-    Group& CreateGroup() {
-        OstraDLL::Cluster& cluster = _context.Cluster();
+    Group& CreateGroup(const Change& change) {
+        OstraDLL::Cluster& cluster = _context.OpenedCluster();
         ParameterLists lists(_kinds, _answers);
         SetLastError(0);
         ExpertGroup* group = cluster.CreateGroup(_name, _page.Name(), lists.Pointers(), nullptr);
         _cause = GetLastError();
         if (group && cluster.GroupsPtr()->Find(_name) == group) return *group;
         delete group;  // a refused group is handed out too, and is then ours
-        throw Refusal("Group " + _wish.name + " was not created", _cause);
+        change.Refuse(_cause);
     }
 
     // A failure whose cause was not told is still one.
     DWORD Cause() const { return _cause ? _cause : DWORD{error::GeneralFailure}; }
+
+    // Whether the first failure is the last step's, to bring the group online: it is whole all the same.
+    bool IsOnlyOffline(const Group& group, DWORD failure) const { return failure == _cause && !IsOnItsWay(group); }
 
     bool IsOnItsWay(const Group& group) const {
         const DWORD state = GetClusterGroupState(group.Handle(), nullptr, nullptr);
         return state == ClusterGroupOnline || state == ClusterGroupPending || _cause == error::IoPending;
     }
 
-    void ChangeWithin() {
+    void ChangeWithin(const Change& change) {
         Group& group = FindGroup(_context, _wish.name);
-        if (!group.Open()) throw Refusal("Group " + _wish.name, GetLastError());
+        RequireRead("Group " + _wish.name, [&] { group.Discover(0); });
         const Inventory before(_context, group, _page.Name());
         ChooseFor(before);
         for (const std::wstring& kind : _kinds)
             if (Resource* resource = before.Find(kind)) Write(*resource, _answers.Of(kind));
         ParameterLists lists(_kinds, _answers);
         const StringArray existing = before.Names();
-        SetLastError(0);
-        const std::unique_ptr<ExpertGroup> changed(
-            _context.Cluster().ChangeGroup(group.Name(), _page.Name(), lists.Pointers(), &existing, nullptr));
+        ExpertGroup changed(group);
+        changed.GetWizardGUI(_page.Name());
+        const platform::FailureWatch watch(IsReadFailure);
+        const int isHandled = changed.Change(lists.Pointers(), nullptr, &existing, 1);
         _cause = GetLastError();
-        const std::string shortcoming =
-            Inventory(_context, group, _page.Name()).Shortcoming(_kinds, _answers, existing);
-        if (!changed || !shortcoming.empty())
+        change.RequireKnown(_cause);
+        const bool isWhole = isHandled && (!watch.First() || IsOnlyOffline(group, watch.First()));
+        std::string shortcoming = Inventory(_context, group, _page.Name()).Shortcoming(_kinds, _answers, existing);
+        if (shortcoming.empty() && !isWhole) shortcoming = "not all of it could be read or written";
+        if (!shortcoming.empty())
             throw CommandError(ExitCodeOf(Cause()), "Group " + _wish.name + " was not changed, nothing of it: " +
                                                         shortcoming + ": " + CauseText(Cause()));
         TakeAddress(_context, _hardware);
@@ -247,23 +268,23 @@ private:
         if (!parameters.empty()) resource.SetAttributes(&parameters, CLUSCTL_RESOURCE_SET_PRIVATE_PROPERTIES);
     }
 
-    void Report() {
+    void Report(const Change& change) {
         _context.ForgetCluster();
-        Group& group = FindGroup(_context, _wish.name);
-        AwaitGroup(_context, group, online, _cause);
-        Json record = Summary(group);
+        Group* group = nullptr;
+        change.Report([&] { group = &FindGroup(_context, _wish.name); });
+        Json record = AwaitGroup(_context, *group, online, change, _cause);
         record["template"] = ToUtf8(_page.Name());
         for (const auto& [name, text] : {std::pair{"disk", _hardware.drive}, std::pair{"network", _hardware.network},
                                          std::pair{"address", _hardware.address}})
             if (!text.empty()) record[name] = text;
-        record["resources"] = ToJson(Inventory(_context, group, _page.Name()).Made(_kinds));
+        change.Report([&] { record["resources"] = ToJson(Inventory(_context, *group, _page.Name()).Made(_kinds)); });
         _context.PrintRecord(record);
     }
 
     Context& _context;
     const TemplateGroupWish& _wish;
     const std::wstring _name;
-    const ExpertWizard _wizard;
+    const std::unique_ptr<ExpertWizard> _wizard;
     const ExpertWizardGUIPage& _page;  // of _wizard
     const StringArray _kinds;
     TemplateGroupAnswers _answers;
@@ -280,7 +301,7 @@ void CreateGroupFromTemplate(Context& context, const TemplateGroupWish& wish) {
 
 void ChangeGroupFromTemplate(Context& context, const TemplateGroupWish& wish) {
     context.ForgetCluster();
-    TemplateGroup(context, wish).Change();
+    TemplateGroup(context, wish).ChangeGroup();
 }
 
 }  // namespace programs

@@ -1,10 +1,12 @@
 #include <programs/ostra/TemplateGroupHardware.h>
 
+#include <ostra/cluster/Cluster.h>
 #include <ostra/network/NTClusterDisks.h>
 #include <platform/base/text.h>
 #include <programs/support/AddressPools.h>
 #include <programs/support/Ipv4.h>
 #include <programs/support/Objects.h>
+#include <programs/support/Reading.h>
 
 #include <algorithm>
 
@@ -80,10 +82,12 @@ std::wstring AddressFor(Context& context, const Network& network, const std::opt
 
 void ChooseDisk(Context& context, TemplateGroupAnswers& answers, GroupHardware& hardware) {
     if (!answers.Asks(diskField)) return;
-    const NTClusterDisks disks(context.Cluster().ClusterHandle());
+    std::unique_ptr<NTClusterDisks> disks;
+    RequireRead("The list of disks",
+                [&] { disks = std::make_unique<NTClusterDisks>(context.OpenedCluster().ClusterHandle()); });
     const std::optional<std::wstring> wanted = answers.Find(diskField);
     std::string available;
-    for (const auto& [drive, disk] : *disks.Availables()) {
+    for (const auto& [drive, disk] : *disks->Availables()) {
         if (!wanted || IsMeant(*wanted, drive, *disk)) {
             answers.Replace(diskField, NumberOf(*disk));
             hardware.drive = ToUtf8(drive);

@@ -1,8 +1,11 @@
+#include <ostra/cluster/Cluster.h>
 #include <ostra/cluster/PredefinedResourceTypes.h>
 #include <ostra/wizard/ResourceDependency.h>
 #include <platform/base/text.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Objects.h>
+
+#include <map>
 
 using platform::ToUtf8;
 
@@ -10,28 +13,29 @@ namespace programs {
 
 namespace {
 
-Json ResourcesOfType(Context& context, const std::wstring& type) {
-    Json names = Json::array();
-    for (Group* group : GroupsOf(context))
-        for (Resource* resource : ResourcesOf(*group))
-            if (resource->Type() == type) names.push_back(ToUtf8(resource->Name()));
+// By their types.
+std::map<std::wstring, StringArray> ResourceNames(Context& context) {
+    std::map<std::wstring, StringArray> names;
+    ForEachResource(context, [&](Resource& resource) { names[resource.Type()].push_back(resource.Name()); });
     return names;
 }
 
 void ListTypes(Context& context) {
+    std::map<std::wstring, StringArray> resources = ResourceNames(context);
     Json rows = Json::array();
-    for (const std::wstring& type : ResourceTypesOf(context))
-        rows.push_back({{"name", ToUtf8(type)}, {"resources", ResourcesOfType(context, type).size()}});
+    for (const std::wstring& type : NamesOf(context, CLUSTER_ENUM_RESTYPE))
+        rows.push_back({{"name", ToUtf8(type)}, {"resources", resources[type].size()}});
     context.PrintList({{"name", "NAME"}, {"resources", "RESOURCES"}}, rows);
 }
 
 void ShowType(Context& context, const std::string& name) {
-    for (const std::wstring& type : ResourceTypesOf(context)) {
+    for (const std::wstring& type : NamesOf(context, CLUSTER_ENUM_RESTYPE)) {
         if (!platform::EqualIgnoringCase(type, platform::FromUtf8(name))) continue;
-        const auto object = MakeResourceType(type, context.Cluster().ClusterHandle(), context.Cluster().Name());
+        const OstraDLL::Cluster& cluster = context.OpenedCluster();
+        const auto object = MakeResourceType(type, cluster.ClusterHandle(), cluster.Name());
         object->InitializeParameters();
         return context.PrintRecord({{"name", ToUtf8(type)},
-                                    {"resources", ResourcesOfType(context, type)},
+                                    {"resources", ToJson(ResourceNames(context)[type])},
                                     {"dependsOn", ToJson(ResourceDependency(type).DependentResources())},
                                     {"commonDefaults", ToJson(object->Parameters(0))},
                                     {"privateDefaults", ToJson(object->Parameters(1))}});

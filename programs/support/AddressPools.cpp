@@ -1,6 +1,5 @@
 #include <programs/support/AddressPools.h>
 
-#include <ostra/network/TCPIPAddress.h>
 #include <ostra/registry/TypedClusterKeys.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
@@ -8,6 +7,9 @@
 #include <platform/base/text.h>
 #include <programs/support/Ipv4.h>
 #include <programs/support/Objects.h>
+#include <programs/support/Reading.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <sstream>
@@ -26,19 +28,6 @@ std::vector<std::string> Ordered(std::vector<std::string> addresses) {
         return ParseIpv4(one).value_or(0) < ParseIpv4(other).value_or(0);
     });
     return addresses;
-}
-
-// Discovery passes over what it cannot read, and the scan tells nothing of it; but what that holds must not be handed
-// out. `code` is the scan's own failure.
-void RequireAll(Context& context, DWORD type, const std::set<std::wstring>& known, DWORD code) {
-    std::unique_ptr<platform::ClusterEnumeration> objects;
-    if (!code) code = context.Service().Enumerate(type, objects);
-    std::wstring name;
-    for (DWORD index = 0; !code; ++index) {
-        code = objects->Item(index, type, name);
-        if (!code && !known.contains(name)) code = error::GeneralFailure;
-    }
-    if (code != error::NoMoreItems) throw Refusal("The addresses in use cannot be read", code);
 }
 
 /// Whether a persistent text names an address.
@@ -126,32 +115,16 @@ std::vector<std::string> Names(const StringMap& addresses) {
 }
 
 HeldAddresses::HeldAddresses(Context& context) {
-    ReadResources(context);
-    ReadInterfaces(context);
-}
-
-void HeldAddresses::ReadResources(Context& context) {
-    OstraDLL::Cluster& cluster = context.Cluster();
-    SetLastError(0);
-    cluster.GetAllTCPIPAddresses(&_records.list, L"Network", L"Address", L"IP Address");
-    const DWORD code = GetLastError();
-    std::set<std::wstring> known;
-    if (cluster.ResourcesPtr())
-        for (const auto& [name, object] : *cluster.ResourcesPtr())
-            if (static_cast<Resource*>(object)->Handle()) known.insert(name);
-    RequireAll(context, CLUSTER_ENUM_RESOURCE, known, code);
-    for (const CObject* record : _records.list) _addresses.insert(static_cast<const TCPIPAddress*>(record)->Address());
-}
-
-void HeldAddresses::ReadInterfaces(Context& context) {
-    std::set<std::wstring> known;
-    const std::vector<NetworkInterface*> interfaces = InterfacesOf(context);
-    SetLastError(0);
-    for (NetworkInterface* networkInterface : interfaces) {
-        _addresses.insert(FromUtf8(TextOf(Summary(*networkInterface)["address"])));
-        if (networkInterface->Handle()) known.insert(networkInterface->Name());
-    }
-    RequireAll(context, CLUSTER_ENUM_NETINTERFACE, known, GetLastError());
+    RequireRead("The addresses in use", [&] {
+        ForEachResource(context, [this](Resource& resource) {
+            if (resource.Type() != L"IP Address") return;
+            resource.GetPrivateAttributes();
+            _records.push_back({resource.GetPrivateAttribute(L"Address"), resource.GetPrivateAttribute(L"Network")});
+            _addresses.insert(_records.back().address);
+        });
+        for (NetworkInterface* networkInterface : InterfacesOf(context))
+            _addresses.insert(FromUtf8(TextOf(Summary(*networkInterface)["address"])));
+    });
 }
 
 void RequireSaved(Context& context, const Network& network, const std::vector<std::string>& addresses, bool areUsed) {

@@ -2,7 +2,6 @@
 
 #include <ostra/cluster/Network.h>
 #include <ostra/network/IPStack.h>
-#include <platform/framework/CArray.h>
 #include <programs/support/Context.h>
 #include <programs/support/KeyTree.h>
 
@@ -57,24 +56,16 @@ std::vector<std::string> Names(const StringMap& addresses);
 class HeldAddresses {
 public:
     explicit HeldAddresses(Context& context);
-    HeldAddresses(const HeldAddresses&) = delete;
-    HeldAddresses& operator=(const HeldAddresses&) = delete;
-    /// Those of the resources, with their networks' names.
-    const CArray<CObject*>& Records() const { return _records.list; }
+    /// Those of the resources, with their networks' names; empty where a resource has none.
+    struct Record {
+        std::wstring address;
+        std::wstring network;
+    };
+    const std::vector<Record>& Records() const { return _records; }
     const std::set<std::wstring>& Addresses() const { return _addresses; }
 
 private:
-    struct OwnedRecords {
-        CArray<CObject*> list;
-        ~OwnedRecords() {
-            for (const CObject* record : list) delete record;
-        }
-    };
-
-    void ReadResources(Context& context);
-    void ReadInterfaces(Context& context);
-
-    OwnedRecords _records;
+    std::vector<Record> _records;
     std::set<std::wstring> _addresses;
 };
 

@@ -1,5 +1,6 @@
 #include <programs/support/Context.h>
 
+#include <ostra/cluster/Cluster.h>
 #include <platform/base/clock.h>
 #include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
@@ -8,9 +9,14 @@
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/engines/embedded/EmbeddedCluster.h>
 #include <platform/framework/CStatusBar.h>
+#include <platform/system/registry.h>
 #include <programs/support/Transaction.h>
 
+#include <nlohmann/json.hpp>
+
 #include <cstdlib>
+#include <iostream>
+#include <sstream>
 #include <utility>
 
 namespace error = platform::error;
@@ -53,15 +59,22 @@ Context::Context(const Streams& streams)
     : _streams(streams), _out(&_streams.out), _progress(std::make_unique<ProgressLine>(_streams)) {}
 
 Context::~Context() {
-    _cluster.reset();
+    ForgetCluster();
     if (!_rehearsedName.empty()) platform::ClusterDirectory::Register(_rehearsedName, nullptr);
 }
 
+// What reads the registry takes one that it cannot read for an empty one.
 void Context::RequireReadableState() {
     const std::wstring fault = platform::StateDirectoryFault("clusters");
     if (fault.empty()) return;
     throw CommandError(ExitCode::Unreachable,
                        "The state directory cannot be used: " + platform::ToUtf8(fault) + " OSTRA_HOME names another.");
+    HKEY key = nullptr;
+    const auto code = static_cast<DWORD>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_READ, &key));
+    if (!code) RegCloseKey(key);
+    if (ExitCodeOf(code) != ExitCode::Done && ExitCodeOf(code) != ExitCode::NoSuchObject)
+        throw CommandError(ExitCode::Unreachable,
+                           "This machine's registry cannot be read: " + platform::StateDirectory() + "/registry.db: " + CauseText(code));
 }
 
 std::wstring Context::ClusterName() {
@@ -75,7 +88,6 @@ platform::ClusterService& Context::Service() {
     if (_service) return *_service;
     const DWORD code = platform::ClusterDirectory::Resolve(platform::FromUtf8(options.cluster), _service);
     if (!code) return *_service;
-    RequireReadableState();
     const StringArray names = platform::ClusterDirectory::Names();
     std::string known;
     for (const std::wstring& name : names) known += (known.empty() ? "" : ", ") + platform::ToUtf8(name);
@@ -132,6 +144,7 @@ void Context::Transact(const std::string& what, const std::function<void()>& ste
 }
 
 void Context::ForgetCluster() {
+    _kept.clear();
     _cluster.reset();
     _isDiscovered = false;
     _service.reset();
@@ -157,6 +170,18 @@ DWORD Context::DeleteCluster(const std::wstring& name) {
     return error::Success;
 }
 
+std::string Context::Capture(const std::function<void()>& action) {
+    struct Redirection {
+        explicit Redirection(Context& redirected) : context(redirected) { context.Redirect(&captured); }
+        ~Redirection() { context.Redirect(nullptr); }
+        Context& context;
+        std::ostringstream captured;
+    };
+    const Redirection redirection(*this);
+    action();
+    return redirection.captured.str();
+}
+
 void Context::PrintList(const std::vector<Column>& columns, const Json& rows) {
     if (options.isJson) {
         Json document = rows;
@@ -180,6 +205,10 @@ void Context::Say(const std::string& text, Tone tone) {
     Flush();
 }
 
+void Context::Write(const std::string& text) {
+    *_out << text;
+}
+
 void Context::PrintJson(const Json& document) {
     *_out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
@@ -200,7 +229,10 @@ void Context::PrintText(const std::string& lines) {
 }
 
 void Context::Flush() {
-    if (!_out->flush()) throw CommandError(ExitCode::Refused, "The output cannot be written");
+    if (_out->flush()) return;
+    const bool isStandard = &_streams.out == &std::cout;
+    throw CommandError(ExitCode::Refused,
+                       isStandard && IsReaderGone(STDOUT_FILENO) ? "" : "The output cannot be written");
 }
 
 bool Context::Confirm(const std::string& question) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <ostra/cluster/Cluster.h>
 #include <platform/cluster/ClusterAdministration.h>
 #include <platform/cluster/ClusterService.h>
 #include <programs/support/ExitCode.h>
@@ -12,6 +11,12 @@
 #include <ostream>
 #include <string>
 #include <vector>
+
+class ClusterComponent;
+
+namespace OstraDLL {
+class Cluster;
+}
 
 namespace programs {
 
@@ -45,7 +50,8 @@ public:
 
     Options options;
 
-    /// Ends the command when this user cannot use the state directory: it would seem to hold no cluster.
+    /// Ends the command when this user cannot use the state directory, or the registry in it cannot be read: they would
+    /// seem to be empty.
     static void RequireReadableState();
     /// The cluster's name as it will be opened; ends the command when there is none or no telling which.
     std::wstring ClusterName();
@@ -55,12 +61,19 @@ public:
     platform::ClusterAdministration& Administration();
     /// The object model, opened on first use; without nodes, groups and resources until Cluster is asked for.
     OstraDLL::Cluster& OpenedCluster();
-    /// The same, discovered on first use. Status texts show as progress meanwhile.
+    /// The same, discovered on first use, every node with every group. Status texts show as progress meanwhile.
     OstraDLL::Cluster& Cluster();
     /// Runs `steps` as one transaction of the cluster: nobody else sees or makes a change in between. What they throw
     /// undoes all of it and goes on to the caller; a transaction that is refused ends the command with "WHAT: cause".
     void Transact(const std::string& what, const std::function<void()>& steps);
-    /// Discovers anew: the object model is read again on the next use.
+    /// Keeps an object of the cluster until ForgetCluster.
+    template <typename Object>
+    Object& Keep(std::unique_ptr<Object> object) {
+        Object& kept = *object;
+        _kept.push_back(std::move(object));
+        return kept;
+    }
+    /// Lets go of the object model and of what was kept: all is read again on the next use.
     void ForgetCluster();
 
     /// Makes a cluster of the embedded engine, which `fill` makes whole, or deletes one; in a rehearsal, for this
@@ -79,9 +92,11 @@ public:
     void PrintJson(const Json& document);
     /// One object of a stream that goes on: a line of its own, written at once.
     void PrintJsonLine(const Json& document);
+    /// A text as it stands.
+    void Write(const std::string& text);
     /// Lines that are a document of their own; with --json the member "text" of an object.
     void PrintText(const std::string& lines);
-    /// Ends the command when what it wrote cannot get to where it goes.
+    /// Ends the command when what it wrote cannot get to where it goes; without words when its reader is gone.
     void Flush();
     TextWriter Text() { return TextWriter(*_out, _streams.outIsColoured); }
     void Warn(const std::string& text);
@@ -95,6 +110,8 @@ public:
     const Streams& Channels() const { return _streams; }
     /// Where the command's own output goes from now on, until the next call; null is the stream it began with.
     void Redirect(std::ostream* out) { _out = out ? out : &_streams.out; }
+    /// Runs `action` and returns what it wrote to its output.
+    std::string Capture(const std::function<void()>& action);
     void SetProgress(const std::string& text);
 
 private:
@@ -104,6 +121,7 @@ private:
     std::unique_ptr<ProgressLine> _progress;
     std::shared_ptr<platform::ClusterService> _service;
     std::unique_ptr<OstraDLL::Cluster> _cluster;
+    std::vector<std::unique_ptr<ClusterComponent>> _kept;
     bool _isDiscovered = false;
     std::wstring _rehearsedName;  // a cluster made for a rehearsal only
     bool _isDeleted = false;

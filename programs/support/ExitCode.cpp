@@ -25,8 +25,11 @@ ExitCode ExitCodeOf(DWORD code) {
         case error::ObjectAlreadyExists:
         case error::ClusterNodeExists:
         case error::ClusterNetworkExists: return ExitCode::AlreadyExists;
-        case error::IoPending: return ExitCode::NotSettled;
+        case error::IoPending:
+        case error::OutcomeUnknown: return ExitCode::NotSettled;
         case error::BadNetworkPath:
+        case error::IoDevice:
+        case error::FileInvalid:
         case error::FileCorrupt:
         case error::BadDatabase:
         case error::CannotOpenDatabase: return ExitCode::Unreachable;
@@ -46,7 +49,8 @@ std::string CauseText(DWORD code) {
 
 CommandError Refusal(const std::string& what, DWORD code) {
     const DWORD cause = code ? code : DWORD{error::GeneralFailure};  // a failure whose cause was not told is still one
-    return CommandError(ExitCodeOf(cause), what + ": " + CauseText(cause));
+    const char* doubt = cause == error::OutcomeUnknown ? ", or perhaps all the same; look before you go on" : "";
+    return CommandError(ExitCodeOf(cause), what + doubt + ": " + CauseText(cause));
 }
 
 }  // namespace programs

@@ -7,7 +7,8 @@
 
 namespace programs {
 
-/// How the programs end, the same everywhere.
+/// How the programs end, the same everywhere. Not settled is also what was changed, or may have been, and cannot be
+/// read now.
 enum class ExitCode : int {
     Done = 0,
     Refused = 1,
@@ -34,7 +35,7 @@ ExitCode ExitCodeOf(DWORD code);
 /// A result code's text in one line, with the code: "Access is denied. (code 5)".
 std::string CauseText(DWORD code);
 
-/// A CommandError of a refused call: "WHAT: cause".
+/// A CommandError of a refused call: "WHAT: cause". Where the outcome is unknown it says that WHAT may be wrong.
 CommandError Refusal(const std::string& what, DWORD code);
 
 }  // namespace programs

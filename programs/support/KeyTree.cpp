@@ -161,7 +161,9 @@ void Walk(KeyTree& tree, HKEY key, const std::wstring& path, int depth,
     for (const std::wstring& name : tree.Subkeys(key)) {
         HKEY subkey = nullptr;
         const std::wstring below = path.empty() ? name : path + L"\\" + name;
-        if (tree.Open(below, KEY_READ, subkey)) continue;
+        const DWORD code = tree.Open(below, KEY_READ, subkey);
+        if (ExitCodeOf(code) == ExitCode::NoSuchObject) continue;
+        if (code) throw Refusal("Key \"" + platform::ToUtf8(below) + "\" cannot be read", code);
         Walk(tree, subkey, below, depth + 1, visit);
         tree.Close(subkey);
     }
@@ -203,7 +205,7 @@ std::unique_ptr<KeyTree> ClusterDatabase(Context& context) {
     const HKEY root = cluster ? GetClusterKey(cluster, KEY_ALL_ACCESS) : nullptr;
     const DWORD code = GetLastError();
     if (cluster) CloseCluster(cluster);
-    if (!root) throw CommandError(ExitCode::Unreachable, "The cluster database cannot be opened: " + CauseText(code));
+    if (!root) throw Refusal("The cluster database cannot be opened", code);
     return std::make_unique<ClusterTree>(root);
 }
 

@@ -1,5 +1,6 @@
 #include <programs/support/Objects.h>
 
+#include <ostra/cluster/Cluster.h>
 #include <ostra/cluster/NetworkInterfaces.h>
 #include <ostra/cluster/Networks.h>
 #include <platform/base/error_codes.h>
@@ -7,25 +8,21 @@
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/cluster/control_codes.h>
+#include <programs/support/Reading.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 
 namespace error = platform::error;
+using platform::ObjectKind;
 using platform::ToUtf8;
 
 namespace programs {
 
 namespace {
-
-template <typename Object>
-std::vector<Object*> MembersIn(ClusterComponents* components) {
-    std::vector<Object*> members;
-    if (!components) return members;
-    for (const auto& [name, object] : *components)
-        if (auto* member = static_cast<Object*>(object)) members.push_back(member);
-    return members;
-}
 
 // Collections of the inventory, which is read when a command first asks for it.
 template <typename Object>
@@ -35,40 +32,6 @@ std::vector<Object*> MembersIn(const CMapStringToOb* collection) {
     for (const auto& [name, object] : *collection)
         if (auto* member = dynamic_cast<Object*>(object)) members.push_back(member);
     return members;
-}
-
-// The library shows what it could read and no failure. An object that went away while the others were read is none.
-template <typename Read>
-DWORD FailureIn(const Read& read) {
-    SetLastError(0);
-    read();
-    const DWORD code = GetLastError();
-    return ExitCodeOf(code) == ExitCode::NoSuchObject ? DWORD{error::Success} : code;
-}
-
-// A command must not take what could be read for all there is.
-template <typename Read>
-void Discover(const std::string& what, const Read& read) {
-    if (const DWORD code = FailureIn(read)) throw Refusal("The " + what + " cannot be read", code);
-}
-
-template <typename Object>
-Object& FindIn(const std::vector<Object*>& objects, const char* kind, const std::string& name) {
-    const std::wstring wanted = platform::FromUtf8(name);
-    Object* found = nullptr;
-    int alike = 0;
-    std::string known;
-    for (Object* object : objects) {
-        if (object->Name() == wanted) return *object;
-        if (platform::EqualIgnoringCase(object->Name(), wanted)) {
-            found = object;
-            ++alike;
-        }
-        known += (known.empty() ? "" : ", ") + ToUtf8(object->Name());
-    }
-    if (alike == 1) return *found;
-    throw CommandError(ExitCode::NoSuchObject, std::string("There is no ") + kind + " named \"" + name + "\". " +
-                                                   (known.empty() ? "There are none." : "Known: " + known));
 }
 
 Json StateAndText(DWORD state, const std::wstring& text) {
@@ -91,70 +54,136 @@ StringArray Names(Enumeration enumeration, const Next& next, const Close& close)
     return names;
 }
 
+StringArray Sorted(StringArray names) {
+    std::ranges::sort(names);
+    return names;
+}
+
+bool IsGone(DWORD code) {
+    return ExitCodeOf(code) == ExitCode::NoSuchObject;
+}
+
+/// A new object, open; null when the cluster has none of that name.
+template <typename Object>
+std::unique_ptr<Object> Opened(Context& context, const std::wstring& name) {
+    const OstraDLL::Cluster& cluster = context.OpenedCluster();
+    SetLastError(0);
+    std::unique_ptr<Object> object;
+    if constexpr (std::is_same_v<Object, Group>)
+        object = std::make_unique<Group>(name, cluster.ClusterHandle(), cluster.ClusterName(), 1, 1);
+    else
+        object = std::make_unique<Object>(name, cluster.ClusterHandle(), cluster.ClusterName(), 1);
+    if constexpr (std::is_same_v<Object, Node>) object->Open();
+    if (object->Handle()) return object;
+    if (const DWORD code = GetLastError(); !IsGone(code)) throw Refusal(ToUtf8(name) + " cannot be opened", code);
+    return nullptr;
+}
+
+template <typename Object>
+void VisitEach(Context& context, const StringArray& names, const std::function<void(Object&)>& visit) {
+    for (const std::wstring& name : names)
+        if (const std::unique_ptr<Object> object = Opened<Object>(context, name)) visit(*object);
+}
+
+struct Kind {
+    const char* word;
+    ObjectKind kind;
+    DWORD type;
+};
+
+[[noreturn]] void RefuseUnknown(const char* kind, const std::string& name, StringArray known) {
+    constexpr std::size_t mostNamed = 20;
+    const std::size_t count = known.size();
+    if (count > mostNamed) {
+        known.resize(mostNamed);
+        known.push_back(L"and " + std::to_wstring(count - mostNamed) + L" more");
+    }
+    throw CommandError(ExitCode::NoSuchObject,
+                       std::string("There is no ") + kind + " named \"" + name + "\". " +
+                           (known.empty() ? "There are none." : "Known: " + TextOf(ToJson(known))));
+}
+
+// The object goes by the name that the cluster has, in its case.
+template <typename Object>
+Object& Find(Context& context, const Kind& kind, const std::string& name) {
+    platform::ClusterService& service = context.Service();
+    platform::ObjectId id;
+    std::wstring exact;
+    DWORD code = service.Find(kind.kind, platform::FromUtf8(name), id);
+    if (!code) code = service.NameOf(id, exact);
+    if (code && !IsGone(code)) throw Refusal(std::string("The ") + kind.word + " " + name + " cannot be read", code);
+    std::unique_ptr<Object> object = code ? nullptr : Opened<Object>(context, exact);
+    if (!object) RefuseUnknown(kind.word, name, NamesOf(context, kind.type));
+    return context.Keep(std::move(object));
+}
+
+template <typename Object>
+Object& FindIn(const std::vector<Object*>& objects, const char* kind, const std::string& name) {
+    StringArray known;
+    for (Object* object : objects) {
+        if (platform::EqualIgnoringCase(object->Name(), platform::FromUtf8(name))) return *object;
+        known.push_back(object->Name());
+    }
+    RefuseUnknown(kind, name, known);
+}
+
 }  // namespace
 
-std::vector<Node*> NodesOf(Context& context) {
-    return MembersIn<Node>(context.Cluster().NodesPtr());
+StringArray NamesOf(Context& context, DWORD type) {
+    const HCLUSTER cluster = context.OpenedCluster().ClusterHandle();
+    return Sorted(Names(ClusterOpenEnum(cluster, type), ClusterEnum, ClusterCloseEnum));
 }
 
-std::vector<Group*> GroupsOf(Context& context) {
-    return MembersIn<Group>(context.Cluster().GroupsPtr());
+void ForEachNode(Context& context, const std::function<void(Node&)>& visit) {
+    VisitEach(context, NamesOf(context, CLUSTER_ENUM_NODE), visit);
 }
 
-std::vector<Resource*> ResourcesOf(Group& group) {
-    return MembersIn<Resource>(group.ResourcesPtr());
+void ForEachGroup(Context& context, const std::function<void(Group&)>& visit) {
+    VisitEach(context, NamesOf(context, CLUSTER_ENUM_GROUP), visit);
+}
+
+void ForEachResource(Context& context, const std::function<void(Resource&)>& visit) {
+    VisitEach(context, NamesOf(context, CLUSTER_ENUM_RESOURCE), visit);
+}
+
+void ForEachResourceOf(Context& context, const Group& group, const std::function<void(Resource&)>& visit) {
+    VisitEach(context, Sorted(MembersOf(group.Handle(), CLUSTER_GROUP_ENUM_CONTAINS)), visit);
 }
 
 std::vector<Network*> NetworksOf(Context& context) {
     OstraDLL::Cluster& cluster = context.OpenedCluster();
-    if (!cluster.NetworksPtr()) Discover("networks", [&] { cluster.GetAllNetworks(); });
+    if (!cluster.NetworksPtr()) RequireRead("The list of networks", [&] { cluster.GetAllNetworks(); });
     return MembersIn<Network>(cluster.NetworksPtr());
 }
 
 std::vector<NetworkInterface*> InterfacesOf(Context& context) {
     OstraDLL::Cluster& cluster = context.OpenedCluster();
-    if (!cluster.NetworkInterfacesPtr()) Discover("interfaces", [&] { cluster.GetAllNetworkInterfaces(); });
+    if (!cluster.NetworkInterfacesPtr())
+        RequireRead("The list of interfaces", [&] { cluster.GetAllNetworkInterfaces(); });
     return MembersIn<NetworkInterface>(cluster.NetworkInterfacesPtr());
 }
 
-Overview ReadOverview(Context& context) {
-    OstraDLL::Cluster& cluster = context.OpenedCluster();
-    const HCLUSTER handle = cluster.ClusterHandle();
-    StringArray names = Names(ClusterOpenEnum(handle, CLUSTER_ENUM_NODE), ClusterEnum, ClusterCloseEnum);
-    std::ranges::sort(names);
-    Overview overview;
-    for (const std::wstring& name : names)
-        overview.nodes.push_back(std::make_unique<Node>(name, handle, cluster.ClusterName(), 1));
-    if (names.empty()) return overview;
-    const DWORD code = FailureIn([&] { overview.nodes.back()->Discover(); });
-    const std::string what = "Not all groups and resources can be read";
-    if (code && context.options.isJson) throw Refusal(what, code);
-    if (code) context.Warn(what + ": " + CauseText(code));
-    overview.groups = MembersIn<Group>(overview.nodes.back()->GroupsPtr());
-    return overview;
-}
-
 Node& FindNode(Context& context, const std::string& name) {
-    return FindIn(NodesOf(context), "node", name);
+    return Find<Node>(context, {"node", ObjectKind::Node, CLUSTER_ENUM_NODE}, name);
 }
 
 std::vector<Node*> FindNodes(Context& context, const std::vector<std::string>& names) {
     std::vector<Node*> nodes;
     for (const std::string& name : names) {
         Node& node = FindNode(context, name);
-        if (std::find(nodes.begin(), nodes.end(), &node) != nodes.end())
-            throw CommandError(ExitCode::Usage, "Node " + name + " is named twice");
+        for (const Node* other : nodes)
+            if (other->Name() == node.Name()) throw CommandError(ExitCode::Usage, "Node " + name + " is named twice");
         nodes.push_back(&node);
     }
     return nodes;
 }
 
 Group& FindGroup(Context& context, const std::string& name) {
-    return FindIn(GroupsOf(context), "group", name);
+    return Find<Group>(context, {"group", ObjectKind::Group, CLUSTER_ENUM_GROUP}, name);
 }
 
 Resource& FindResource(Context& context, const std::string& name) {
-    return FindIn(MembersIn<Resource>(context.Cluster().ResourcesPtr()), "resource", name);
+    return Find<Resource>(context, {"resource", ObjectKind::Resource, CLUSTER_ENUM_RESOURCE}, name);
 }
 
 Network& FindNetwork(Context& context, const std::string& name) {
@@ -229,11 +258,6 @@ DWORD StateOf(Network& network) {
 
 DWORD StateOf(NetworkInterface& networkInterface) {
     return GetClusterNetInterfaceState(networkInterface.Handle());
-}
-
-StringArray ResourceTypesOf(Context& context) {
-    const HCLUSTER cluster = context.OpenedCluster().ClusterHandle();
-    return Names(ClusterOpenEnum(cluster, CLUSTER_ENUM_RESTYPE), ClusterEnum, ClusterCloseEnum);
 }
 
 StringArray MembersOf(HGROUP group, DWORD types) {

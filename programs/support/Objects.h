@@ -7,29 +7,30 @@
 #include <ostra/cluster/Resource.h>
 #include <programs/support/Context.h>
 
-#include <memory>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace programs {
 
-// The cluster's objects in name order. They belong to the context's cluster.
-std::vector<Node*> NodesOf(Context& context);
-std::vector<Group*> GroupsOf(Context& context);
-std::vector<Resource*> ResourcesOf(Group& group);
+// What cannot be read ends the command, here and below; but for the library's own reading, which RequireRead is for.
+
+/// The names of the cluster's objects of one kind, a bit of CLUSTER_ENUM_..., in name order.
+StringArray NamesOf(Context& context, DWORD type);
+
+// Each object, open, in name order. A cluster may have thousands: only the one that is visited lives, and nothing of it
+// afterwards. What goes away meanwhile is left out.
+void ForEachNode(Context& context, const std::function<void(Node&)>& visit);
+void ForEachGroup(Context& context, const std::function<void(Group&)>& visit);
+void ForEachResource(Context& context, const std::function<void(Resource&)>& visit);
+void ForEachResourceOf(Context& context, const Group& group, const std::function<void(Resource&)>& visit);
+
+// In name order. They belong to the context's cluster.
 std::vector<Network*> NetworksOf(Context& context);
 std::vector<NetworkInterface*> InterfacesOf(Context& context);
 
-/// The nodes and groups as objects of its own, in name order, for what only reads: every node that is discovered finds
-/// all groups of the cluster, and here one node does it for all.
-struct Overview {
-    std::vector<std::unique_ptr<Node>> nodes;
-    std::vector<Group*> groups;  // a node's
-};
-Overview ReadOverview(Context& context);
-
-// The object of that name: exactly so, or but for case when just one is meant. Ends the command with the names that
-// there are.
+// The object of that name in any case, open, and without what belongs to it; the context's until ForgetCluster. Ends
+// the command with the names that there are.
 Node& FindNode(Context& context, const std::string& name);
 /// Several nodes, each named once; ends the command when one is named twice.
 std::vector<Node*> FindNodes(Context& context, const std::vector<std::string>& names);
@@ -52,8 +53,7 @@ DWORD StateOf(Resource& resource);
 DWORD StateOf(Network& network);
 DWORD StateOf(NetworkInterface& networkInterface);
 
-/// The names of the resource types, and those that belong to an object: see the CLUSTER_..._ENUM_ bits.
-StringArray ResourceTypesOf(Context& context);
+/// The names of what belongs to an object: see the CLUSTER_..._ENUM_ bits.
 StringArray MembersOf(HGROUP group, DWORD types);
 StringArray MembersOf(HRESOURCE resource, DWORD types);
 

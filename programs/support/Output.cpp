@@ -3,6 +3,8 @@
 #include <platform/base/clock.h>
 #include <platform/base/text.h>
 
+#include <nlohmann/json.hpp>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -166,6 +168,11 @@ bool IsTerminal(int descriptor) {
 bool ObeysEscapes(int descriptor) {
     const char* kind = std::getenv("TERM");
     return IsTerminal(descriptor) && (!kind || std::string_view(kind) != "dumb");
+}
+
+bool IsReaderGone(int descriptor) {
+    pollfd state{descriptor, 0, 0};
+    return poll(&state, 1, 0) == 1 && (state.revents & POLLERR) != 0;
 }
 
 bool ColoursAreWelcome(int descriptor) {

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -61,6 +62,8 @@ Tone ToneOfState(std::string_view text);
 /// welcome there (NO_COLOR respected).
 bool IsTerminal(int descriptor);
 bool ObeysEscapes(int descriptor);
+/// Whether it is a pipe that nobody reads any more.
+bool IsReaderGone(int descriptor);
 bool ColoursAreWelcome(int descriptor);
 
 }  // namespace programs

@@ -11,8 +11,9 @@
 #include <platform/system/registry.h>
 #include <programs/support/KeyTree.h>
 
+#include <nlohmann/json.hpp>
+
 #include <ctime>
-#include <sstream>
 
 namespace error = platform::error;
 using platform::ClusterService;
@@ -47,16 +48,17 @@ public:
         platform::SetEventSink(&_events);
         if (const DWORD code = platform::BeginRegistryRehearsal()) {
             Leave();
-            throw CommandError(ExitCode::Refused, "The registry cannot be copied: " + CauseText(code));
+            throw Refusal("The registry cannot be copied", code);
         }
         std::shared_ptr<ClusterService> original;
         if (platform::ClusterDirectory::Resolve(platform::FromUtf8(context.options.cluster), original)) return;
         std::shared_ptr<ClusterService> copy;
         platform::ClusterAdministration* administration = original->Administration();
-        const DWORD code = administration ? administration->CopyIntoMemory(copy) : error::NotSupported;
-        if (code || original->Information(_name)) {
+        DWORD code = administration ? administration->CopyIntoMemory(copy) : error::NotSupported;
+        if (!code) code = original->Information(_name);
+        if (code) {
             Leave();
-            throw CommandError(ExitCode::Refused, "The cluster cannot be copied: " + CauseText(code));
+            throw Refusal("The cluster cannot be copied", code);
         }
         platform::ClusterDirectory::Register(_name, copy);
     }
@@ -102,12 +104,10 @@ public:
 private:
     void DescribeKind(const Described& kind) {
         std::unique_ptr<platform::ClusterEnumeration> names;
-        if (_service.Enumerate(kind.type, names)) return;
-        DWORD type = 0;
-        std::wstring name;
-        for (DWORD index = 0; names->Item(index, type, name) == error::Success; ++index) {
+        RequireRead(_service.Enumerate(kind.type, names));
+        for (const std::wstring& name : ItemsOf(*names)) {
             ObjectId object;
-            if (_service.Find(kind.kind, name, object)) continue;
+            if (!Has(_service.Find(kind.kind, name, object))) continue;
             const std::string label = std::string(kind.label) + " " + ToUtf8(name);
             DescribeState(label, object);
             DescribeProperties(label, object);
@@ -119,16 +119,16 @@ private:
         std::wstring owner;
         std::wstring group;
         switch (object.kind) {
-            case ObjectKind::Node: _service.NodeState(object, state); break;
-            case ObjectKind::Network: _service.NetworkState(object, state); break;
-            case ObjectKind::NetworkInterface: _service.NetworkInterfaceState(object, state); break;
+            case ObjectKind::Node: RequireRead(_service.NodeState(object, state)); break;
+            case ObjectKind::Network: RequireRead(_service.NetworkState(object, state)); break;
+            case ObjectKind::NetworkInterface: RequireRead(_service.NetworkInterfaceState(object, state)); break;
             case ObjectKind::Group:
-                _service.GroupState(object, state, owner);
+                RequireRead(_service.GroupState(object, state, owner));
                 Note(label, "owner", ToUtf8(owner));
                 Note(label, "preferred owners", Members(object, CLUSTER_GROUP_ENUM_NODES));
                 break;
             case ObjectKind::Resource:
-                _service.ResourceState(object, state, owner, group);
+                RequireRead(_service.ResourceState(object, state, owner, group));
                 Note(label, "group", ToUtf8(group));
                 Note(label, "possible owners", Members(object, CLUSTER_RESOURCE_ENUM_NODES));
                 Note(label, "depends on", Members(object, CLUSTER_RESOURCE_ENUM_DEPENDS));
@@ -145,9 +145,10 @@ private:
             const DWORD code = function | static_cast<DWORD>(object.kind) << 24;
             std::vector<BYTE> answer;
             std::vector<platform::PropertyValue> properties;
-            if (_service.Control(object, std::nullopt, code, {}, answer) ||
-                !platform::DecodePropertyList(answer, properties))
-                continue;
+            const DWORD refusal = _service.Control(object, std::nullopt, code, {}, answer);
+            if (refusal == error::CallNotImplemented) continue;  // a kind of object without such properties
+            RequireRead(refusal);
+            if (!platform::DecodePropertyList(answer, properties)) RequireRead(error::InvalidData);
             for (const auto& [name, value] : properties) {
                 const auto* number = std::get_if<DWORD>(&value);
                 Note(label, ToUtf8(name), number ? std::to_string(*number) : ToUtf8(std::get<std::wstring>(value)));
@@ -158,7 +159,8 @@ private:
     // A resource's parameters are its private properties, which have been noted under its name.
     void DescribeKeys() {
         platform::ClusterKeyId root = 0;
-        if (!_service.RootKey(root)) DescribeKey(root, "", 0);
+        RequireRead(_service.RootKey(root));
+        DescribeKey(root, "", 0);
     }
 
     void DescribeKey(platform::ClusterKeyId key, const std::string& path, int depth) {
@@ -168,26 +170,40 @@ private:
         KeyValue value;
         const bool isParameters = path.ends_with("\\Parameters") && path.starts_with("Resources\\");
         if (depth > 0) Note("key " + path, "", "present");
-        for (DWORD i = 0; !isParameters && !_service.ValueAt(key, i, value.name, type, value.data); ++i) {
+        for (DWORD i = 0; !isParameters && Has(_service.ValueAt(key, i, value.name, type, value.data)); ++i) {
             value.type = type;
             Note("key " + path, ToUtf8(value.name), ValueText(value));
         }
-        for (DWORD i = 0; depth < deepest && !_service.SubkeyAt(key, i, name); ++i) {
+        for (DWORD i = 0; depth < deepest && Has(_service.SubkeyAt(key, i, name)); ++i) {
             platform::ClusterKeyId subkey = 0;
-            if (!_service.OpenKey(key, name, subkey))
+            if (Has(_service.OpenKey(key, name, subkey)))
                 DescribeKey(subkey, path.empty() ? ToUtf8(name) : path + "\\" + ToUtf8(name), depth + 1);
         }
     }
 
     std::string Members(ObjectId object, DWORD types) {
         std::unique_ptr<platform::ClusterEnumeration> members;
-        if (_service.EnumerateMembers(object, types, members)) return {};
+        RequireRead(_service.EnumerateMembers(object, types, members));
+        std::string joined;
+        for (const std::wstring& name : ItemsOf(*members)) joined += (joined.empty() ? "" : ", ") + ToUtf8(name);
+        return joined;
+    }
+
+    static StringArray ItemsOf(const platform::ClusterEnumeration& enumeration) {
+        StringArray names;
         DWORD type = 0;
         std::wstring name;
-        std::string joined;
-        for (DWORD index = 0; members->Item(index, type, name) == error::Success; ++index)
-            joined += (joined.empty() ? "" : ", ") + ToUtf8(name);
-        return joined;
+        for (DWORD i = 0; Has(enumeration.Item(i, type, name)); ++i) names.push_back(name);
+        return names;
+    }
+
+    // What cannot be read would pass for what is gone.
+    static void RequireRead(DWORD code) {
+        if (code) throw Refusal("The cluster cannot be read", code);
+    }
+    static bool Has(DWORD code) {
+        if (code != error::NoMoreItems && ExitCodeOf(code) != ExitCode::NoSuchObject) RequireRead(code);
+        return code == error::Success;
     }
 
     static std::string StateWord(ObjectKind kind, DWORD state) {
@@ -270,17 +286,6 @@ void PrintDifferences(Context& context, const Json& changes) {
     }
 }
 
-void RunUnseen(Context& context, const std::function<void()>& action) {
-    struct Redirection {
-        explicit Redirection(Context& redirected) : context(redirected) { context.Redirect(&unseen); }
-        ~Redirection() { context.Redirect(nullptr); }
-        Context& context;
-        std::ostringstream unseen;
-    };
-    const Redirection redirection(context);
-    action();
-}
-
 }  // namespace
 
 Snapshot TakeSnapshot(ClusterService& service) {
@@ -293,7 +298,10 @@ Snapshot TakeRegistrySnapshot() {
     for (const wchar_t* root :
          {L"HKEY_CLASSES_ROOT", L"HKEY_CURRENT_USER", L"HKEY_LOCAL_MACHINE", L"HKEY_USERS", L"HKEY_CURRENT_CONFIG"}) {
         HKEY key = nullptr;
-        if (registry->Open(root, KEY_READ, key)) continue;
+        if (const DWORD code = registry->Open(root, KEY_READ, key)) {
+            if (ExitCodeOf(code) == ExitCode::NoSuchObject) continue;
+            throw Refusal("The registry cannot be read", code);
+        }
         WalkKeys(*registry, key, root, [&](const std::wstring& path, const KeyValue& value) {
             const std::string label = "registry " + ToUtf8(path);
             snapshot[label] = "present";
@@ -308,7 +316,7 @@ Snapshot TakeRegistrySnapshot() {
 void Rehearse(Context& context, const std::function<void()>& action) {
     const RehearsedWorld world(context);
     const Snapshot before = TakeWorld(context);
-    RunUnseen(context, action);
+    context.Capture(action);
     PrintDifferences(context, Differences(before, TakeWorld(context)));
 }
 

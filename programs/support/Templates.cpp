@@ -2,10 +2,19 @@
 
 #include <platform/base/text.h>
 #include <programs/support/Objects.h>
+#include <programs/support/Reading.h>
+
+#include <nlohmann/json.hpp>
 
 using platform::ToUtf8;
 
 namespace programs {
+
+std::unique_ptr<ExpertWizard> ReadTemplates() {
+    std::unique_ptr<ExpertWizard> wizard;
+    RequireRead("The list of templates", [&] { wizard = std::make_unique<ExpertWizard>(); });
+    return wizard;
+}
 
 const ExpertWizardGUIPage& FindTemplate(const ExpertWizard& wizard, const std::string& name) {
     const std::wstring wanted = platform::FromUtf8(name);

@@ -10,6 +10,9 @@ namespace programs {
 /// Where the group templates of this machine stand in its registry, without a final backslash.
 inline constexpr wchar_t templatesKey[] = L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Norvane\\Ostra\\ExpertWizard\\Groups";
 
+/// The group templates of this machine; ends the command when one cannot be read.
+std::unique_ptr<ExpertWizard> ReadTemplates();
+
 /// The template of that name: exactly so, or but for case when just one is meant; the wizard's. Ends the command with
 /// the names that there are.
 const ExpertWizardGUIPage& FindTemplate(const ExpertWizard& wizard, const std::string& name);

@@ -7,9 +7,10 @@
 
 namespace programs {
 
-void RunTransaction(const std::string& what, const Transactor& transact, const std::function<void()>& steps) {
+DWORD RunTransaction(const Transactor& transact, const std::function<void()>& steps) {
     std::exception_ptr problem;
     const DWORD code = transact([&]() -> DWORD {
+        problem = nullptr;  // an engine may have to run them again
         try {
             steps();
             return platform::error::Success;
@@ -19,7 +20,11 @@ void RunTransaction(const std::string& what, const Transactor& transact, const s
         }
     });
     if (problem) std::rethrow_exception(problem);
-    if (code) throw Refusal(what, code);
+    return code;
+}
+
+void RunTransaction(const std::string& what, const Transactor& transact, const std::function<void()>& steps) {
+    if (const DWORD code = RunTransaction(transact, steps)) throw Refusal(what, code);
 }
 
 }  // namespace programs

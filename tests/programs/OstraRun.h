@@ -1,12 +1,13 @@
 #pragma once
 
 #include <platform/cluster/ClusterDirectory.h>
-#include <programs/ostra/Command.h>
+#include <programs/ostra/RunOstra.h>
 #include <tests/support/FakeClock.h>
 #include <tests/support/TemporaryHome.h>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <nlohmann/json.hpp>
 
 #include <sstream>
 #include <string>

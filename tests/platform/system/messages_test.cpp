@@ -1,3 +1,4 @@
+#include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/system/messages.h>
 #include <tests/support/CapturedMessageBoxes.h>
@@ -23,6 +24,7 @@ TEST(Messages, ComeFromTheLoadedTableUntilItsLastUserEndsAndFromTheSystem) {
     EXPECT_EQ(L"", TextOf(nullptr, 2114));
     EXPECT_EQ(L"The RPC server is unavailable.\r\n", TextOf(nullptr, 1722));
     EXPECT_EQ(L"The cluster group could not be found.\r\n", TextOf(nullptr, 5013));
+    EXPECT_NE(L"", TextOf(nullptr, error::OutcomeUnknown));
     EXPECT_EQ(L"", TextOf(nullptr, 0xFFFFFFFF));
     EXPECT_TRUE(FreeLibrary(network));
     EXPECT_EQ(L"The user name could not be found.\r\n", TextOf(other, 2221));

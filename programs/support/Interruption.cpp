@@ -1,4 +1,4 @@
-#include <programs/ostra/Interruption.h>
+#include <programs/support/Interruption.h>
 
 namespace programs {
 
