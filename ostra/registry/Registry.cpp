@@ -16,6 +16,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -265,12 +266,15 @@ Registry& Registry::operator>>(Persistence& object) {
     return *this;
 }
 
-// Every component is tried, also behind one that failed: each leaves its own line in the event log.
+// Every component is tried, also behind one that failed: each leaves its own line in the event log. The last error
+// stays the first one's.
 Registry::OwnedKey Registry::Walk(OwnedKey key, bool isCreating) const {
     std::size_t begin = 0;
+    std::optional<platform::KeptLastError> cause;
     for (int component = 0; component < mostComponents; ++component) {
         const std::size_t end = _keyPath.find(L'\\', begin);
         if (end == std::wstring::npos) break;
+        if (!key && !cause) cause.emplace();
         key = OpenComponent(key.Get(), _keyPath.substr(begin, end - begin), isCreating);
         begin = end + 1;
     }

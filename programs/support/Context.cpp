@@ -66,15 +66,15 @@ Context::~Context() {
 // What reads the registry takes one that it cannot read for an empty one.
 void Context::RequireReadableState() {
     const std::wstring fault = platform::StateDirectoryFault("clusters");
-    if (fault.empty()) return;
-    throw CommandError(ExitCode::Unreachable,
-                       "The state directory cannot be used: " + platform::ToUtf8(fault) + " OSTRA_HOME names another.");
+    if (!fault.empty())
+        throw CommandError(ExitCode::Unreachable, "The state directory cannot be used: " + platform::ToUtf8(fault) +
+                                                      " OSTRA_HOME names another.");
     HKEY key = nullptr;
     const auto code = static_cast<DWORD>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_READ, &key));
     if (!code) RegCloseKey(key);
     if (ExitCodeOf(code) != ExitCode::Done && ExitCodeOf(code) != ExitCode::NoSuchObject)
-        throw CommandError(ExitCode::Unreachable,
-                           "This machine's registry cannot be read: " + platform::StateDirectory() + "/registry.db: " + CauseText(code));
+        throw CommandError(ExitCode::Unreachable, "This machine's registry cannot be read: " +
+                                                      platform::StateDirectory() + "/registry.db: " + CauseText(code));
 }
 
 std::wstring Context::ClusterName() {
