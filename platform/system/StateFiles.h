@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -33,7 +34,8 @@ public:
         }
         const std::string path = directory + _fileName;
         struct stat status {};
-        if (mode == OpenMode::MustExist && ::stat(path.c_str(), &status) != 0) {
+        const bool isMissing = ::lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+        if (mode == OpenMode::MustExist && isMissing) {
             _missingFrom = directory;
             _missingSince = CoarseTick();
             return error::FileNotFound;
