@@ -20,20 +20,22 @@ inline std::uintptr_t NextHandleTable() {
 /// The open handles of one kind. A handle's value is the table's number, a slot and a generation, so that one that was
 /// closed is refused also when its slot serves another handle by now, and so is one of another table; no value is ever
 /// dereferenced. Safe for use from any thread.
-template <typename Handle, typename Object>
+template <typename Handle, typename Object, template <typename> typename Allocator = std::allocator>
 class HandleTable {
 public:
-    /// Never null. `Object` is shared with callers that looked it up and are still at work.
+    /// Never null. `Object` is shared with callers that looked it up and are still at work. Without memory it throws
+    /// and the table is as it was; Close never allocates.
     Handle Open(std::shared_ptr<Object> object) {
         const std::scoped_lock lock(_mutex);
-        if (_free.empty()) {
-            _free.push_back(_slots.size());
+        if (_firstFree == _slots.size()) {
             _slots.emplace_back();
+            _slots.back().nextFree = _slots.size();
         }
-        const std::size_t index = _free.back();
-        _free.pop_back();
+        const std::size_t index = _firstFree;
         Slot& slot = _slots[index];
+        _firstFree = slot.nextFree;
         slot.object = std::move(object);
+        ++_openCount;
         return ToHandle(index, slot.generation);
     }
 
@@ -53,19 +55,22 @@ public:
         released = std::move(slot->object);
         slot->object = nullptr;
         slot->generation = (slot->generation + 1) & generationMask;
-        _free.push_back(static_cast<std::size_t>(slot - _slots.data()));
+        slot->nextFree = _firstFree;
+        _firstFree = static_cast<std::size_t>(slot - _slots.data());
+        --_openCount;
         return true;
     }
 
     std::size_t OpenCount() const {
         const std::scoped_lock lock(_mutex);
-        return _slots.size() - _free.size();
+        return _openCount;
     }
 
 private:
     struct Slot {
         std::shared_ptr<Object> object;
         std::uintptr_t generation = 0;
+        std::size_t nextFree = 0;  // while nothing is in it
     };
 
     static constexpr unsigned indexBits = 24;
@@ -89,8 +94,9 @@ private:
 
     const std::uintptr_t _table = NextHandleTable() & tableMask;
     mutable std::mutex _mutex;
-    std::vector<Slot> _slots;
-    std::vector<std::size_t> _free;
+    std::vector<Slot, Allocator<Slot>> _slots;
+    std::size_t _firstFree = 0;  // the number of slots when none is free
+    std::size_t _openCount = 0;
 };
 
 }  // namespace platform

@@ -53,11 +53,12 @@ private:
 /// What one cluster can be asked. The functions of cluster_api.h are the only callers and have checked handles and
 /// pointers before; what they hand on of names and bytes is as a program gave it.
 ///
-/// Codes: 0 done, 997 accepted and not yet settled, any other refused, and then nothing has changed. An id outlives a
-/// rename; once its object is gone, every operation on it answers that its kind was not found (5042 node, 5013 group,
-/// 5007 resource, 5045 network, 5047 interface, 5078 resource type), and every operation on a deleted key 1018. Other
-/// processes may act between two calls. Out parameters are set when the code is 0 and otherwise left alone. Operations
-/// may be called from any thread.
+/// Codes: 0 done, 997 accepted and not yet settled, error::OutcomeUnknown when the change may be there, whole, or not
+/// at all, because nothing confirmed it: look before trying again. Any other refused, and then nothing has changed. An
+/// id outlives a rename; once its object is gone, every operation on it answers that its kind was not found (5042 node,
+/// 5013 group, 5007 resource, 5045 network, 5047 interface, 5078 resource type), and every operation on a deleted key
+/// 1018. Other processes may act between two calls. Out parameters are set when the code is 0 and otherwise left alone.
+/// Operations may be called from any thread.
 ///
 /// Names of objects compare without regard to case and keep the case in which they were given. One has 1 to 199
 /// characters (what the customary buffer of an enumeration holds) and no control characters; any other is refused with

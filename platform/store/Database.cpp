@@ -13,9 +13,26 @@ namespace {
 
 constexpr int checkpointPages = 1000;
 constexpr int openingAttempts = 5;
+constexpr std::chrono::seconds longestAlone{1};
 
 const wchar_t* const notWritten = L"\"%1\" could not be written: %2.";
 const wchar_t* const notRead = L"\"%1\" could not be read: %2.";
+
+/// Ends what was begun and not completed.
+template <typename Undo>
+class Unless {
+public:
+    explicit Unless(Undo undo) : _undo(std::move(undo)) {}
+    ~Unless() {
+        if (!isDone) _undo();
+    }
+    Unless(const Unless&) = delete;
+    Unless& operator=(const Unless&) = delete;
+    bool isDone = false;
+
+private:
+    Undo _undo;
+};
 
 }  // namespace
 
@@ -155,7 +172,9 @@ DWORD Database::State::ForkedFailure() const {
 }
 
 // Outside of transactions, the one place where a file whose last write failed is opened anew.
+// So is one that keeps others out, after a while: there may be room on the disk by now.
 DWORD Database::State::BeReady() {
+    if (isAlone && std::chrono::steady_clock::now() - openedAt > longestAlone) isDoubtful = true;
     if (!isDoubtful || InTransaction() || borrowed) return error::Success;
     const ino_t before = inode;
     Close();
@@ -204,7 +223,7 @@ void Database::State::FindLogHead() {
     constexpr int regionSize = 32 * 1024;
     sqlite3_file* file = nullptr;
     if (sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file) return;
-    if (!file->pMethods || file->pMethods->iVersion < 2 || !file->pMethods->xShmMap) return;
+    if (isAlone || !file->pMethods || file->pMethods->iVersion < 2 || !file->pMethods->xShmMap) return;
     volatile void* region = nullptr;
     if (file->pMethods->xShmMap(file, 0, regionSize, 0, &region) != SQLITE_OK) return;
     logHead = static_cast<const std::uint32_t*>(const_cast<const void*>(region));  // stays until the file is closed
@@ -274,15 +293,16 @@ DWORD Database::State::BeginWriting() {
     }
     if (const DWORD code = BeReady()) return code;
     if (const DWORD code = TakeLock()) return code;
-    DWORD code = Execute("BEGIN IMMEDIATE");
-    if (code == error::Success) {
-        ++writeDepth;
-        code = RefreshDataVersion();
-        if (code != error::Success) TakeBack();
-    } else {
-        lock.Release();
-    }
-    return code;
+    ++writeDepth;
+    Unless begun([&] {
+        const Failure reason = LastFailure();
+        TakeBack();
+        KeepFailure(reason);
+    });
+    if (const DWORD code = Execute("BEGIN IMMEDIATE")) return code;
+    if (const DWORD code = RefreshDataVersion()) return code;
+    begun.isDone = true;
+    return error::Success;
 }
 
 DWORD Database::State::CommitWriting() {
@@ -290,18 +310,36 @@ DWORD Database::State::CommitWriting() {
         TakeBack();
         return Fail(error::GeneralFailure, L"\"%1\": the transaction was taken back.", path);
     }
-    const DWORD code = Execute(writeDepth > 1 ? "RELEASE inner" : "COMMIT");
-    if (code != error::Success) {
-        const Failure reason = LastFailure();
-        TakeBack();
-        KeepFailure(reason);
-        return code;
+    errno = 0;
+    const int status = sqlite3_exec(connection, writeDepth > 1 ? "RELEASE inner" : "COMMIT", nullptr, nullptr, nullptr);
+    if (status == SQLITE_OK) {
+        if (--writeDepth > 0) return error::Success;
+        // A checkpoint that fails fails nothing: the commit is on disk in the log.
+        if (logPages >= checkpointPages) CheckpointLocked();
+        lock.Release();
+        return error::Success;
     }
-    if (--writeDepth > 0) return error::Success;
-    // A checkpoint that fails fails nothing: the commit is on disk in the log.
-    if (logPages >= checkpointPages) CheckpointLocked();
-    lock.Release();
-    return error::Success;
+    DWORD code = Failed(status, notWritten);
+    Failure reason = LastFailure();
+    const bool isWhole = status == SQLITE_IOERR_FSYNC || (status & 0xFF) == SQLITE_NOMEM ||
+                         ((status & 0xFF) == SQLITE_IOERR && code != error::DiskFull);
+    const bool mayBeInLog = isWhole && writeDepth == 1 && !IsInMemory() && code != error::FileInvalid;
+    if (mayBeInLog && !Overwrite()) {
+        code = error::OutcomeUnknown;
+        reason = {code, reason.words + L" Whether the change is there can be seen only by looking for it."};
+    }
+    TakeBack();
+    KeepFailure(reason);
+    return code;
+}
+
+// The log may hold the whole transaction, although its index does not say so and nobody sees it: whoever opens the file
+// as the first would find it there. A transaction that changes nothing, written in its place and synced, ends that.
+bool Database::State::Overwrite() {
+    if (!sqlite3_get_autocommit(connection)) Execute("ROLLBACK");
+    const std::string same = "PRAGMA user_version = " + std::to_string(schema.version);
+    return Execute("BEGIN IMMEDIATE") == error::Success && Execute(same.c_str()) == error::Success &&
+           Execute("COMMIT") == error::Success;
 }
 
 void Database::State::TakeBack() {
@@ -311,7 +349,7 @@ void Database::State::TakeBack() {
         --writeDepth;
         return;
     }
-    if (!sqlite3_get_autocommit(connection)) Execute("ROLLBACK");
+    if (connection && !sqlite3_get_autocommit(connection)) Execute("ROLLBACK");
     writeDepth = 0;
     lock.Release();
 }
@@ -319,14 +357,17 @@ void Database::State::TakeBack() {
 sqlite3_stmt* Database::State::Borrow(const char* sql) {
     if (!connection) return nullptr;
     sqlite3_stmt* statement = nullptr;
-    const auto found = prepared.find(sql);
-    if (found != prepared.end() && !found->second.empty()) {
-        statement = found->second.back();
-        found->second.pop_back();
-    } else if (sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
-        return nullptr;
+    Prepared& known = prepared[sql];
+    if (!known.idle.empty()) {
+        statement = known.idle.back();
+        known.idle.pop_back();
+    } else {
+        known.idle.reserve(known.count + 1);  // giving back needs no memory
+        if (sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+            return nullptr;
+        ++known.count;
     }
-    if (statement) ++borrowed;
+    ++borrowed;
     return statement;
 }
 
@@ -336,7 +377,7 @@ void Database::State::GiveBack(const char* sql, sqlite3_stmt* statement, std::ui
     sqlite3_reset(statement);  // an open statement is a reader, for whose sake the log would grow without end
     sqlite3_clear_bindings(statement);
     if (number == connectionNumber) {
-        prepared[sql].push_back(statement);
+        prepared.find(sql)->second.idle.push_back(statement);
     } else {
         sqlite3_finalize(statement);
     }
@@ -388,11 +429,14 @@ DWORD ReadTransaction::Begin() {
         if (const DWORD code = state.BeReady()) return code;
         if (const DWORD code = state.CheckPlace()) return code;
         if (const DWORD code = state.Execute("BEGIN")) return code;
-        // The first read takes the snapshot.
-        if (const DWORD code = state.RefreshDataVersion()) {
+        Unless begun([&] {
+            const Failure reason = LastFailure();
             state.Execute("ROLLBACK");
-            return code;
-        }
+            KeepFailure(reason);
+        });
+        // The first read takes the snapshot.
+        if (const DWORD code = state.RefreshDataVersion()) return code;
+        begun.isDone = true;
     }
     ++state.readDepth;
     _lock = std::move(lock);

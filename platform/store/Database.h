@@ -20,10 +20,20 @@ namespace platform {
 
 /// What a database file must be. `statements` makes the tables of a new one; STRICT tables with checks, since a damaged
 /// file is found by them first.
+///
+/// SQLite finds few flipped bits, so each table ends in a column that NextRow verifies:
+///
+///     checksum INTEGER NOT NULL AS (row_checksum(id, name)) STORED    -- of all columns before it, in their order
+///
+/// A file of a version from `oldest` on is brought to `version` when it is opened, as one transaction: the new tables
+/// are made, the columns that both have are copied, `conversion` does what else must be done while the former tables
+/// still stand under the names old_NAME, and these are dropped.
 struct DatabaseSchema {
     int applicationId = 0;
     int version = 0;
     std::string statements;
+    int oldest = version;
+    std::string conversion = {};
 };
 
 enum class OpenMode { CreateIfMissing, MustExist };
@@ -37,8 +47,9 @@ struct DatabaseOptions {
 ///
 /// Safe for use from any thread; a transaction keeps the other threads of the process out until it ends. Not after a
 /// fork: the child's every use is refused. Results are codes of platform::error; LastMessage has words for a person.
-/// Codes worth telling apart: Timeout and Busy (others write; try again), DiskFull, AccessDenied, FileCorrupt and
-/// BadDatabase (the content), FileInvalid (the file was removed or replaced: open it anew).
+/// Codes worth telling apart: Timeout and Busy (others write; try again), DiskFull, AccessDenied, IoDevice (the disk),
+/// FileCorrupt and BadDatabase (the content), NotSupported (a newer version's file), FileInvalid (the file was removed
+/// or replaced: open it anew), OutcomeUnknown (of a commit only).
 class PLATFORM_API Database {
 public:
     /// Opens the file at an absolute UTF-8 path; its directory must exist, belong to this machine and be writable.
@@ -134,6 +145,9 @@ public:
     bool Next();
     /// Runs a statement that gives no rows.
     DWORD Run();
+    /// The same for a SELECT of whole rows: its last column is `checksum`, and before it come all columns that it is
+    /// made of, in the table's order. A row that is not as it was written makes Result FileCorrupt.
+    bool NextRow();
     /// Success while rows come and when they have ended.
     DWORD Result() const { return _result; }
 
@@ -148,6 +162,7 @@ private:
     Statement(Database* database, const char* sql);
     void BindInteger(std::int64_t value);
     void KeepFailure(int status);
+    void GiveBack();
     void Damaged();
 
     Database& _database;
@@ -160,8 +175,9 @@ private:
     DWORD _result = 0;
 };
 
-/// Several changes as one: all of them are on disk when Commit has answered Success. When writing to the disk failed,
-/// all or none may be there: read back; after any other failure, none. Without a Commit the destructor takes all back.
+/// Several changes as one: all of them are on disk when Commit has answered Success, and none after any failure but
+/// OutcomeUnknown: then the disk failed so that all or none may be there. Without a Commit the destructor takes all
+/// back.
 /// Inside another WriteTransaction of the same thread it becomes a part of that one, which alone decides; taking back
 /// an inner one takes back its own changes only.
 class PLATFORM_API WriteTransaction {

@@ -2,6 +2,7 @@
 #include <linux/magic.h>
 #include <platform/base/error_codes.h>
 #include <platform/store/DatabaseState.h>
+#include <platform/store/RowChecksum.h>
 #include <platform/store/failures.h>
 #include <sqlite3.h>
 #include <sys/mman.h>
@@ -115,6 +116,12 @@ DWORD ReadHeader(const std::string& path, unsigned char* header, std::int64_t& s
     return code == error::CannotOpenDatabase ? FailAs(error::AccessDenied) : code;
 }
 
+std::string Quoted(std::string_view name, char mark = '"') {
+    std::string quoted(1, mark);
+    for (const char character : name) quoted.append(character == mark ? 2 : 1, character);
+    return quoted += mark;
+}
+
 int ReadBigEndian(const unsigned char* bytes) {
     return static_cast<int>(static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
                             static_cast<std::uint32_t>(bytes[2]) << 8 | static_cast<std::uint32_t>(bytes[3]));
@@ -127,7 +134,7 @@ DWORD CheckIdentity(const DatabaseSchema& schema, int applicationId, int version
     if (version > schema.version) {
         return Fail(error::NotSupported, L"\"%1\" was written by a newer version of this program.", path);
     }
-    if (version < schema.version) {
+    if (version < schema.oldest) {
         return Fail(error::NotSupported, L"\"%1\" was written by an older version that cannot be read any more.", path);
     }
     return error::Success;
@@ -164,11 +171,22 @@ pid_t CurrentProcess() {
     return process;
 }
 
+// Where there is no room for the log's index, which processes share, SQLite can still read for one process alone.
 DWORD Database::State::OpenFile(OpenMode mode) {
     owner = CurrentProcess();
     std::string canonical;
     if (const DWORD code = Canonical(path, canonical)) return code;
     path = canonical;
+    isAlone = false;
+    const DWORD code = OpenPlainly(mode);
+    if (code != error::DiskFull || !connection) return code;
+    Close();
+    isAlone = true;
+    openedAt = std::chrono::steady_clock::now();
+    return OpenPlainly(mode);
+}
+
+DWORD Database::State::OpenPlainly(OpenMode mode) {
     FileStage stage{};
     if (const DWORD code = CheckFile(stage)) return code;
     if (stage == FileStage::Missing && mode == OpenMode::MustExist) return NoFileFailure();
@@ -178,8 +196,13 @@ DWORD Database::State::OpenFile(OpenMode mode) {
     const bool isKnown = stage == FileStage::Complete && lock.RemembersFile();
     DWORD code = isKnown ? error::Success : lock.Take(options.lockTimeout);
     if (code == error::Success) code = isKnown ? Connect() : MakeOrConnect(mode);
-    if (code == error::Success) code = CheckSchema();
+    int version = 0;
+    if (code == error::Success) code = CheckSchema(version);
     if (code == error::Success) code = EnableLog();
+    if (code == error::Success && version < schema.version) {
+        if (isKnown) code = lock.Take(options.lockTimeout);
+        if (code == error::Success) code = Upgrade();
+    }
     if (code == error::Success && !isKnown) lock.RememberFile();
     lock.Release();
     if (code != error::Success) return HasLostPlace() ? LostPlaceFailure() : code;
@@ -307,6 +330,12 @@ DWORD Database::State::Configure() {
     sqlite3_limit(connection, SQLITE_LIMIT_ATTACHED, 0);
     sqlite3_wal_autocheckpoint(connection, 0);
     sqlite3_wal_hook(connection, &CountLogPages, &logPages);
+    if (RowChecksum::Register(connection) != SQLITE_OK) {
+        return Fail(error::NotEnoughMemory, L"There is no memory to open \"%1\".", path);
+    }
+    if (isAlone) {
+        if (const DWORD code = Execute("PRAGMA locking_mode = EXCLUSIVE")) return code;
+    }
     return Execute("PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY; PRAGMA synchronous = FULL");
 }
 
@@ -323,7 +352,80 @@ DWORD Database::State::CreateTables() {
     return code;
 }
 
-DWORD Database::State::CheckSchema() {
+// Others may have done it while this one waited for the lock.
+DWORD Database::State::Upgrade() {
+    int version = 0;
+    DWORD code = Execute("PRAGMA foreign_keys = OFF; PRAGMA legacy_alter_table = ON; BEGIN IMMEDIATE");
+    if (code == error::Success) code = CheckSchema(version);
+    if (code == error::Success && version < schema.version) code = UpgradeTables();
+    const std::string end = "PRAGMA user_version = " + std::to_string(schema.version) + "; COMMIT";
+    if (code == error::Success) code = Execute(end.c_str());
+    const Failure reason = LastFailure();
+    if (!sqlite3_get_autocommit(connection)) Execute("ROLLBACK");
+    Execute("PRAGMA legacy_alter_table = OFF; PRAGMA foreign_keys = ON");
+    if (code == error::Success) return code;
+    KeepFailure(reason);
+    return code == error::InvalidData ? FailAs(error::FileCorrupt) : code;
+}
+
+DWORD Database::State::UpgradeTables() {
+    static constexpr const char* tables =
+        "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite%'";
+    std::vector<std::string> former;
+    std::vector<std::string> attached;
+    if (const DWORD code = ReadTexts(tables, former)) return code;
+    if (const DWORD code =
+            ReadTexts("SELECT type || ' ' || name FROM sqlite_schema WHERE type <> 'table' AND sql NOT NULL", attached))
+        return code;
+    std::string steps;
+    for (const std::string& item : attached) steps += "DROP " + item + ';';
+    for (const std::string& table : former)
+        steps += "ALTER TABLE " + Quoted(table) + " RENAME TO " + Quoted("old_" + table) + ';';
+    if (const DWORD code = Execute((steps + schema.statements).c_str())) return code;
+    for (const std::string& table : former) {
+        if (const DWORD code = CopyFormerRows(table)) return code;
+    }
+    steps = schema.conversion + ';';
+    for (const std::string& table : former) steps += "DROP TABLE " + Quoted("old_" + table) + ';';
+    return Execute(steps.c_str());
+}
+
+// A table that there is no more has no columns in common with what it was.
+DWORD Database::State::CopyFormerRows(const std::string& table) {
+    std::vector<std::string> columns;
+    const std::string both = "SELECT name FROM pragma_table_info(" + Quoted(table, '\'') +
+                             ") WHERE name IN (SELECT name FROM pragma_table_info(" + Quoted("old_" + table, '\'') +
+                             "))";
+    if (const DWORD code = ReadTexts(both.c_str(), columns)) return code;
+    if (columns.empty()) return error::Success;
+    std::string list;
+    for (const std::string& column : columns) list += (list.empty() ? "" : ", ") + Quoted(column);
+    std::string steps = "DELETE FROM " + Quoted(table) + "; INSERT INTO " + Quoted(table) + " (" + list + ") SELECT " +
+                        list + " FROM " + Quoted("old_" + table) + ';';
+    std::vector<std::string> counted;
+    if (const DWORD code = ReadTexts("SELECT name FROM sqlite_schema WHERE name = 'sqlite_sequence'", counted))
+        return code;
+    if (!counted.empty()) {  // numbers of rows that are gone by now are not given again
+        steps += "DELETE FROM sqlite_sequence WHERE name = " + Quoted(table, '\'') +
+                 "; UPDATE sqlite_sequence SET name = " + Quoted(table, '\'') +
+                 " WHERE name = " + Quoted("old_" + table, '\'');
+    }
+    return Execute(steps.c_str());
+}
+
+DWORD Database::State::ReadTexts(const char* sql, std::vector<std::string>& texts) {
+    sqlite3_stmt* rows = nullptr;
+    errno = 0;
+    int status = sqlite3_prepare_v2(connection, sql, -1, &rows, nullptr);
+    while (status == SQLITE_OK || status == SQLITE_ROW) {
+        status = sqlite3_step(rows);
+        if (status == SQLITE_ROW) texts.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(rows, 0)));
+    }
+    sqlite3_finalize(rows);
+    return status == SQLITE_DONE ? error::Success : Failed(status, L"\"%1\" cannot be read: %2.");
+}
+
+DWORD Database::State::CheckSchema(int& version) {
     sqlite3_stmt* numbers = nullptr;
     const char* sql = "SELECT application_id, user_version FROM pragma_application_id, pragma_user_version";
     errno = 0;
@@ -334,7 +436,7 @@ DWORD Database::State::CheckSchema() {
         return FailSqlite(status, connection, L"\"%1\" cannot be read: %2.", path);
     }
     const int applicationId = sqlite3_column_int(numbers, 0);
-    const int version = sqlite3_column_int(numbers, 1);
+    version = sqlite3_column_int(numbers, 1);
     sqlite3_finalize(numbers);
     return CheckIdentity(schema, applicationId, version, path);
 }
@@ -355,9 +457,9 @@ DWORD Database::State::EnableLog() {
 DWORD Database::State::RememberInode() {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0 || HasMoved()) return LostPlaceFailure();
+    Files().Add(status.st_dev, status.st_ino);
     device = status.st_dev;
     inode = status.st_ino;
-    Files().Add(device, inode);
     return error::Success;
 }
 
@@ -377,7 +479,7 @@ void Database::State::Close() {
     const bool mayCheckpoint = inode != 0 && !isDoubtful && !HasMoved() && lock.Take(closingPatience) == error::Success;
     if (!mayCheckpoint) sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     for (const auto& [sql, statements] : prepared) {
-        for (sqlite3_stmt* statement : statements) sqlite3_finalize(statement);
+        for (sqlite3_stmt* statement : statements.idle) sqlite3_finalize(statement);
     }
     prepared.clear();
     logHead = nullptr;

@@ -45,7 +45,12 @@ struct Database::State {
 
     int readDepth = 0;
     int writeDepth = 0;
-    std::unordered_map<std::string, std::vector<sqlite3_stmt*>> prepared;
+    /// The statements made of one literal, by its address.
+    struct Prepared {
+        std::vector<sqlite3_stmt*> idle;  // with room for those that are out
+        std::size_t count = 0;
+    };
+    std::unordered_map<const char*, Prepared> prepared;
     int borrowed = 0;
 
     std::uint64_t ownChanges = 0;
@@ -55,6 +60,9 @@ struct Database::State {
     std::int64_t dataVersion = -1;           // as PRAGMA data_version answered last; belongs to this connection
 
     std::int64_t glancedAt = 0;  // nanoseconds; when GlanceAtChangeCounter last looked at the file itself
+
+    bool isAlone = false;  // other processes are kept from the file, for want of room on the disk
+    std::chrono::steady_clock::time_point openedAt;  // when it is alone
 
     bool isDoubtful = false;  // an operation on the file failed: what it wrote is not trusted, and it is opened anew
     int logPages = 0;         // length of the write-ahead log after the last commit
@@ -71,6 +79,7 @@ struct Database::State {
 
     // Opening (DatabaseOpening.cpp).
     DWORD OpenFile(OpenMode mode);
+    DWORD OpenPlainly(OpenMode mode);
     DWORD OpenInMemory();
     void Close();
     DWORD CheckFile(FileStage& stage) const;
@@ -82,8 +91,12 @@ struct Database::State {
     DWORD Connect();
     DWORD Configure();
     DWORD CreateTables();
+    DWORD Upgrade();
+    DWORD UpgradeTables();
+    DWORD CopyFormerRows(const std::string& table);
+    DWORD ReadTexts(const char* sql, std::vector<std::string>& texts);
     DWORD EnableLog();
-    DWORD CheckSchema();
+    DWORD CheckSchema(int& version);
     DWORD RememberInode();
     DWORD NoFileFailure() const;
     bool HasLostPlace() const;
@@ -102,6 +115,7 @@ struct Database::State {
     DWORD Execute(const char* sql);
     DWORD BeginWriting();
     DWORD CommitWriting();
+    bool Overwrite();
     void TakeBack();
     sqlite3_stmt* Borrow(const char* sql);
     void GiveBack(const char* sql, sqlite3_stmt* statement, std::uint64_t number);

@@ -39,19 +39,41 @@ const char* const KeyStore::schema = R"(
         name TEXT NOT NULL CHECK (length(name) <= 255),
         folded TEXT NOT NULL CHECK (length(folded) <= 255),
         volatile INTEGER NOT NULL CHECK (volatile IN (0, 1)),
+        subkeys INTEGER NOT NULL DEFAULT 0,
+        value_count INTEGER NOT NULL DEFAULT 0,
+        checksum INTEGER NOT NULL AS (row_checksum(id, parent, name, folded, volatile, subkeys, value_count)) STORED,
         UNIQUE (parent, folded)
     ) STRICT;
     CREATE INDEX keys_volatile ON keys (id) WHERE volatile = 1;
-    INSERT INTO keys VALUES (0, 0, '', '', 0);
+    INSERT INTO keys (id, parent, name, folded, volatile) VALUES (0, 0, '', '', 0);
     CREATE TABLE key_values (
         key INTEGER NOT NULL REFERENCES keys (id) ON DELETE CASCADE,
         name TEXT NOT NULL CHECK (length(name) <= 16383),
         folded TEXT NOT NULL CHECK (length(folded) <= 16383),
         type INTEGER NOT NULL CHECK (type BETWEEN 0 AND 4294967295),
         data BLOB NOT NULL CHECK (length(data) <= 1048576),
+        name_checksum INTEGER NOT NULL AS (row_checksum(key, name, folded)) STORED,
+        checksum INTEGER NOT NULL AS (row_checksum(key, name, folded, type, data)) STORED,
         UNIQUE (key, folded)
     ) STRICT;
-    CREATE TABLE key_notes (name TEXT NOT NULL PRIMARY KEY, text TEXT NOT NULL CHECK (length(text) <= 4096)) STRICT;
+    CREATE TRIGGER key_made AFTER INSERT ON keys WHEN new.id <> 0
+        BEGIN UPDATE keys SET subkeys = subkeys + 1 WHERE id = new.parent; END;
+    CREATE TRIGGER key_gone AFTER DELETE ON keys
+        BEGIN UPDATE keys SET subkeys = subkeys - 1 WHERE id = old.parent; END;
+    CREATE TRIGGER value_made AFTER INSERT ON key_values
+        BEGIN UPDATE keys SET value_count = value_count + 1 WHERE id = new.key; END;
+    CREATE TRIGGER value_gone AFTER DELETE ON key_values
+        BEGIN UPDATE keys SET value_count = value_count - 1 WHERE id = old.key; END;
+    CREATE TABLE key_notes (
+        name TEXT NOT NULL PRIMARY KEY,
+        text TEXT NOT NULL CHECK (length(text) <= 4096),
+        checksum INTEGER NOT NULL AS (row_checksum(name, text)) STORED
+    ) STRICT;
+)";
+
+const char* const KeyStore::conversion = R"(
+    UPDATE keys SET value_count = (SELECT count(*) FROM key_values WHERE key = keys.id),
+                    subkeys = (SELECT count(*) FROM keys AS child WHERE child.parent = keys.id AND child.id <> 0);
 )";
 
 KeyStore::KeyStore(Database& database) : _cache(std::make_unique<Cache>(database)) {}
@@ -184,8 +206,8 @@ DWORD KeyStore::ForgetEarlierBoots() {
 
 DWORD KeyStore::ReadBoot(std::wstring& boot) {
     boot.clear();
-    Statement rows(Store(), "SELECT text FROM key_notes WHERE name = 'boot'");
-    if (rows.Next()) boot = rows.Text(0, longestNote);
+    Statement rows(Store(), "SELECT name, text, checksum FROM key_notes WHERE name = 'boot'");
+    if (rows.NextRow()) boot = rows.Text(1, longestNote);
     return rows.Result();
 }
 

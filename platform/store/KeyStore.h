@@ -37,8 +37,12 @@ public:
     static constexpr std::size_t largestData = 1'048'576;
     static constexpr std::size_t deepestKey = 512;
 
-    /// The statements that make the tables, for a DatabaseSchema. Their names begin with "key".
+    /// The statements that make the tables, for a DatabaseSchema. Their names begin with "key". The names and data of
+    /// values have a checksum each, so that values can be listed without reading their data; a key's row counts its
+    /// subkeys and values, so that none is missed when an index is damaged.
     static const char* const schema;
+    /// What the tables of a file without these counts need, for a DatabaseSchema.
+    static const char* const conversion;
 
     /// The database must outlive the store.
     explicit KeyStore(Database& database);

@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t heaviest = 16 * 1024 * 1024;
 constexpr std::size_t largestKept = 64 * 1024;
 constexpr std::size_t itemWeight = 128;
+constexpr std::size_t mostCounted = 1'000;  // more subkeys are not counted only because one was looked for in vain
 
 std::size_t WeightOf(std::wstring_view text) {
     return itemWeight + text.size() * sizeof(wchar_t);
@@ -71,22 +72,26 @@ DWORD KeyStore::Cache::Damaged() const {
 }
 
 DWORD KeyStore::Cache::ReadRow(KeyId key, Key& row) const {
-    Statement rows(database, "SELECT parent, name, folded, volatile FROM keys WHERE id = ?", key);
-    if (!rows.Next()) return rows.Result() ? rows.Result() : error::FileNotFound;
-    row.parent = rows.Integer(0, 0);
-    row.name = rows.Text(1, longestKeyName);
-    const std::wstring folded = rows.Text(2, longestKeyName);
-    row.isVolatile = rows.Integer(3, 0, 1) == 1;
+    Statement rows(database,
+                   "SELECT id, parent, name, folded, volatile, subkeys, value_count, checksum FROM keys WHERE id = ?",
+                   key);
+    if (!rows.NextRow()) return rows.Result() ? rows.Result() : error::FileNotFound;
+    row.parent = rows.Integer(1, 0);
+    row.name = rows.Text(2, longestKeyName);
+    const std::wstring folded = rows.Text(3, longestKeyName);
+    row.isVolatile = rows.Integer(4, 0, 1) == 1;
+    row.subkeys = static_cast<std::size_t>(rows.Integer(5, 0));
+    row.values = static_cast<std::size_t>(rows.Integer(6, 0));
     if (const DWORD code = rows.Result()) return code;
+    if (key == top) return error::Success;
     return IsKeyName(row.name) && FoldCase(row.name) == folded ? error::Success : Damaged();
 }
 
 // With the whole chain of its parents, which must lead to the top: so neither a circle nor a chain without end, which
 // only a damaged file holds, is ever handed to a caller.
 DWORD KeyStore::Cache::Load(KeyId key, const Key*& found) {
-    static const Key topKey;
-    found = &topKey;
-    if (key == top) return error::Success;
+    found = nullptr;
+    if (key == top) return LoadTop(found);
     std::vector<std::pair<KeyId, Key>> chain;
     for (KeyId at = key; at != top && !_keys.contains(at); at = chain.back().second.parent) {
         Key row;
@@ -105,6 +110,17 @@ DWORD KeyStore::Cache::Load(KeyId key, const Key*& found) {
         chain.pop_back();
     }
     found = &_keys.at(key);
+    return error::Success;
+}
+
+DWORD KeyStore::Cache::LoadTop(const Key*& found) {
+    if (!_keys.contains(top)) {
+        Key row;
+        const DWORD code = ReadRow(top, row);
+        if (code) return code == error::FileNotFound ? Damaged() : code;
+        _keys.emplace(top, Key{top, {}, false, row.subkeys, row.values, 0});
+    }
+    found = &_keys.at(top);
     return error::Success;
 }
 
@@ -130,13 +146,18 @@ DWORD KeyStore::Cache::Child(KeyId parent, std::wstring_view name, KeyId& key) {
         key = *known;
         return error::Success;
     }
-    Statement rows(database, "SELECT id FROM keys WHERE parent = ? AND folded = ? AND id <> 0", parent, FoldCase(name));
+    const std::wstring folded = FoldCase(name);
+    Statement rows(database, "SELECT id FROM keys WHERE parent = ? AND folded = ? AND id <> 0", parent, folded);
     if (rows.Next()) {
         const KeyId found = rows.Integer(0, 1);
         const Key* row = nullptr;
         if (const DWORD code = rows.Result()) return code;
         if (const DWORD code = Load(found, row)) return code == error::KeyDeleted ? Damaged() : code;
+        if (row->parent != parent || FoldCase(row->name) != folded)
+            return Damaged();  // the index, not the row, differs
         key = found;
+    } else if (rows.Result() == error::Success) {
+        if (const DWORD code = CheckThatMissing(parent)) return code;
     }
     if (const DWORD code = rows.Result()) return code;
     _paths[parent].emplace(name, key);
@@ -144,11 +165,24 @@ DWORD KeyStore::Cache::Child(KeyId parent, std::wstring_view name, KeyId& key) {
     return error::Success;
 }
 
-DWORD KeyStore::Cache::ReadNames(const char* sql, KeyId key, std::size_t longest, std::vector<std::wstring>& names) {
+// A key that was looked for in vain may stand where a damaged index does not lead.
+DWORD KeyStore::Cache::CheckThatMissing(KeyId parent) {
+    const Key* row = nullptr;
+    if (const DWORD code = Load(parent, row)) return code;
+    if (row->subkeys > mostCounted) return error::Success;
+    Statement rows(database, "SELECT count(*) FROM keys WHERE parent = ? AND id <> 0", parent);
+    const bool isCounted = rows.Next() && rows.Integer(0) == static_cast<std::int64_t>(row->subkeys);
+    if (const DWORD code = rows.Result()) return code;
+    return isCounted ? error::Success : Damaged();
+}
+
+// The statement's rows have the name in column `nameAt` and its folded form in the next one.
+DWORD KeyStore::Cache::ReadNames(const char* sql, KeyId key, int nameAt, std::size_t longest,
+                                 std::vector<std::wstring>& names) {
     Statement rows(database, sql, key);
-    while (rows.Next()) {
-        std::wstring name = rows.Text(0, longest);
-        const std::wstring folded = rows.Text(1, longest);
+    while (rows.NextRow()) {
+        std::wstring name = rows.Text(nameAt, longest);
+        const std::wstring folded = rows.Text(nameAt + 1, longest);
         if (rows.Result()) break;
         if (FoldCase(name) != folded) return Damaged();
         _weight += WeightOf(name);
@@ -163,8 +197,11 @@ DWORD KeyStore::Cache::KeyNames(KeyId key, const std::vector<std::wstring>*& nam
     const Key* row = nullptr;
     if (const DWORD code = Load(key, row)) return code;
     std::vector<std::wstring> read;
-    static constexpr const char* sql = "SELECT name, folded FROM keys WHERE parent = ? AND id <> 0 ORDER BY folded";
-    if (const DWORD code = ReadNames(sql, key, longestKeyName, read)) return code;
+    static constexpr const char* sql =
+        "SELECT id, parent, name, folded, volatile, subkeys, value_count, checksum FROM keys "
+        "WHERE parent = ? AND id <> 0 ORDER BY folded";
+    if (const DWORD code = ReadNames(sql, key, 2, longestKeyName, read)) return code;
+    if (read.size() != row->subkeys) return Damaged();
     for (const std::wstring& name : read) {
         if (!IsKeyName(name)) return Damaged();
     }
@@ -179,8 +216,10 @@ DWORD KeyStore::Cache::ValueNames(KeyId key, const std::vector<std::wstring>*& n
     const Key* row = nullptr;
     if (const DWORD code = Load(key, row)) return code;
     std::vector<std::wstring> read;
-    static constexpr const char* sql = "SELECT name, folded FROM key_values WHERE key = ? ORDER BY folded";
-    if (const DWORD code = ReadNames(sql, key, longestValueName, read)) return code;
+    static constexpr const char* sql =
+        "SELECT key, name, folded, name_checksum FROM key_values WHERE key = ? ORDER BY folded";
+    if (const DWORD code = ReadNames(sql, key, 1, longestValueName, read)) return code;
+    if (read.size() != row->values) return Damaged();
     names = &(_valueNames[key] = std::move(read));
     return error::Success;
 }
@@ -196,14 +235,17 @@ DWORD KeyStore::Cache::ReadValue(KeyId key, std::wstring_view name, const Value*
     const auto isBefore = [](const std::wstring& each, const std::wstring& sought) { return FoldCase(each) < sought; };
     const auto found = std::lower_bound(names->begin(), names->end(), folded, isBefore);
     if (found != names->end() && FoldCase(*found) == folded) {
-        Statement rows(database, "SELECT type, data FROM key_values WHERE key = ? AND folded = ?", key, folded);
-        if (rows.Next()) {
-            read.exists = true;
-            read.type = static_cast<DWORD>(rows.Integer(0, 0, std::numeric_limits<DWORD>::max()));
-            const std::span<const BYTE> data = rows.Blob(1, largestData);
+        Statement rows(database,
+                       "SELECT key, name, folded, type, data, checksum FROM key_values WHERE key = ? AND folded = ?",
+                       key, folded);
+        if (rows.NextRow()) {
+            read.type = static_cast<DWORD>(rows.Integer(3, 0, std::numeric_limits<DWORD>::max()));
+            const std::span<const BYTE> data = rows.Blob(4, largestData);
             read.data.assign(data.begin(), data.end());
+            read.exists = true;
         }
         if (const DWORD code = rows.Result()) return code;
+        if (!read.exists) return Damaged();  // the list of names has it
     }
     // A large one makes the next Refresh forget everything rather than be kept for good.
     _weight += WeightOf(name) + (read.data.size() > largestKept ? heaviest : read.data.size());

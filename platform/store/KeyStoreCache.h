@@ -17,6 +17,8 @@ struct KeyStore::Cache {
         KeyId parent = top;
         std::wstring name;
         bool isVolatile = false;
+        std::size_t subkeys = 0;
+        std::size_t values = 0;
         std::size_t depth = 0;
     };
     struct Value {
@@ -54,14 +56,16 @@ private:
     using ByName = std::unordered_map<KeyId, std::map<std::wstring, Item, std::less<>>>;
 
     DWORD ReadRow(KeyId key, Key& row) const;
-    DWORD ReadNames(const char* sql, KeyId key, std::size_t longest, std::vector<std::wstring>& names);
+    DWORD LoadTop(const Key*& found);
+    DWORD CheckThatMissing(KeyId parent);
+    DWORD ReadNames(const char* sql, KeyId key, int nameAt, std::size_t longest, std::vector<std::wstring>& names);
     DWORD Damaged() const;
 
     bool _isFilled = false;
     std::uint64_t _counter = 0;
-    std::size_t _weight = 0;  // roughly, in bytes
-    std::unordered_map<KeyId, Key> _keys;
-    ByName<KeyId> _paths;  // as they were asked for; `missing` for a key that does not exist
+    std::size_t _weight = 0;               // roughly, in bytes
+    std::unordered_map<KeyId, Key> _keys;  // `top` among them
+    ByName<KeyId> _paths;                  // as they were asked for; `missing` for a key that does not exist
     std::unordered_map<KeyId, std::vector<std::wstring>> _keyNames;
     std::unordered_map<KeyId, std::vector<std::wstring>> _valueNames;
     ByName<Value> _values;

@@ -1,10 +1,12 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/store/DatabaseState.h>
+#include <platform/store/RowChecksum.h>
 #include <platform/store/failures.h>
 #include <sqlite3.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace platform {
 
@@ -20,13 +22,18 @@ Statement::Statement(Database* database, const char* sql) : _database(*database)
     if (_result == error::Success) _statement = state.Borrow(sql);
     _connection = state.connectionNumber;
     if (!_statement && _result == error::Success) {
-        _result = state.Failed(sqlite3_extended_errcode(state.connection), L"\"%1\" lacks what it must have: %2.");
-        if (_result == error::GeneralFailure) _result = FailAs(error::FileCorrupt);
+        const int status = sqlite3_extended_errcode(state.connection);
+        _result = state.Failed(status, L"\"%1\" lacks what it must have: %2.");
+        if ((status & 0xFF) == SQLITE_ERROR) _result = FailAs(error::FileCorrupt);
     }
 }
 
 Statement::~Statement() {
-    if (_statement) _database._state->GiveBack(_sql, _statement, _connection);
+    GiveBack();
+}
+
+void Statement::GiveBack() {
+    if (_statement) _database._state->GiveBack(_sql, std::exchange(_statement, nullptr), _connection);
 }
 
 void Statement::KeepFailure(int status) {
@@ -67,7 +74,28 @@ bool Statement::Next() {
     if (status == SQLITE_ROW) return true;
     if (status != SQLITE_DONE) KeepFailure(status);
     _hasEnded = true;
-    sqlite3_reset(_statement);
+    GiveBack();
+    return false;
+}
+
+bool Statement::NextRow() {
+    if (!Next()) return false;
+    const int checksumAt = sqlite3_column_count(_statement) - 1;
+    RowChecksum checksum;
+    for (int column = 0; column < checksumAt; ++column) {
+        const int type = sqlite3_column_type(_statement, column);
+        if (type == SQLITE_INTEGER) {
+            checksum.Add(sqlite3_column_int64(_statement, column));
+        } else {
+            const void* const bytes =
+                type == SQLITE_TEXT ? sqlite3_column_text(_statement, column) : sqlite3_column_blob(_statement, column);
+            checksum.Add(type, bytes, sqlite3_column_bytes(_statement, column));
+        }
+    }
+    if (sqlite3_column_type(_statement, checksumAt) == SQLITE_INTEGER &&
+        sqlite3_column_int64(_statement, checksumAt) == checksum.Value())
+        return true;
+    Damaged();
     return false;
 }
 

@@ -38,7 +38,7 @@ DWORD FromSqlite(int status, int number) {
         case SQLITE_PROTOCOL:  // SQLite itself has waited some ten seconds by then
         case SQLITE_SCHEMA: return error::Busy;
         case SQLITE_FULL: return error::DiskFull;
-        case SQLITE_IOERR: return CodeOfErrno(number == ENOENT ? 0 : number, error::GeneralFailure);
+        case SQLITE_IOERR: return CodeOfErrno(number == ENOENT ? 0 : number, error::IoDevice);
         case SQLITE_CANTOPEN: return CodeOfErrno(number, error::CannotOpenDatabase);
         case SQLITE_READONLY:
         case SQLITE_PERM:
@@ -81,6 +81,9 @@ DWORD CodeOfErrno(int number, DWORD otherwise) {
         case EDQUOT:
         case EFBIG: return error::DiskFull;
         case ENOMEM: return error::NotEnoughMemory;
+        case EIO:
+        case ENXIO:
+        case ENODEV: return error::IoDevice;
         case EEXIST:
         case ENOTEMPTY: return error::AlreadyExists;
         default: return otherwise;
@@ -106,7 +109,7 @@ DWORD FailSqlite(int status, sqlite3* connection, const wchar_t* message, const 
     const char* const explained = Explain(status);
     if (explained) detail = explained;
     const DWORD code = FromSqlite(status, number);
-    if (!explained && (code == error::DiskFull || code == error::AccessDenied) && number) {
+    if (!explained && (code == error::DiskFull || code == error::AccessDenied || code == error::IoDevice) && number) {
         detail += " (" + std::generic_category().message(number) + ")";
     }
     return Fail(code, message, path, detail);

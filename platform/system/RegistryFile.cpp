@@ -7,7 +7,7 @@ namespace platform {
 namespace {
 
 const DatabaseSchema& Schema() {
-    static const DatabaseSchema& schema = *new DatabaseSchema{0x4F535247, 1, KeyStore::schema};
+    static const DatabaseSchema& schema = *new DatabaseSchema{0x4F535247, 2, KeyStore::schema, 1, KeyStore::conversion};
     return schema;
 }
 

@@ -7,10 +7,8 @@
 #include <platform/store/failures.h>
 #include <platform/system/hosts.h>
 #include <sys/stat.h>
-#include <time.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -38,14 +36,11 @@ public:
         }
         const std::string path = directory + _fileName;
         struct stat status {};
-        if (mode == OpenMode::MustExist && ::stat(path.c_str(), &status) != 0) {
-            if (errno != ENOENT)
+        if (mode == OpenMode::MustExist && ::lstat(path.c_str(), &status) != 0) {
+            if (errno != ENOENT && errno != ENOTDIR)
                 return Fail(error::AccessDenied, L"\"%1\" cannot be read: %2.", path, std::strerror(errno));
-            _missingFrom = directory;
-            _missingSince = CoarseTick();
             return error::FileNotFound;
         }
-        _missingSince = 0;
         const std::wstring fault = place.isLocal ? StateDirectoryFault() : std::wstring();
         if (!fault.empty()) return Fail(error::AccessDenied, L"%1", ToUtf8(fault));
         std::erase_if(_files, [](const auto& entry) { return entry.second->database->IsStale(); });
@@ -55,14 +50,6 @@ public:
         const DWORD code = File::Open(path, mode, file);
         if (code == error::Success) _files.emplace(directory, file);
         return code;
-    }
-
-    /// Whether this machine's file was looked for in vain within the present tick of the coarse clock, and not made
-    /// since by this process. Costs no look at the file system.
-    bool WasMissingJustNow() {
-        const std::string directory = StateDirectory();
-        const std::scoped_lock lock(_mutex);
-        return directory == _missingFrom && _missingSince == CoarseTick();
     }
 
     /// The file was found to be no longer in its place.
@@ -90,17 +77,8 @@ public:
     }
 
 private:
-    // Read without a system call; it moves on every few milliseconds.
-    static std::int64_t CoarseTick() {
-        timespec now{};
-        ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-        return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-    }
-
     const std::string _fileName;
     std::mutex _mutex;
-    std::string _missingFrom;  // a directory
-    std::int64_t _missingSince = 0;
     std::map<std::string, std::shared_ptr<File>> _files;  // by directory
 };
 

@@ -28,7 +28,7 @@ struct EventFile {
     explicit EventFile(std::unique_ptr<Database> opened) : database(std::move(opened)) {}
 
     static DWORD Open(const std::string& path, OpenMode mode, std::shared_ptr<EventFile>& file) {
-        static const DatabaseSchema& schema = *new DatabaseSchema{0x4F534556, 1, R"(
+        static const DatabaseSchema& schema = *new DatabaseSchema{0x4F534556, 2, R"(
             CREATE TABLE events (
                 number INTEGER PRIMARY KEY AUTOINCREMENT,
                 time INTEGER NOT NULL,
@@ -36,8 +36,10 @@ struct EventFile {
                 type INTEGER NOT NULL CHECK (type BETWEEN 0 AND 65535),
                 identifier INTEGER NOT NULL CHECK (identifier BETWEEN 0 AND 4294967295),
                 text TEXT NOT NULL CHECK (length(text) <= 32000),
-                host TEXT NOT NULL CHECK (length(host) <= 256)
-            ) STRICT)"};
+                host TEXT NOT NULL CHECK (length(host) <= 256),
+                checksum INTEGER NOT NULL AS (row_checksum(number, time, source, type, identifier, text, host)) STORED
+            ) STRICT)",
+                                                                  1};
         std::unique_ptr<Database> database;
         const DWORD code = Database::Open(path, schema, mode, database);
         file = code == error::Success ? std::make_shared<EventFile>(std::move(database)) : nullptr;
@@ -100,7 +102,7 @@ std::wstring JoinStrings(const wchar_t* const* strings, WORD count) {
 }
 
 DWORD ReadRows(Statement& rows, std::vector<EventRecord>& records) {
-    while (rows.Next()) {
+    while (rows.NextRow()) {
         EventRecord record;
         record.number = rows.Integer(0, 1);
         record.time = rows.Integer(1);
@@ -170,14 +172,16 @@ EventSink* SetEventSink(EventSink* sink) {
 
 DWORD ReadEvents(std::int64_t after, std::size_t limit, std::vector<EventRecord>& records) {
     return Read(
-        "SELECT number, time, source, type, identifier, text, host FROM events WHERE number > ? ORDER BY number "
+        "SELECT number, time, source, type, identifier, text, host, checksum FROM events WHERE number > ? ORDER BY "
+        "number "
         "LIMIT ?",
         after, limit, records);
 }
 
 DWORD ReadLastEvents(std::size_t limit, std::vector<EventRecord>& records) {
     const DWORD code = Read(
-        "SELECT number, time, source, type, identifier, text, host FROM events WHERE number > ? ORDER BY number DESC "
+        "SELECT number, time, source, type, identifier, text, host, checksum FROM events WHERE number > ? ORDER BY "
+        "number DESC "
         "LIMIT ?",
         0, limit, records);
     std::reverse(records.begin(), records.end());

@@ -20,6 +20,7 @@ public:
     ~BentFiles() {
         beforeOpen = nullptr;
         beforeSync = nullptr;
+        beforeRead = nullptr;
         beforeUnfetch = nullptr;
         sqlite3_vfs_unregister(&layer);
     }
@@ -28,6 +29,7 @@ public:
 
     static inline std::function<void()> beforeOpen;  // of a database, not of what SQLite keeps beside it
     static inline std::function<int()> beforeSync;   // a failure that it answers is the sync's
+    static inline std::function<int()> beforeRead;   // and so for reads
     static inline std::function<void()> beforeUnfetch;
 
 private:
@@ -47,6 +49,7 @@ private:
         Methods& methods = known[file->pMethods];
         methods = {*file->pMethods, file->pMethods};
         methods.bent.xSync = &Sync;
+        methods.bent.xRead = &Read;
         if (methods.bent.iVersion > 2) methods.bent.xUnfetch = &Unfetch;
         file->pMethods = &methods.bent;
         return status;
@@ -54,6 +57,10 @@ private:
     static int Sync(sqlite3_file* file, int flags) {
         const int failure = beforeSync ? beforeSync() : SQLITE_OK;
         return failure ? failure : Original(file).xSync(file, flags);
+    }
+    static int Read(sqlite3_file* file, void* bytes, int size, sqlite3_int64 at) {
+        const int failure = beforeRead ? beforeRead() : SQLITE_OK;
+        return failure ? failure : Original(file).xRead(file, bytes, size, at);
     }
     static int Unfetch(sqlite3_file* file, sqlite3_int64 at, void* page) {
         if (beforeUnfetch) beforeUnfetch();

@@ -39,8 +39,8 @@ std::vector<RowId> ReachedFirst(const Table<ResourceRecord>& resources, const st
     return order;
 }
 
-template <typename Record>
-bool HasAll(const Table<Record>& table, const std::set<RowId>& ids) {
+template <typename Record, typename Ids>
+bool HasAll(const Table<Record>& table, const Ids& ids) {
     return std::ranges::all_of(ids, [&](RowId id) { return table.Find(id) != nullptr; });
 }
 
@@ -57,6 +57,10 @@ bool IsNewName(std::wstring_view name) {
 
 bool NodeRecord::IsRunning() const {
     return state == ClusterNodeUp || state == ClusterNodePaused;
+}
+
+bool PossibleOwners::contains(RowId node) const {
+    return isEveryNode || std::ranges::binary_search(nodes, node);
 }
 
 bool ClusterModel::Link() {
@@ -77,7 +81,8 @@ bool ClusterModel::LinkResources() {
     for (const auto& [id, record] : resources.All()) {
         resources.Find(id)->dependents.clear();
         GroupRecord* const group = groups.Find(record.group);
-        if (!group || !types.Find(record.type) || !HasAll(nodes, record.possibleOwners)) return false;
+        if (!group || !types.Find(record.type) || !HasAll(nodes, record.possibleOwners.nodes)) return false;
+        if (record.possibleOwners.isEveryNode && !record.possibleOwners.nodes.empty()) return false;
         group->resources.insert(id);
     }
     for (const auto& [id, record] : resources.All()) {
@@ -153,6 +158,13 @@ const SharedDisk* ClusterModel::DiskOf(DWORD signature) const {
         if (disk.signature == signature) return &disk;
     }
     return nullptr;
+}
+
+std::vector<RowId> ClusterModel::PossibleOwnersOf(const ResourceRecord& resource) const {
+    if (!resource.possibleOwners.isEveryNode) return resource.possibleOwners.nodes;
+    std::vector<RowId> all;
+    for (const auto& [id, node] : nodes.All()) all.push_back(id);
+    return all;
 }
 
 std::vector<RowId> ClusterModel::ProvidersFirst(const std::set<RowId>& start) const {

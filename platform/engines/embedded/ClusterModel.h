@@ -118,6 +118,14 @@ struct GroupRecord {
     bool operator==(const GroupRecord&) const = default;
 };
 
+/// The nodes that a resource may be on: every one, those to come included, or some.
+struct PossibleOwners {
+    bool isEveryNode = true;
+    std::vector<RowId> nodes;  // ascending, and fewer than there are; none while it is every node
+    bool contains(RowId node) const;
+    bool operator==(const PossibleOwners&) const = default;
+};
+
 struct ResourceRecord {
     RowId id = 0;
     std::wstring name;
@@ -125,7 +133,7 @@ struct ResourceRecord {
     RowId type = 0;
     RowId group = 0;
     DWORD state = 0;  // ClusterResourceOnline, ClusterResourceOffline or ClusterResourceFailed
-    std::set<RowId> possibleOwners;
+    PossibleOwners possibleOwners;
     std::set<RowId> providers;   // what it depends on
     std::set<RowId> dependents;  // follows from the others' providers
     bool operator==(const ResourceRecord&) const = default;
@@ -157,6 +165,8 @@ public:
     const InterfaceRecord* InterfaceOf(RowId node, RowId network) const;
     const std::wstring& TypeOf(const ResourceRecord& resource) const { return types.Find(resource.type)->name; }
     const SharedDisk* DiskOf(DWORD signature) const;
+    /// In order of creation.
+    std::vector<RowId> PossibleOwnersOf(const ResourceRecord& resource) const;
 
     /// The resources given and all that they depend on, each after what it depends on.
     std::vector<RowId> ProvidersFirst(const std::set<RowId>& start) const;

@@ -80,13 +80,17 @@ void ClusterStore::SetNodeState(RowId node, DWORD state) {
 void ClusterStore::EraseNode(RowId node) {
     EraseInterfaces(&IsOfNode, node);
     for (const auto& [id, group] : _model.groups.All()) std::erase(_model.groups.Find(id)->preferredOwners, node);
-    for (const auto& [id, resource] : _model.resources.All()) _model.resources.Find(id)->possibleOwners.erase(node);
     Touch(Section::Groups);
     Touch(Section::Resources);
     Run("DELETE FROM nodes WHERE id = ?", node);
     DeleteObjectKey(ObjectKind::Node, std::to_wstring(node));
     _model.nodes.Erase(node, FoldCase(_model.nodes.Find(node)->name));
     Touch(Section::Nodes);
+    for (const auto& [id, resource] : _model.resources.All()) {
+        std::vector<RowId>& owners = _model.resources.Find(id)->possibleOwners.nodes;
+        if (std::erase(owners, node) + owners.size() == 0) continue;
+        if (owners.size() == _model.nodes.All().size()) SetForEveryNode(id, true);
+    }
 }
 
 RowId ClusterStore::InsertNetwork(const NetworkDescription& network, const std::wstring& identifier) {
@@ -254,7 +258,6 @@ RowId ClusterStore::InsertResource(RowId group, RowId type, const std::wstring& 
     _model.resources.Insert(std::move(resource), folded);
     _model.groups.Find(group)->resources.insert(id);
     Touch(Section::Resources);
-    for (const auto& [node, record] : _model.nodes.All()) AddPossibleOwner(id, node);
     return id;
 }
 
@@ -265,14 +268,29 @@ void ClusterStore::SetResourceState(RowId resource, DWORD state) {
 }
 
 void ClusterStore::AddPossibleOwner(RowId resource, RowId node) {
+    std::vector<RowId>& owners = _model.resources.Find(resource)->possibleOwners.nodes;
+    owners.insert(std::ranges::lower_bound(owners, node), node);
     Run("INSERT INTO possible_owners (resource, node) VALUES (?, ?)", resource, node);
-    _model.resources.Find(resource)->possibleOwners.insert(node);
+    if (owners.size() == _model.nodes.All().size()) SetForEveryNode(resource, true);
     Touch(Section::Resources);
 }
 
 void ClusterStore::RemovePossibleOwner(RowId resource, RowId node) {
+    PossibleOwners& owners = _model.resources.Find(resource)->possibleOwners;
+    if (owners.isEveryNode) {
+        SetForEveryNode(resource, false);
+        for (const auto& [id, record] : _model.nodes.All()) owners.nodes.push_back(id);
+        Run("INSERT INTO possible_owners (resource, node) SELECT ?, id FROM nodes", resource);
+    }
+    std::erase(owners.nodes, node);
     Run("DELETE FROM possible_owners WHERE resource = ? AND node = ?", resource, node);
-    _model.resources.Find(resource)->possibleOwners.erase(node);
+    Touch(Section::Resources);
+}
+
+void ClusterStore::SetForEveryNode(RowId resource, bool isForEvery) {
+    Run("UPDATE resources SET every_node = ? WHERE id = ?", isForEvery, resource);
+    Run("DELETE FROM possible_owners WHERE resource = ?", resource);
+    _model.resources.Find(resource)->possibleOwners = {isForEvery, {}};
     Touch(Section::Resources);
 }
 

@@ -76,10 +76,10 @@ DWORD ClusterStore::Populate(const std::wstring& name) {
 }
 
 DWORD ClusterStore::ReadCluster() {
-    Statement row(*_database, "SELECT name, root_key FROM cluster WHERE id = 1");
-    if (!row.Next()) return row.Result() != error::Success ? row.Result() : Damaged();
-    _name = row.Text(0, longestName);
-    _rootKey = row.Integer(1, 1);
+    Statement row(*_database, "SELECT id, name, root_key, checksum FROM cluster WHERE id = 1");
+    if (!row.NextRow()) return row.Result() != error::Success ? row.Result() : Damaged();
+    _name = row.Text(1, longestName);
+    _rootKey = row.Integer(2, 1);
     return row.Result();
 }
 
@@ -106,9 +106,9 @@ DWORD ClusterStore::Damaged() const {
 }
 
 DWORD ClusterStore::ReadVersions(std::array<std::int64_t, sectionCount>& versions) {
-    Statement rows(*_database, "SELECT id, version FROM sections ORDER BY id");
+    Statement rows(*_database, "SELECT id, version, checksum FROM sections ORDER BY id");
     std::size_t count = 0;
-    for (; rows.Next() && count < sectionCount; ++count) {
+    for (; rows.NextRow() && count < sectionCount; ++count) {
         if (rows.Integer(0) != static_cast<std::int64_t>(count)) return error::FileCorrupt;
         versions[count] = rows.Integer(1, 0);
     }
@@ -148,10 +148,10 @@ DWORD ClusterStore::Changes(std::int64_t number, std::size_t limit, std::vector<
     if (number >= _lastChange || limit == 0) return error::Success;
     const std::size_t most = std::min<std::size_t>(limit, changesKept);
     Statement rows(*_database,
-                   "SELECT number, time, user, command, object, notification, detail FROM changes WHERE number > ? "
-                   "ORDER BY number LIMIT ?",
+                   "SELECT number, time, user, command, object, notification, detail, checksum FROM changes "
+                   "WHERE number > ? ORDER BY number LIMIT ?",
                    number, most);
-    while (rows.Next()) {
+    while (rows.NextRow()) {
         changes.push_back({rows.Integer(0), rows.Integer(1), rows.Text(2, longestChangeText),
                            rows.Text(3, longestChangeText), rows.Text(4, longestChangeText),
                            static_cast<DWORD>(rows.Integer(5, 0, 0xFFFFFFFF)), rows.Text(6, longestChangeText)});

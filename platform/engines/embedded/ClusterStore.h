@@ -72,9 +72,10 @@ public:
     void SetPreferredOwners(RowId group, const std::vector<RowId>& nodes);
     void EraseGroup(RowId group);
 
-    /// Offline, every node a possible owner.
+    /// Offline, every node a possible owner, also those that are added later.
     RowId InsertResource(RowId group, RowId type, const std::wstring& name);
     void SetResourceState(RowId resource, DWORD state);
+    /// When every node is one now, those that are added later will be, too.
     void AddPossibleOwner(RowId resource, RowId node);
     void RemovePossibleOwner(RowId resource, RowId node);
     void AddDependency(RowId resource, RowId provider);
@@ -138,6 +139,7 @@ private:
     void DeleteObjectKey(ObjectKind kind, const std::wstring& keyName);
     void WriteText(KeyId key, const wchar_t* name, const std::wstring& text);
     void WriteNumber(KeyId key, const wchar_t* name, DWORD number);
+    void SetForEveryNode(RowId resource, bool isForEvery);
     void EraseInterfaces(bool (*isOf)(const InterfaceRecord&, RowId), RowId id);
 
     std::unique_ptr<Database> _database;

@@ -63,12 +63,8 @@ DWORD EmbeddedClusterService::AddNode(const std::wstring& name) {
     if (!IsNewName(name)) return error::InvalidName;
     return _store->Write([&] {
         if (Model().nodes.FindByName(FoldCase(name))) return error::ObjectAlreadyExists;
-        const std::size_t nodesBefore = Model().nodes.All().size();
         const RowId node = _store->InsertNode(name);
         _store->Note(name, CLUSTER_CHANGE_NODE_ADDED, L"up");
-        for (const auto& [id, resource] : Model().resources.All()) {
-            if (resource.possibleOwners.size() == nodesBefore) _store->AddPossibleOwner(id, node);
-        }
         for (const auto& [id, network] : Model().networks.All()) {
             if (const DWORD code = AddInterface(node, id)) return code;
         }

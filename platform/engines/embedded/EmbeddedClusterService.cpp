@@ -47,7 +47,7 @@ DWORD ResourceMembers(const ClusterModel& model, const ResourceRecord& resource,
     if (!IsMask(types, known)) return error::InvalidParameter;
     AppendSome(entries, types, CLUSTER_RESOURCE_ENUM_DEPENDS, model.resources, resource.providers);
     AppendSome(entries, types, CLUSTER_RESOURCE_ENUM_PROVIDES, model.resources, resource.dependents);
-    AppendSome(entries, types, CLUSTER_RESOURCE_ENUM_NODES, model.nodes, resource.possibleOwners);
+    AppendSome(entries, types, CLUSTER_RESOURCE_ENUM_NODES, model.nodes, model.PossibleOwnersOf(resource));
     return error::Success;
 }
 

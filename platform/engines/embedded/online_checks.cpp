@@ -26,8 +26,8 @@ struct HoldingType {
 };
 
 DWORD CheckOwner(const ClusterModel& model, const ResourceRecord& resource) {
-    const bool isAnyUp =
-        std::ranges::any_of(resource.possibleOwners, [&](RowId node) { return model.nodes.Find(node)->IsRunning(); });
+    const bool isAnyUp = std::ranges::any_of(model.PossibleOwnersOf(resource),
+                                             [&](RowId node) { return model.nodes.Find(node)->IsRunning(); });
     if (!isAnyUp) return error::HostNodeNotAvailable;
     const NodeRecord& owner = *model.nodes.Find(model.groups.Find(resource.group)->owner);
     if (!owner.IsRunning()) return error::ClusterNodeDown;

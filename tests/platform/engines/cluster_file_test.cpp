@@ -1,17 +1,21 @@
 #include <platform/base/error_codes.h>
 #include <platform/store/Database.h>
+#include <platform/store/RowChecksum.h>
 #include <tests/support/BentFiles.h>
 #include <tests/support/EmbeddedCluster.h>
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
+#include <regex>
 
 namespace tests {
 namespace {
@@ -47,10 +51,11 @@ protected:
         return opened;
     }
 
-    // Writes what the engine never would.
+    // Writes what the engine never would, in rows that are whole.
     static void Tamper(const std::string& file, const std::string& sql) {
         sqlite3* connection = nullptr;
         ASSERT_EQ(SQLITE_OK, sqlite3_open(file.c_str(), &connection));
+        platform::RowChecksum::Register(connection);
         char* message = nullptr;
         const std::string statements = "PRAGMA foreign_keys=OFF; PRAGMA ignore_check_constraints=ON;" + sql;
         EXPECT_EQ(SQLITE_OK, sqlite3_exec(connection, statements.c_str(), nullptr, nullptr, &message)) << message;
@@ -178,7 +183,8 @@ TEST_F(AClusterFile, IsRefusedWhenItsRowsCannotBe) {
         "UPDATE nodes SET name = ''",
         "UPDATE nodes SET name = char(7) WHERE name = 'N1'",
         "UPDATE nodes SET state = 3",
-        "INSERT INTO possible_owners (resource, node) VALUES (1, 99)",
+        "INSERT INTO possible_owners (resource, node) VALUES (1, 1)",
+        "UPDATE resources SET every_node = 0; INSERT INTO possible_owners (resource, node) VALUES (1, 99)",
         "INSERT INTO preferred_owners (resource_group, place, node) VALUES (1, 0, 99)",
         "INSERT INTO dependencies (resource, provider) SELECT provider, resource FROM dependencies",
         "INSERT INTO dependencies (resource, provider) VALUES (3, 1)",
@@ -210,6 +216,67 @@ TEST_F(AClusterFile, IsRefusedWhenItsRowsCannotBe) {
     EXPECT_EQ(error::FileCorrupt, service->CreateGroup(L"New", found));
     Tamper(File(), "UPDATE resources SET type = 3 WHERE name = 'R3'; UPDATE sections SET version = version + 1");
     EXPECT_EQ(0u, service->Find(ObjectKind::Resource, L"R1", found)) << "a repaired file serves again";
+}
+
+// As version 1 had it: no checksums, a row for each possible owner.
+void MakeFirstVersion(const std::string& file) {
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(file.c_str(), &connection));
+    platform::RowChecksum::Register(connection);
+    const auto run = [&](const std::string& sql) {
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr)) << sql;
+    };
+    run("INSERT INTO possible_owners (resource, node) SELECT resources.id, nodes.id FROM resources, nodes "
+        "WHERE every_node = 1");
+    std::map<std::string, std::string> tables;
+    sqlite3_stmt* rows = nullptr;
+    sqlite3_prepare_v2(connection, "SELECT name, sql FROM sqlite_schema WHERE sql LIKE '%checksum%'", -1, &rows,
+                       nullptr);
+    const auto text = [&](int column) { return reinterpret_cast<const char*>(sqlite3_column_text(rows, column)); };
+    while (sqlite3_step(rows) == SQLITE_ROW) tables[text(0)] = text(1);
+    sqlite3_finalize(rows);
+    run("PRAGMA writable_schema = ON");
+    const std::regex added(
+        ",\\s+(name_)?checksum INTEGER NOT NULL AS [^)]*\\)\\) STORED|,\\s+every_node "
+        "[^)]*\\)\\)|,\\s+(subkeys|value_count) INTEGER NOT NULL DEFAULT 0");
+    for (const auto& [name, sql] : tables) {
+        const std::string former = std::regex_replace(sql, added, "");
+        run("UPDATE sqlite_schema SET sql = '" + std::regex_replace(former, std::regex("'"), "''") +
+            "' WHERE name = '" + name + "'");
+    }
+    run("PRAGMA writable_schema = OFF; DROP TRIGGER key_made; DROP TRIGGER key_gone; DROP TRIGGER value_made; "
+        "DROP TRIGGER value_gone; PRAGMA user_version = 1");
+    sqlite3_close(connection);
+}
+
+TEST_F(AClusterFile, OfTheFirstVersionGoesOnWorking) {
+    EXPECT_EQ(0u, service->RemoveResourceOwner(Resource(L"R3"), Node(L"N2")));
+    ObjectId gone;
+    EXPECT_EQ(0u, service->CreateGroup(L"Gone", gone));
+    EXPECT_EQ(0u, Administration().DeleteGroup(gone));
+    service.reset();
+    MakeFirstVersion(File());
+    service = OpenAnother();
+    ExpectInvariants();
+    ObjectId created;
+    EXPECT_EQ(0u, service->CreateGroup(L"New", created));
+    EXPECT_GT(created, gone) << "an id is never given again";
+    EXPECT_EQ((StringArray{L"N1", L"N2"}), Members(Resource(L"R1"), CLUSTER_RESOURCE_ENUM_NODES));
+    EXPECT_EQ(0u, Administration().AddNode(L"N3"));
+    EXPECT_EQ((StringArray{L"N1", L"N2", L"N3"}), Members(Resource(L"R1"), CLUSTER_RESOURCE_ENUM_NODES));
+    EXPECT_EQ((StringArray{L"N1"}), Members(Resource(L"R3"), CLUSTER_RESOURCE_ENUM_NODES));
+}
+
+TEST_F(AClusterFile, IsNotLockedToMakeAKeyThatIsThere) {
+    ClusterKeyId root = 0;
+    ClusterKeyId key = 0;
+    bool isCreated = true;
+    EXPECT_EQ(0u, service->RootKey(root));
+    const int held = ::open((File() + ".lock").c_str(), O_RDWR);
+    EXPECT_EQ(0, ::flock(held, LOCK_EX));
+    EXPECT_EQ(0u, service->CreateKey(root, L"Groups", false, key, isCreated));
+    EXPECT_FALSE(isCreated);
+    ::close(held);
 }
 
 TEST_F(AClusterFile, IsToldApartFromOneThatKeepsTheRules) {

@@ -2,8 +2,12 @@
 #include <platform/base/error_codes.h>
 #include <platform/store/Database.h>
 #include <platform/store/KeyStore.h>
+#include <platform/store/RowChecksum.h>
 #include <sqlite3.h>
 #include <tests/support/TemporaryHome.h>
+
+#include <filesystem>
+#include <fstream>
 
 namespace {
 
@@ -105,8 +109,8 @@ TEST(ADamagedKeyStore, IsReportedAndNeverFollowed) {
         const char* mutation;
         DWORD code;
     } cases[] = {
-        {"UPDATE keys SET parent = 3 WHERE id = 2", error::FileNotFound},  // a circle, which hangs on nothing
-        {"UPDATE keys SET parent = 3 WHERE id = 0", error::Success},       // the top has no parent, whatever it says
+        {"UPDATE keys SET parent = 3 WHERE id = 2", error::FileCorrupt},  // a circle, which hangs on nothing
+        {"UPDATE keys SET parent = 3 WHERE id = 0", error::Success},      // the top has no parent, whatever it says
         {"UPDATE keys SET name = 'a\\b' WHERE id = 3", error::FileCorrupt},
         {"UPDATE keys SET name = 'other' WHERE id = 3", error::FileCorrupt},
         {"UPDATE keys SET volatile = 7 WHERE id = 3", error::FileCorrupt},
@@ -124,6 +128,7 @@ TEST(ADamagedKeyStore, IsReportedAndNeverFollowed) {
         database.reset();
         sqlite3* raw = nullptr;
         ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &raw));
+        RowChecksum::Register(raw);
         const std::string sql = std::string("PRAGMA ignore_check_constraints = ON;") + row.mutation;
         EXPECT_EQ(SQLITE_OK, sqlite3_exec(raw, sql.c_str(), nullptr, nullptr, nullptr)) << sqlite3_errmsg(raw);
         sqlite3_close(raw);
@@ -135,6 +140,72 @@ TEST(ADamagedKeyStore, IsReportedAndNeverFollowed) {
         EXPECT_NE(error::Busy, store.DeleteTree(KeyStore::top, L"a"));
         std::filesystem::remove(path);
     }
+}
+
+// Cells stand from the start of a leaf's content to the end of its page.
+TEST(AKeyStoreWithAFlippedByte, AnswersTheTruthOrAnError) {
+    const TemporaryHome home;
+    const std::string path = (home.Path() / "keys.db").string();
+    const auto read = [&](std::vector<std::wstring>& answers) -> DWORD {
+        std::unique_ptr<Database> database;
+        if (const DWORD code = Database::Open(path, storeSchema, OpenMode::MustExist, database)) return code;
+        KeyStore store(*database);
+        std::wstring name;
+        DWORD type = 0;
+        std::vector<BYTE> data;
+        KeyId key = 0;
+        for (const wchar_t* at : {L"Alpha", L"Alpha\\Beta", L"Alpha\\Gamma"}) {
+            if (const DWORD code = store.FindKey(KeyStore::top, at, key)) return code;
+            if (const DWORD code = store.KeyName(key, name)) return code;
+            answers.push_back(name);
+            DWORD code = error::Success;
+            for (DWORD index = 0; (code = store.EnumKey(key, index, name)) == error::Success;) {
+                answers.push_back(name);
+                ++index;
+            }
+            if (code != error::NoMoreItems) return code;
+            for (DWORD index = 0; (code = store.EnumValue(key, index, name, type, data)) == error::Success; ++index) {
+                answers.push_back(name + L'=' + std::to_wstring(type));
+                answers.emplace_back(data.begin(), data.end());
+            }
+            if (code != error::NoMoreItems) return code;
+        }
+        return error::Success;
+    };
+    {
+        std::unique_ptr<Database> database;
+        ASSERT_EQ(error::Success, Database::Open(path, storeSchema, OpenMode::CreateIfMissing, database));
+        KeyStore store(*database);
+        KeyId key = 0;
+        bool created = false;
+        for (const wchar_t* at : {L"Alpha", L"Alpha\\Beta", L"Alpha\\Gamma"}) {
+            ASSERT_EQ(error::Success, store.CreateKey(KeyStore::top, at, false, key, created));
+            for (const wchar_t* value : {L"Address", L"Mask"})
+                ASSERT_EQ(error::Success, store.SetValue(key, value, 1, std::vector<BYTE>{'1', '0', '.', '7'}));
+        }
+    }
+    std::string whole(std::filesystem::file_size(path), 0);
+    std::ifstream(path, std::ios::binary).read(whole.data(), static_cast<std::streamsize>(whole.size()));
+    std::vector<std::wstring> truth;
+    ASSERT_EQ(error::Success, read(truth));
+    constexpr std::size_t pageSize = 4096;
+    int flips = 0;
+    int errors = 0;
+    for (std::size_t page = pageSize; page < whole.size(); page += pageSize) {
+        const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(whole[page + at]); };
+        if (byte(0) != 0x0D && byte(0) != 0x0A) continue;
+        for (std::size_t at = byte(5) * 256U + byte(6); at < pageSize; ++at, ++flips) {
+            std::string flipped = whole;
+            flipped[page + at] = static_cast<char>(flipped[page + at] ^ (1 << flips % 8));
+            std::ofstream(path, std::ios::binary | std::ios::trunc) << flipped;
+            std::vector<std::wstring> answers;
+            const DWORD code = read(answers);
+            errors += code != error::Success;
+            EXPECT_TRUE(code != error::Success || answers == truth) << "page " << page / pageSize << ", byte " << at;
+        }
+    }
+    EXPECT_GT(flips, 400);
+    EXPECT_GT(errors, flips / 2);
 }
 
 }  // namespace

@@ -6,11 +6,14 @@
 #include <platform/base/last_error.h>
 #include <platform/base/text.h>
 #include <platform/store/Database.h>
+#include <platform/store/RowChecksum.h>
 #include <sqlite3.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <tests/support/TemporaryHome.h>
 #include <unistd.h>
+
+#include <functional>
 
 namespace {
 
@@ -54,6 +57,7 @@ protected:
     void Execute(const char* sql) const {
         sqlite3* raw = nullptr;
         ASSERT_EQ(SQLITE_OK, sqlite3_open(File().c_str(), &raw));
+        platform::RowChecksum::Register(raw);
         EXPECT_EQ(SQLITE_OK, sqlite3_exec(raw, sql, nullptr, nullptr, nullptr)) << sqlite3_errmsg(raw);
         sqlite3_close(raw);
     }
@@ -73,6 +77,56 @@ TEST_F(ARegistry, IsNotMadeByReading) {
     EXPECT_EQ(2, TryOpen(L"x", root));
     EXPECT_EQ(done, RegCloseKey(root));
     EXPECT_TRUE(std::filesystem::is_empty(home.Path()));
+}
+
+TEST_F(ARegistry, ThatCannotBeReadIsNotAnEmptyOne) {
+    const struct {
+        const char* what;
+        std::function<void()> spoil;
+        DWORD code;
+    } cases[] = {
+        {"newer", [&] { Execute("PRAGMA user_version = 9"); }, error::NotSupported},
+        {"foreign", [&] { Execute("PRAGMA application_id = 9"); }, error::BadDatabase},
+        {"truncated", [&] { std::filesystem::resize_file(File(), 5000); }, error::FileCorrupt},
+        {"a directory",
+         [&] {
+             std::filesystem::remove(File());
+             std::filesystem::create_directory(File());
+         },
+         error::AccessDenied},
+        {"a link to nothing",
+         [&] {
+             std::filesystem::remove(File());
+             std::filesystem::create_symlink("nowhere", File());
+         },
+         error::AccessDenied},
+    };
+    for (const auto& row : cases) {
+        const pid_t maker = ::fork();
+        if (maker == 0) ::_exit(Create(L"SOFTWARE") ? 0 : 1);
+        ::waitpid(maker, nullptr, 0);
+        Execute("PRAGMA journal_mode = DELETE");  // the file alone
+        row.spoil();
+        const auto expected = static_cast<LONG>(row.code);
+        wchar_t name[16];
+        DWORD size = 16;
+        HKEY key = nullptr;
+        EXPECT_EQ(expected, TryOpen(L"SOFTWARE")) << row.what;
+        EXPECT_NE(std::wstring::npos, platform::Database::LastMessage(row.code).find(L"registry.db")) << row.what;
+        EXPECT_EQ(expected, RegEnumKeyExW(HKEY_LOCAL_MACHINE, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
+        EXPECT_EQ(expected, RegEnumValueW(HKEY_LOCAL_MACHINE, 0, name, &size, nullptr, nullptr, nullptr, nullptr));
+        EXPECT_EQ(expected, RegQueryValueExW(HKEY_LOCAL_MACHINE, L"x", nullptr, nullptr, nullptr, nullptr));
+        EXPECT_EQ(expected, Set(HKEY_LOCAL_MACHINE, L"x", {})) << row.what;
+        EXPECT_EQ(expected, RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE")) << row.what;
+        EXPECT_EQ(expected, RegDeleteValueW(HKEY_LOCAL_MACHINE, L"x")) << row.what;
+        EXPECT_EQ(expected,
+                  RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"x", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr));
+        platform::RegistryVersion version;
+        EXPECT_EQ(row.code, platform::ReadRegistryVersion(version)) << row.what;
+        EXPECT_EQ(row.code, platform::BeginRegistryRehearsal()) << row.what;
+        EXPECT_EQ(row.code, platform::TransactRegistry([] { return DWORD{0}; })) << row.what;
+        std::filesystem::remove_all(File());
+    }
 }
 
 TEST_F(ARegistry, CreatesMissingKeysAndTellsWhetherItDid) {
