@@ -135,21 +135,19 @@ void WatchCluster(Context& context, std::size_t count, int seconds) {
 
 void AddChangeCommands(CLI::App& app, Run& run) {
     const auto last = std::make_shared<std::int64_t>(20);
-    AddCommand(app, run, "history", "Lists changes of the cluster: who, when and by which command",
-               {"history", "history --last 5 --json"}, Effect::Reads,
-               [last](Context& context) { ShowHistory(context, *last); })
-        ->add_option("--last", *last, "How many of the newest changes (default: 20)")
-        ->check(CLI::Range(1, 100'000));
+    AddOption(*AddCommand(app, run, "history", "Lists changes of the cluster: who, when and by which command",
+                          {"history", "history --last 5 --json"}, Effect::Reads,
+                          [last](Context& context) { ShowHistory(context, *last); }),
+              "--last", *last, "How many of the newest changes (default: 20)")
+        .Within(1, 100'000);
 
     const auto count = std::make_shared<std::size_t>(0);
     const auto seconds = std::make_shared<int>(0);
     CLI::App* watch = AddCommand(app, run, "watch", "Prints changes as they come; with --json one object a line",
                                  {"watch", "watch --count 1 --for 60"}, Effect::Follows,
                                  [count, seconds](Context& context) { WatchCluster(context, *count, *seconds); });
-    watch->add_option("--count", *count, "End after so many changes")->check(CLI::NonNegativeNumber);
-    watch->add_option("--for", *seconds, "End after so many seconds")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0, 86'400));
+    AddOption(*watch, "--count", *count, "End after so many changes").NotNegative();
+    AddOption(*watch, "--for", *seconds, "End after so many seconds").Type("SECONDS").Within(0, 86'400);
 }
 
 }  // namespace programs

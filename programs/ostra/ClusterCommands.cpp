@@ -249,16 +249,14 @@ void AddCreate(CLI::App& family, Run& run) {
                     "cluster create lab --node A --node B --network \"LAN=192.168.7.0/24,role=3\" --disk E:=1A2B3C4D"},
                    Effect::Changes, [wish](Context& context) { CreateCluster(context, *wish); });
     // The cluster that is made is the one that this run is about, also for a rehearsal.
-    command->add_option("NAME", run.context.options.cluster)->required();
-    command->add_option("--node", wish->nodes, "A node (default: N1 and N2)")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
-    command->add_option("--network", wish->networks, "A network (default: a client and an internal one)")
-        ->type_name("NAME=ADDRESS/PREFIX[,role=0..3]")
-        ->allow_extra_args(false);
-    command->add_option("--disk", wish->disks, "A shared disk (default: E: and F:)")
-        ->type_name("DRIVE=SIGNATURE[,label=TEXT][,serial=HEX]")
-        ->allow_extra_args(false);
+    AddOption(*command, "NAME", run.context.options.cluster).Required();
+    AddOption(*command, "--node", wish->nodes, "A node (default: N1 and N2)").Type("NAME").OneValueEach();
+    AddOption(*command, "--network", wish->networks, "A network (default: a client and an internal one)")
+        .Type("NAME=ADDRESS/PREFIX[,role=0..3]")
+        .OneValueEach();
+    AddOption(*command, "--disk", wish->disks, "A shared disk (default: E: and F:)")
+        .Type("DRIVE=SIGNATURE[,label=TEXT][,serial=HEX]")
+        .OneValueEach();
 }
 
 void AddDelete(CLI::App& family, Run& run) {
@@ -266,9 +264,9 @@ void AddDelete(CLI::App& family, Run& run) {
     CLI::App* command = AddCommand(family, run, "delete", "Deletes a cluster with all it holds",
                                    {"cluster delete lab", "cluster delete lab --yes --force"}, Effect::Changes,
                                    [isForced](Context& context) { DeleteCluster(context, *isForced); });
-    command->add_option("NAME", run.context.options.cluster)->required();
-    command->add_flag("--yes", run.context.options.isConfirmed, "Do not ask");
-    command->add_flag("--force", *isForced, "Also while groups are online");
+    AddOption(*command, "NAME", run.context.options.cluster).Required();
+    AddFlag(*command, "--yes", run.context.options.isConfirmed, "Do not ask");
+    AddFlag(*command, "--force", *isForced, "Also while groups are online");
 }
 
 }  // namespace

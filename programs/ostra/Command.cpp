@@ -1,5 +1,7 @@
 #include <programs/ostra/Command.h>
 
+#include <CLI/CLI.hpp>
+
 #include <ostra/version.h>
 #include <platform/base/output.h>
 #include <platform/base/text.h>
@@ -70,11 +72,11 @@ private:
 };
 
 void AddGlobalOptions(CLI::App& app, Context& context) {
-    app.add_option("--cluster", context.options.cluster,
-                   "The cluster to work on (default: OSTRA_CLUSTER, or the only one)")
-        ->type_name("NAME");
-    app.add_flag("--json", context.options.isJson, "Write one JSON document to standard output");
-    app.add_flag("--trace", context.options.isTraced, "Show the library's own lines on standard error");
+    AddOption(app, "--cluster", context.options.cluster,
+              "The cluster to work on (default: OSTRA_CLUSTER, or the only one)")
+        .Type("NAME");
+    AddFlag(app, "--json", context.options.isJson, "Write one JSON document to standard output");
+    AddFlag(app, "--trace", context.options.isTraced, "Show the library's own lines on standard error");
     app.set_version_flag("--version", std::string("ostra ") + OSTRA_VERSION);
 }
 
@@ -187,7 +189,7 @@ CLI::App* AddCommand(CLI::App& parent, Run& run, const std::string& name, const 
     footer += "\n\nAlso: --cluster NAME, --json, --trace; see: ostra --help";
     command->footer(footer);
     if (effect == Effect::Changes)
-        command->add_flag("--dry-run", run.context.options.isRehearsal, "Show what would change, and change nothing");
+        AddFlag(*command, "--dry-run", run.context.options.isRehearsal, "Show what would change, and change nothing");
     command->callback([&run, effect, action = std::move(action)] {
         run.action = [&run, action] { action(run.context); };
         if (effect == Effect::Reads) run.action = [&run, read = run.action] { AnswerWhole(run.context, read); };
@@ -201,14 +203,14 @@ CLI::App* AddNamedCommand(CLI::App& parent, Run& run, const std::string& name, c
     const auto value = std::make_shared<std::string>();
     CLI::App* command = AddCommand(parent, run, name, description, examples, effect,
                                    [value, action = std::move(action)](Context& context) { action(context, *value); });
-    command->add_option(argument, *value)->required();
+    AddOption(*command, argument, *value).Required();
     return command;
 }
 
 void AddWait(CLI::App& command, Context& context) {
-    command.add_option("--wait", context.options.waitSeconds, "Seconds to wait until the state has settled")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0, 86'400));
+    AddOption(command, "--wait", context.options.waitSeconds, "Seconds to wait until the state has settled")
+        .Type("SECONDS")
+        .Within(0, 86'400);
 }
 
 int RunOstra(const std::vector<std::string>& arguments, const Streams& streams) {

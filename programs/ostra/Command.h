@@ -1,8 +1,8 @@
 #pragma once
 
+#include <programs/ostra/CommandOption.h>
 #include <programs/support/Context.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <functional>

@@ -71,8 +71,8 @@ void AddEventCommands(CLI::App& app, Run& run) {
     CLI::App* command = AddCommand(app, run, "events", "Shows what the library and the programs reported",
                                    {"events", "events --last 5 --json", "events --follow"}, Effect::Follows,
                                    [last, isFollowed](Context& context) { ShowEvents(context, *last, *isFollowed); });
-    command->add_option("--last", *last, "How many of the newest reports (default: 20)")->check(CLI::Range(0, 100'000));
-    command->add_flag("--follow", *isFollowed, "Go on with new reports as they come; with --json one object a line");
+    AddOption(*command, "--last", *last, "How many of the newest reports (default: 20)").Within(0, 100'000);
+    AddFlag(*command, "--follow", *isFollowed, "Go on with new reports as they come; with --json one object a line");
 }
 
 }  // namespace programs

@@ -175,14 +175,15 @@ void DeleteGroup(Context& context, const std::string& name) {
     context.PrintList(columns, left);
 }
 
-void AddTemplateOptions(CLI::App& command, const std::shared_ptr<TemplateGroupWish>& wish, CLI::Option* fromTemplate) {
+void AddTemplateOptions(CLI::App& command, const std::shared_ptr<TemplateGroupWish>& wish,
+                        const CommandOption& fromTemplate) {
     const auto add = [&](const char* name, std::string& value, const char* description, const char* type) {
-        command.add_option(name, value, description)->type_name(type)->needs(fromTemplate);
+        AddOption(command, name, value, description).Type(type).Needs(fromTemplate);
     };
-    command.add_option("--set", wish->answers, "What a prompt of the template asks for; see: ostra template show")
-        ->type_name("PROMPT=VALUE")
-        ->allow_extra_args(false)
-        ->needs(fromTemplate);
+    AddOption(command, "--set", wish->answers, "What a prompt of the template asks for; see: ostra template show")
+        .Type("PROMPT=VALUE")
+        .OneValueEach()
+        .Needs(fromTemplate);
     add("--disk", wish->disk, "A shared disk (default: the first that is available)", "DRIVE");
     add("--network", wish->network, "The network of the address (default: the first for clients)", "NAME");
     add("--address", wish->address, "The address (default: the next of the network's pool)", "ADDRESS");
@@ -200,20 +201,20 @@ void AddCreate(CLI::App& family, Run& run) {
             if (wish->templateName.empty()) return CreateGroup(context, wish->name, *owners);
             CreateGroupFromTemplate(context, *wish);
         });
-    command->add_option("NAME", wish->name)->required();
-    CLI::Option* owner =
-        command->add_option("--owner", *owners, "A preferred owner; the first one that is up gets the group")
-            ->type_name("NODE");
-    CLI::Option* fromTemplate =
-        command->add_option("--template", wish->templateName, "Make all resources that this template describes")
-            ->type_name("NAME")
-            ->check([](const std::string& name) { return name.empty() ? "Name a template" : ""; })
-            ->excludes(owner);
+    AddOption(*command, "NAME", wish->name).Required();
+    const CommandOption owner =
+        AddOption(*command, "--owner", *owners, "A preferred owner; the first one that is up gets the group")
+            .Type("NODE");
+    const CommandOption fromTemplate =
+        AddOption(*command, "--template", wish->templateName, "Make all resources that this template describes")
+            .Type("NAME")
+            .NotEmpty("Name a template")
+            .Excludes(owner);
     AddTemplateOptions(*command, wish, fromTemplate);
-    command->add_flag("--rollback", wish->isRolledBack, "Keep nothing when the group cannot be made whole and online")
-        ->needs(fromTemplate);
-    command->add_flag("--yes", run.context.options.isConfirmed, "Ask for nothing that --set leaves out")
-        ->needs(fromTemplate);
+    AddFlag(*command, "--rollback", wish->isRolledBack, "Keep nothing when the group cannot be made whole and online")
+        .Needs(fromTemplate);
+    AddFlag(*command, "--yes", run.context.options.isConfirmed, "Ask for nothing that --set leaves out")
+        .Needs(fromTemplate);
     AddWait(*command, run.context);
 }
 
@@ -224,9 +225,9 @@ void AddChange(CLI::App& family, Run& run) {
         "Changes a group by a template: keeps its resources, makes those that it lacks, and brings it online",
         {"group change Sales --template \"File Share\" --set \"Share Name=orders\" --dry-run"}, Effect::Changes,
         [wish](Context& context) { ChangeGroupFromTemplate(context, *wish); });
-    command->add_option("NAME", wish->name)->required();
-    CLI::Option* fromTemplate =
-        command->add_option("--template", wish->templateName, "The template")->type_name("NAME")->required();
+    AddOption(*command, "NAME", wish->name).Required();
+    const CommandOption fromTemplate =
+        AddOption(*command, "--template", wish->templateName, "The template").Type("NAME").Required();
     AddTemplateOptions(*command, wish, fromTemplate);
     AddWait(*command, run.context);
 }
@@ -236,8 +237,8 @@ void AddRename(CLI::App& family, Run& run) {
     CLI::App* command =
         AddCommand(family, run, "rename", "Renames a group", {"group rename Files Archive"}, Effect::Changes,
                    [names](Context& context) { RenameGroup(context, names->first, names->second); });
-    command->add_option("NAME", names->first)->required();
-    command->add_option("NEW", names->second)->required();
+    AddOption(*command, "NAME", names->first).Required();
+    AddOption(*command, "NEW", names->second).Required();
 }
 
 void AddOwners(CLI::App& family, Run& run) {
@@ -251,9 +252,9 @@ void AddOwners(CLI::App& family, Run& run) {
         family, run, "owners", "Shows or replaces the preferred owners, in order",
         {"group owners Files", "group owners Files N2 N1", "group owners Files --none"}, Effect::Changes,
         [arguments](Context& context) { SetOwners(context, arguments->name, arguments->owners, arguments->isNone); });
-    command->add_option("NAME", arguments->name)->required();
-    CLI::Option* nodes = command->add_option("NODE", arguments->owners);
-    command->add_flag("--none", arguments->isNone, "Leave the group without preferred owners")->excludes(nodes);
+    AddOption(*command, "NAME", arguments->name).Required();
+    const CommandOption nodes = AddOption(*command, "NODE", arguments->owners);
+    AddFlag(*command, "--none", arguments->isNone, "Leave the group without preferred owners").Excludes(nodes);
 }
 
 }  // namespace

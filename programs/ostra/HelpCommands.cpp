@@ -1,5 +1,7 @@
 #include <programs/ostra/Command.h>
 
+#include <CLI/CLI.hpp>
+
 #include <map>
 
 namespace programs {
@@ -67,23 +69,23 @@ std::string BashCompletion(const CLI::App& app) {
 void AddHelpCommands(CLI::App& app, Run& run) {
     const CLI::App* all = &app;
     const auto topic = std::make_shared<std::string>();
-    AddCommand(
-        app, run, "help", "Explains a topic: exit-codes, environment", {"help exit-codes", "group create --help"},
-        Effect::Reads,
-        [all, topic](Context& context) {
-            if (topic->empty()) {
-                return context.PrintText(all->get_formatter()->make_help(all, "ostra", CLI::AppFormatMode::Normal));
-            }
-            ShowTopic(context, *topic);
-        })
-        ->add_option("TOPIC", *topic);
+    AddOption(*AddCommand(app, run, "help", "Explains a topic: exit-codes, environment",
+                          {"help exit-codes", "group create --help"}, Effect::Reads,
+                          [all, topic](Context& context) {
+                              if (topic->empty()) {
+                                  return context.PrintText(
+                                      all->get_formatter()->make_help(all, "ostra", CLI::AppFormatMode::Normal));
+                              }
+                              ShowTopic(context, *topic);
+                          }),
+              "TOPIC", *topic);
     const auto shell = std::make_shared<std::string>();
-    AddCommand(app, run, "completion", "Writes the completion script of a shell",
-               {"completion bash > /etc/bash_completion.d/ostra"}, Effect::Reads,
-               [all, shell](Context& context) { context.PrintText(BashCompletion(*all)); })
-        ->add_option("SHELL", *shell, "The shell: bash")
-        ->required()
-        ->check(CLI::IsMember({"bash"}));
+    AddOption(*AddCommand(app, run, "completion", "Writes the completion script of a shell",
+                          {"completion bash > /etc/bash_completion.d/ostra"}, Effect::Reads,
+                          [all, shell](Context& context) { context.PrintText(BashCompletion(*all)); }),
+              "SHELL", *shell, "The shell: bash")
+        .Required()
+        .OneOf({"bash"});
 }
 
 }  // namespace programs

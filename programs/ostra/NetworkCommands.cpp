@@ -101,8 +101,8 @@ void AddNetworkCommands(CLI::App& app, Run& run) {
         AddCommand(*family, run, "set", "Sets a network's role (0 none, 1 internal, 2 clients, 3 both) or description",
                    {"network set Client Role=REG_DWORD:2 \"Description=REG_SZ:second floor\""}, Effect::Changes,
                    [name, settings](Context& context) { SetNetwork(context, *name, *settings); });
-    command->add_option("NAME", *name)->required();
-    command->add_option("SETTING", *settings, "NAME=TYPE:VALUE, the type REG_SZ or REG_DWORD")->required();
+    AddOption(*command, "NAME", *name).Required();
+    AddOption(*command, "SETTING", *settings, "NAME=TYPE:VALUE, the type REG_SZ or REG_DWORD").Required();
 }
 
 void AddInterfaceCommands(CLI::App& app, Run& run) {

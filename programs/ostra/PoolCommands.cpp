@@ -281,10 +281,10 @@ void AddCreate(CLI::App& family, Run& run) {
         family, run, "create", "Makes the pool of a network: the addresses START to END",
         {"pool create Client 10.0.1.11 10.0.1.50"}, Effect::Changes,
         [arguments](Context& context) { Create(context, arguments->name, arguments->range, arguments->isForced); });
-    command->add_option("NETWORK", arguments->name)->required();
-    command->add_option("START", arguments->range.start, "The first address")->required();
-    command->add_option("END", arguments->range.end, "The last address; only its last number may differ")->required();
-    command->add_flag("--force", arguments->isForced, "Replace the pool that there is");
+    AddOption(*command, "NETWORK", arguments->name).Required();
+    AddOption(*command, "START", arguments->range.start, "The first address").Required();
+    AddOption(*command, "END", arguments->range.end, "The last address; only its last number may differ").Required();
+    AddFlag(*command, "--force", arguments->isForced, "Replace the pool that there is");
 }
 
 }  // namespace
@@ -300,10 +300,10 @@ void AddPoolCommands(CLI::App& app, Run& run) {
                     "Takes the lowest available address that no resource and no node holds",
                     {"pool take Client", "pool take Client --json"}, Effect::Changes, Take);
     const auto network = std::make_shared<std::string>();
-    AddCommand(*family, run, "recycle", "Makes taken addresses available again that no resource holds",
-               {"pool recycle", "pool recycle Client --dry-run"}, Effect::Changes,
-               [network](Context& context) { RecycleAddresses(context, *network); })
-        ->add_option("NETWORK", *network, "Only the pool of this network");
+    AddOption(*AddCommand(*family, run, "recycle", "Makes taken addresses available again that no resource holds",
+                          {"pool recycle", "pool recycle Client --dry-run"}, Effect::Changes,
+                          [network](Context& context) { RecycleAddresses(context, *network); }),
+              "NETWORK", *network, "Only the pool of this network");
     AddNamedCommand(*family, run, "reset", "NETWORK",
                     "Makes the whole range of a pool available again, whatever was taken", {"pool reset Client"},
                     Effect::Changes, Reset);

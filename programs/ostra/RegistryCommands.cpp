@@ -198,9 +198,9 @@ CLI::App* Add(CLI::App& family, Run& run, const std::string& name, const std::st
               const std::shared_ptr<Arguments>& arguments) {
     CLI::App* command = AddCommand(family, run, name, description, examples, effect,
                                    [arguments, action](Context& context) { action(context, *arguments); });
-    command->add_option("PATH", arguments->path, "Names joined by backslashes")->required();
-    command->add_flag("--cluster-database", arguments->isClusterDatabase,
-                      "The cluster's database instead of the local registry; \"\" is its root");
+    AddOption(*command, "PATH", arguments->path, "Names joined by backslashes").Required();
+    AddFlag(*command, "--cluster-database", arguments->isClusterDatabase,
+            "The cluster's database instead of the local registry; \"\" is its root");
     return command;
 }
 
@@ -209,31 +209,30 @@ CLI::App* Add(CLI::App& family, Run& run, const std::string& name, const std::st
 void AddRegistryCommands(CLI::App& app, Run& run) {
     CLI::App* family = AddFamily(app, "registry", "Keys and values of this machine, or of the cluster's database");
     auto arguments = std::make_shared<Arguments>();
-    Add(*family, run, "get", "Shows values of a key",
-        {R"(registry get 'HKEY_LOCAL_MACHINE\Software\Norvane\Ostra\OstraDebug' DebugMask)"}, Effect::Reads, Get,
-        arguments)
-        ->add_option("VALUE", arguments->values, "Names of the values")
-        ->required();
+    AddOption(*Add(*family, run, "get", "Shows values of a key",
+                   {R"(registry get 'HKEY_LOCAL_MACHINE\Software\Norvane\Ostra\OstraDebug' DebugMask)"}, Effect::Reads,
+                   Get, arguments),
+              "VALUE", arguments->values, "Names of the values")
+        .Required();
     arguments = std::make_shared<Arguments>();
-    Add(*family, run, "set", "Creates a key and writes values",
-        {R"(registry set 'HKEY_LOCAL_MACHINE\Software\Example' "Depth=REG_DWORD:3" "Title=REG_SZ:any text")",
-         R"(registry set --cluster-database 'Ostra\Notes' "Owner=REG_SZ:me")"},
-        Effect::Changes, Set, arguments)
-        ->add_option("SETTING", arguments->values, "NAME=TYPE:VALUE");
+    AddOption(*Add(*family, run, "set", "Creates a key and writes values",
+                   {R"(registry set 'HKEY_LOCAL_MACHINE\Software\Example' "Depth=REG_DWORD:3" "Title=REG_SZ:any text")",
+                    R"(registry set --cluster-database 'Ostra\Notes' "Owner=REG_SZ:me")"},
+                   Effect::Changes, Set, arguments),
+              "SETTING", arguments->values, "NAME=TYPE:VALUE");
     arguments = std::make_shared<Arguments>();
-    Add(*family, run, "list", "Lists the subkeys and values of a key",
-        {"registry list HKEY_LOCAL_MACHINE", R"(registry list --cluster-database "" --recursive)"}, Effect::Reads, List,
-        arguments)
-        ->add_flag("--recursive", arguments->isRecursive, "All that is below the key");
+    AddFlag(*Add(*family, run, "list", "Lists the subkeys and values of a key",
+                 {"registry list HKEY_LOCAL_MACHINE", R"(registry list --cluster-database "" --recursive)"},
+                 Effect::Reads, List, arguments),
+            "--recursive", arguments->isRecursive, "All that is below the key");
     arguments = std::make_shared<Arguments>();
     CLI::App* command = Add(*family, run, "delete", "Deletes a key, or values of it",
                             {R"(registry delete 'HKEY_LOCAL_MACHINE\Software\Example' --value Depth)",
                              R"(registry delete 'HKEY_LOCAL_MACHINE\Software\Example' --recursive --dry-run)"},
                             Effect::Changes, Delete, arguments);
-    CLI::Option* value = command->add_option("--value", arguments->values, "A value to delete, not the key")
-                             ->type_name("NAME")
-                             ->allow_extra_args(false);
-    command->add_flag("--recursive", arguments->isRecursive, "The key with all that is below it")->excludes(value);
+    const CommandOption value =
+        AddOption(*command, "--value", arguments->values, "A value to delete, not the key").Type("NAME").OneValueEach();
+    AddFlag(*command, "--recursive", arguments->isRecursive, "The key with all that is below it").Excludes(value);
 }
 
 }  // namespace programs

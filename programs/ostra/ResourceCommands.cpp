@@ -279,13 +279,13 @@ void AddCreate(CLI::App& family, Run& run) {
          "resource create Share --group Files --type \"File Share\" --set \"ShareName=REG_SZ:public\" --depends \"Disk "
          "E:\""},
         Effect::Changes, [wish](Context& context) { CreateResource(context, *wish); });
-    command->add_option("NAME", wish->name)->required();
-    command->add_option("--group", wish->group, "The group that gets it")->required()->type_name("GROUP");
-    command->add_option("--type", wish->type, "Its type, as in ostra type list")->required()->type_name("TYPE");
-    command->add_option("--set", wish->settings, "A parameter")->type_name("NAME=TYPE:VALUE")->allow_extra_args(false);
-    command->add_option("--depends", wish->dependencies, "A resource of the group that it needs")
-        ->type_name("RESOURCE")
-        ->allow_extra_args(false);
+    AddOption(*command, "NAME", wish->name).Required();
+    AddOption(*command, "--group", wish->group, "The group that gets it").Required().Type("GROUP");
+    AddOption(*command, "--type", wish->type, "Its type, as in ostra type list").Required().Type("TYPE");
+    AddOption(*command, "--set", wish->settings, "A parameter").Type("NAME=TYPE:VALUE").OneValueEach();
+    AddOption(*command, "--depends", wish->dependencies, "A resource of the group that it needs")
+        .Type("RESOURCE")
+        .OneValueEach();
 }
 
 void AddSet(CLI::App& family, Run& run) {
@@ -295,8 +295,8 @@ void AddSet(CLI::App& family, Run& run) {
         AddCommand(family, run, "set", "Sets properties and parameters",
                    {"resource set Share \"MaxUsers=REG_DWORD:20\" \"Description=REG_SZ:public files\""},
                    Effect::Changes, [name, settings](Context& context) { SetProperties(context, *name, *settings); });
-    command->add_option("NAME", *name)->required();
-    command->add_option("SETTING", *settings, "NAME=TYPE:VALUE, the type REG_SZ or REG_DWORD")->required();
+    AddOption(*command, "NAME", *name).Required();
+    AddOption(*command, "SETTING", *settings, "NAME=TYPE:VALUE, the type REG_SZ or REG_DWORD").Required();
 }
 
 void AddDepend(CLI::App& family, Run& run) {
@@ -310,9 +310,9 @@ void AddDepend(CLI::App& family, Run& run) {
         family, run, "depend", "Makes a resource depend on others of its group",
         {"resource depend Share \"Disk E:\"", "resource depend Share \"Disk E:\" --remove"}, Effect::Changes,
         [arguments](Context& context) { Depend(context, arguments->name, arguments->others, arguments->isRemoved); });
-    command->add_option("NAME", arguments->name)->required();
-    command->add_option("ON", arguments->others)->required();
-    command->add_flag("--remove", arguments->isRemoved, "End the dependency instead");
+    AddOption(*command, "NAME", arguments->name).Required();
+    AddOption(*command, "ON", arguments->others).Required();
+    AddFlag(*command, "--remove", arguments->isRemoved, "End the dependency instead");
 }
 
 void AddOwners(CLI::App& family, Run& run) {
@@ -321,8 +321,8 @@ void AddOwners(CLI::App& family, Run& run) {
     CLI::App* command = AddCommand(family, run, "owners", "Shows or replaces the possible owners",
                                    {"resource owners Share", "resource owners Share N1 N2"}, Effect::Changes,
                                    [name, owners](Context& context) { SetOwners(context, *name, *owners); });
-    command->add_option("NAME", *name)->required();
-    command->add_option("NODE", *owners);
+    AddOption(*command, "NAME", *name).Required();
+    AddOption(*command, "NODE", *owners);
 }
 
 }  // namespace
@@ -330,10 +330,11 @@ void AddOwners(CLI::App& family, Run& run) {
 void AddResourceCommands(CLI::App& app, Run& run) {
     CLI::App* family = AddFamily(app, "resource", "Disks, addresses, names, shares and services");
     const auto group = std::make_shared<std::string>();
-    AddCommand(*family, run, "list", "Lists the resources", {"resource list", "resource list --group Files --json"},
-               Effect::Reads, [group](Context& context) { ListResources(context, *group); })
-        ->add_option("--group", *group, "Only those of one group")
-        ->type_name("GROUP");
+    AddOption(*AddCommand(*family, run, "list", "Lists the resources",
+                          {"resource list", "resource list --group Files --json"}, Effect::Reads,
+                          [group](Context& context) { ListResources(context, *group); }),
+              "--group", *group, "Only those of one group")
+        .Type("GROUP");
     AddNamedCommand(*family, run, "show", "NAME", "Shows a resource with all that is known of it",
                     {"resource show Share"}, Effect::Reads, ShowResource);
     AddCreate(*family, run);

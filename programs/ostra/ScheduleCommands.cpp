@@ -213,35 +213,36 @@ void AddAdd(CLI::App& family, Run& run) {
         family, run, "add", "Adds a job: brings a group online or offline, or moves it, at a time",
         {R"(schedule add --at "2026-12-24 23:30" Offline Files)", "schedule add --in 2h --cluster demo Move Files"},
         Effect::Changes, [wish](Context& context) { AddJob(context, *wish); });
-    CLI::Option* at =
-        command->add_option("--at", wish->at, "The local date and time, or one with its offset: 2026-12-24T23:30+01:00")
-            ->type_name("TIME");
-    command->add_option("--in", wish->in, "How long from now, in days, hours and minutes: 2h, 90m, 1d12h")
-        ->type_name("SPAN")
-        ->excludes(at);
-    command->add_option("COMMAND", wish->word, "Online, Offline or Move")->required();
-    command->add_option("GROUP", wish->group)->required();
+    const CommandOption at =
+        AddOption(*command, "--at", wish->at, "The local date and time, or one with its offset: 2026-12-24T23:30+01:00")
+            .Type("TIME");
+    AddOption(*command, "--in", wish->in, "How long from now, in days, hours and minutes: 2h, 90m, 1d12h")
+        .Type("SPAN")
+        .Excludes(at);
+    AddOption(*command, "COMMAND", wish->word, "Online, Offline or Move").Required();
+    AddOption(*command, "GROUP", wish->group).Required();
 }
 
 void AddRemove(CLI::App& family, Run& run) {
     constexpr std::size_t mostJobs = 1'000'000;
     const auto number = std::make_shared<std::size_t>(0);
-    AddCommand(family, run, "remove", "Removes a job", {"schedule remove 2"}, Effect::Changes,
-               [number](Context& context) { RemoveJob(context, *number); })
-        ->add_option("NUMBER", *number, "Its number in the list")
-        ->check(CLI::Range(std::size_t{1}, mostJobs))
-        ->required();
+    AddOption(*AddCommand(family, run, "remove", "Removes a job", {"schedule remove 2"}, Effect::Changes,
+                          [number](Context& context) { RemoveJob(context, *number); }),
+              "NUMBER", *number, "Its number in the list")
+        .Within(1, mostJobs)
+        .Required();
 }
 
 void AddGrace(CLI::App& family, Run& run) {
     const auto span = std::make_shared<std::string>();
-    AddCommand(
-        family, run, "grace",
-        "Shows or sets how late a job may begin when no scheduler was there at its time (5m unless set); a later "
-        "one is missed",
-        {"schedule grace", "schedule grace 2h"}, Effect::Changes,
-        [span](Context& context) { SetGrace(context, *span); })
-        ->add_option("SPAN", *span, "Days, hours and minutes: 0m, 90m, 1d12h");
+    AddOption(
+        *AddCommand(
+            family, run, "grace",
+            "Shows or sets how late a job may begin when no scheduler was there at its time (5m unless set); a later "
+            "one is missed",
+            {"schedule grace", "schedule grace 2h"}, Effect::Changes,
+            [span](Context& context) { SetGrace(context, *span); }),
+        "SPAN", *span, "Days, hours and minutes: 0m, 90m, 1d12h");
 }
 
 void AddTree(CLI::App& family, Run& run) {
@@ -252,22 +253,24 @@ void AddTree(CLI::App& family, Run& run) {
                    "Shows the time to come, from some minutes on, as an outline with the jobs under their minutes",
                    {"schedule tree", "schedule tree --count 1440", "schedule tree --interval day --count 31"},
                    Effect::Reads, [interval, count](Context& context) { ShowTree(context, *interval, *count); });
-    command->add_option("--interval", *interval, "The step: minute, hour or day; jobs show at minutes")
-        ->check(CLI::IsMember({"minute", "hour", "day"}));
-    command->add_option("--count", *count, "How many steps (default: 60)")->check(CLI::Range(1, 500'000));
+    AddOption(*command, "--interval", *interval, "The step: minute, hour or day; jobs show at minutes")
+        .OneOf({"minute", "hour", "day"});
+    AddOption(*command, "--count", *count, "How many steps (default: 60)").Within(1, 500'000);
 }
 
 void AddRun(CLI::App& family, Run& run) {
     const auto isOnce = std::make_shared<bool>(false);
-    AddCommand(family, run, "run",
-               "Carries out the jobs of all clusters at their times, until it is interrupted; how late: schedule grace",
-               {"schedule run", "schedule run --once"}, Effect::Follows,
-               [isOnce](Context& context) {
-                   if (!context.options.cluster.empty())
-                       throw CommandError(ExitCode::Usage, "A scheduler serves all clusters; it takes no --cluster.");
-                   RunScheduler(*isOnce, [&context](const std::string& line) { context.Warn(line); });
-               })
-        ->add_flag("--once", *isOnce, "Carry out what is due now, and end");
+    AddFlag(
+        *AddCommand(
+            family, run, "run",
+            "Carries out the jobs of all clusters at their times, until it is interrupted; how late: schedule grace",
+            {"schedule run", "schedule run --once"}, Effect::Follows,
+            [isOnce](Context& context) {
+                if (!context.options.cluster.empty())
+                    throw CommandError(ExitCode::Usage, "A scheduler serves all clusters; it takes no --cluster.");
+                RunScheduler(*isOnce, [&context](const std::string& line) { context.Warn(line); });
+            }),
+        "--once", *isOnce, "Carry out what is due now, and end");
 }
 
 }  // namespace

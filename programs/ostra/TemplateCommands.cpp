@@ -195,9 +195,8 @@ void AddImport(CLI::App& family, Run& run) {
         {"template import database.json", "template import - < database.json", "template import own.json --dry-run"},
         Effect::Changes,
         [arguments](Context& context) { ImportTemplate(context, arguments->file, arguments->isForced); });
-    command->add_option("FILE", arguments->file, "As \"template export\" writes it; - reads standard input")
-        ->required();
-    command->add_flag("--force", arguments->isForced, "Replace a template of that name");
+    AddOption(*command, "FILE", arguments->file, "As \"template export\" writes it; - reads standard input").Required();
+    AddFlag(*command, "--force", arguments->isForced, "Replace a template of that name");
 }
 
 }  // namespace
