@@ -2,8 +2,7 @@
 
 #include <programs/ostra/CommandOption.h>
 #include <programs/support/Context.h>
-
-#include <nlohmann/json.hpp>
+#include <programs/support/Json.h>
 
 #include <functional>
 #include <memory>

@@ -3,9 +3,8 @@
 #include <platform/base/error_codes.h>
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
+#include <programs/support/Json.h>
 #include <programs/support/Objects.h>
-
-#include <nlohmann/json.hpp>
 
 namespace error = platform::error;
 

@@ -4,9 +4,8 @@
 #include <platform/base/text.h>
 #include <platform/cluster/ClusterDirectory.h>
 #include <platform/cluster/cluster_api.h>
+#include <programs/support/Json.h>
 #include <programs/support/Templates.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <set>

@@ -11,11 +11,10 @@
 #include <programs/ostra/GroupState.h>
 #include <programs/ostra/TemplateGroupHardware.h>
 #include <programs/support/Change.h>
+#include <programs/support/Json.h>
 #include <programs/support/Objects.h>
 #include <programs/support/Reading.h>
 #include <programs/support/Templates.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 

@@ -6,10 +6,9 @@
 #include <platform/base/registry_types.h>
 #include <platform/base/text.h>
 #include <programs/support/Ipv4.h>
+#include <programs/support/Json.h>
 #include <programs/support/Objects.h>
 #include <programs/support/Reading.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <sstream>

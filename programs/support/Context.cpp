@@ -10,9 +10,8 @@
 #include <platform/engines/embedded/EmbeddedCluster.h>
 #include <platform/framework/CStatusBar.h>
 #include <platform/system/registry.h>
+#include <programs/support/Json.h>
 #include <programs/support/Transaction.h>
-
-#include <nlohmann/json.hpp>
 
 #include <cstdlib>
 #include <iostream>

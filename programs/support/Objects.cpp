@@ -8,9 +8,8 @@
 #include <platform/base/text.h>
 #include <platform/cluster/cluster_api.h>
 #include <platform/cluster/control_codes.h>
+#include <programs/support/Json.h>
 #include <programs/support/Reading.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>

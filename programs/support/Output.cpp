@@ -2,8 +2,8 @@
 
 #include <platform/base/clock.h>
 #include <platform/base/text.h>
+#include <programs/support/Json.h>
 
-#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <unistd.h>
 
@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <limits>
 #include <utility>
+
+template class nlohmann::basic_json<nlohmann::ordered_map>;
 
 namespace programs {
 

@@ -9,9 +9,8 @@
 #include <platform/cluster/control_codes.h>
 #include <platform/system/event_log.h>
 #include <platform/system/registry.h>
+#include <programs/support/Json.h>
 #include <programs/support/KeyTree.h>
-
-#include <nlohmann/json.hpp>
 
 #include <ctime>
 

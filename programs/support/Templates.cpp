@@ -1,10 +1,9 @@
 #include <programs/support/Templates.h>
 
 #include <platform/base/text.h>
+#include <programs/support/Json.h>
 #include <programs/support/Objects.h>
 #include <programs/support/Reading.h>
-
-#include <nlohmann/json.hpp>
 
 using platform::ToUtf8;
 

@@ -2,13 +2,12 @@
 
 #include <platform/cluster/ClusterDirectory.h>
 #include <programs/ostra/RunOstra.h>
+#include <programs/support/Json.h>
 #include <tests/support/FakeClock.h>
 #include <tests/support/TemporaryHome.h>
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <nlohmann/json.hpp>
-
 #include <sstream>
 #include <string>
 #include <vector>
