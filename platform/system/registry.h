@@ -74,8 +74,9 @@ struct RegistryVersion {
     bool operator==(const RegistryVersion&) const = default;
 };
 
-/// Costs no system call as a rule. A registry file that another program makes, or puts in the place of another, may show
-/// some milliseconds late. 2 while there is no registry; `version` is set on success only, and the last error stays.
+/// Costs no system call as a rule. A registry file that another program makes, or puts in the place of another, may
+/// show some milliseconds late. 2 while there is no registry; `version` is set on success only, and the last error
+/// stays.
 PLATFORM_API DWORD ReadRegistryVersion(RegistryVersion& version);
 
 /// Runs `steps` as one transaction of the local registry: whatever this thread does with it meanwhile, others see all
