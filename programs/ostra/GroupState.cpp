@@ -31,7 +31,7 @@ Json AwaitGroup(Context& context, Group& group, const GroupGoal& goal, const Cha
                            "Group " + name + " has not settled: " + state +
                                " Wait longer with --wait SECONDS, or look with: ostra group show \"" + name + "\"");
     std::string text = "Group " + name + " is not " + goal.name + ": " + state;
-    if (cause) text += " " + CauseText(cause);
+    if (cause) text += ' ' + CauseText(cause);
     text += " See what its resources say with: ostra status";
     throw CommandError(cause ? ExitCodeOf(cause) : ExitCode::Refused, text);
 }

@@ -43,7 +43,7 @@ StringArray KnownKinds(const Context& context) {
 }
 
 std::string Quoted(const std::wstring& text) {
-    return "\"" + ToUtf8(text) + "\"";
+    return '"' + ToUtf8(text) + '"';
 }
 
 std::string List(const StringArray& names) {

@@ -50,7 +50,7 @@ void TemplateGroupAnswers::Answer(const std::string& setting) {
     const std::size_t index = IndexOf(setting.substr(0, equals));
     const ExpertWizardGUIControl& control = *_page.Controls()[index];
     const std::string value = setting.substr(equals + 1);
-    if (_answers[index]) Misuse("\"" + ToUtf8(control.PromptText()) + "\" is answered twice");
+    if (_answers[index]) Misuse('"' + ToUtf8(control.PromptText()) + "\" is answered twice");
     if (const std::string fault = FaultOf(control, value); !fault.empty()) Misuse(fault);
     _answers[index] = FromUtf8(value);
 }
