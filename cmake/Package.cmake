@@ -13,4 +13,4 @@ file(RELATIVE_PATH OSTRA_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/ostra.pc.in ${CMAKE_BINARY_DIR}/ostra.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/ostra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-install(FILES README.md CHANGELOG.md docs/guide.md docs/formats.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES README.md CHANGELOG.md docs/guide.md docs/formats.md docs/performance.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
