@@ -108,16 +108,18 @@ bool ClusterModel::HasNoCircle() const {
     std::map<RowId, std::size_t> missing;
     std::vector<RowId> ready;
     for (const auto& [id, record] : resources.All()) {
-        missing[id] = record.providers.size();
-        if (record.providers.empty()) ready.push_back(id);
+        if (!record.providers.empty())
+            missing.emplace_hint(missing.end(), id, record.providers.size());
+        else if (!record.dependents.empty())
+            ready.push_back(id);
     }
-    std::size_t settled = 0;
-    for (; settled < ready.size(); ++settled) {
+    const std::size_t roots = ready.size();
+    for (std::size_t settled = 0; settled < ready.size(); ++settled) {
         for (const RowId dependent : resources.Find(ready[settled])->dependents) {
             if (--missing[dependent] == 0) ready.push_back(dependent);
         }
     }
-    return settled == resources.All().size();
+    return ready.size() - roots == missing.size();
 }
 
 DWORD ClusterModel::GroupState(const GroupRecord& group) const {

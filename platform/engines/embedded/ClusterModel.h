@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -43,10 +44,12 @@ public:
 
     /// False, and nothing changed, when the number or the name is taken.
     bool Insert(Record record, std::wstring folded) {
-        if (_records.contains(record.id) || _names.contains(folded)) return false;
-        _names.emplace(std::move(folded), record.id);
+        if (_names.contains(folded)) return false;
         const RowId id = record.id;
-        _records.emplace(id, std::move(record));
+        const std::size_t before = _records.size();
+        _records.emplace_hint(_records.end(), id, std::move(record));  // numbers rise as a rule
+        if (_records.size() == before) return false;
+        _names.emplace(std::move(folded), id);
         return true;
     }
 
@@ -66,7 +69,7 @@ public:
 
 private:
     std::map<RowId, Record> _records;
-    std::map<std::wstring, RowId> _names;
+    std::unordered_map<std::wstring, RowId> _names;
 };
 
 struct NodeRecord {
