@@ -134,21 +134,26 @@ Hardware HardwareOf(const NewCluster& wish) {
     return hardware;
 }
 
-std::size_t Count(platform::ClusterService& service, DWORD types) {
+DWORD NamesOf(platform::ClusterService& service, DWORD types, StringArray& names) {
+    names.clear();
     std::unique_ptr<platform::ClusterEnumeration> objects;
-    if (service.Enumerate(types, objects)) return 0;
-    std::size_t count = 0;
+    DWORD code = service.Enumerate(types, objects);
     DWORD type = 0;
     std::wstring name;
-    while (!objects->Item(static_cast<DWORD>(count), type, name)) ++count;
-    return count;
+    for (DWORD index = 0; !code; ++index) {
+        code = objects->Item(index, type, name);
+        if (!code) names.push_back(name);
+    }
+    return code == error::NoMoreItems ? DWORD{error::Success} : code;
 }
 
 // What has nodes already has them from somebody else, and stays as it is.
 DWORD Install(platform::ClusterService& service, const Hardware& hardware) {
     platform::ClusterAdministration& administration = *service.Administration();
     return service.Transact([&]() -> DWORD {
-        if (Count(service, CLUSTER_ENUM_NODE) != 0) return error::Success;
+        StringArray present;
+        if (const DWORD code = NamesOf(service, CLUSTER_ENUM_NODE, present)) return code;
+        if (!present.empty()) return error::Success;
         for (const std::wstring& node : hardware.nodes)
             if (const DWORD code = administration.AddNode(node)) return code;
         for (const NetworkDescription& network : hardware.networks)
@@ -167,12 +172,19 @@ Json Row(const std::wstring& name) {
     std::shared_ptr<platform::ClusterService> service;
     if (const DWORD code = platform::ClusterDirectory::Resolve(name, service))
         return {{"name", ToUtf8(name)}, {"text", "cannot be reached: " + CauseText(code)}};
-    return {{"name", ToUtf8(name)},
-            {"nodes", Count(*service, CLUSTER_ENUM_NODE)},
-            {"groups", Count(*service, CLUSTER_ENUM_GROUP)},
-            {"resources", Count(*service, CLUSTER_ENUM_RESOURCE)},
-            {"networks", Count(*service, CLUSTER_ENUM_NETWORK)},
-            {"text", ""}};
+    constexpr std::pair<const char*, DWORD> kinds[] = {{"nodes", CLUSTER_ENUM_NODE},
+                                                       {"groups", CLUSTER_ENUM_GROUP},
+                                                       {"resources", CLUSTER_ENUM_RESOURCE},
+                                                       {"networks", CLUSTER_ENUM_NETWORK}};
+    Json row{{"name", ToUtf8(name)}};
+    for (const auto& [kind, type] : kinds) {
+        StringArray names;
+        if (const DWORD code = NamesOf(*service, type, names))
+            return {{"name", ToUtf8(name)}, {"text", "cannot be read: " + CauseText(code)}};
+        row[kind] = names.size();
+    }
+    row["text"] = "";
+    return row;
 }
 
 void InstallCluster(Context& context, const NewCluster& wish) {
@@ -201,20 +213,31 @@ void ListClusters(Context& context) {
     if (!rows.empty() || context.options.isJson) context.PrintList(columns, rows);
 }
 
-std::vector<std::string> OnlineGroups(platform::ClusterService& service) {
-    std::vector<std::string> online;
-    std::unique_ptr<platform::ClusterEnumeration> groups;
-    if (service.Enumerate(CLUSTER_ENUM_GROUP, groups)) return online;
-    DWORD type = 0;
-    std::wstring name;
-    for (DWORD index = 0; !groups->Item(index, type, name); ++index) {
+DWORD OnlineGroups(platform::ClusterService& service, std::vector<std::string>& online) {
+    StringArray groups;
+    if (const DWORD code = NamesOf(service, CLUSTER_ENUM_GROUP, groups)) return code;
+    for (const std::wstring& name : groups) {
         platform::ObjectId id;
         DWORD state = 0;
         std::wstring owner;
-        if (service.Find(platform::ObjectKind::Group, name, id) || service.GroupState(id, state, owner)) continue;
+        DWORD code = service.Find(platform::ObjectKind::Group, name, id);
+        if (!code) code = service.GroupState(id, state, owner);
+        if (code == error::GroupNotFound) continue;
+        if (code) return code;
         if (state == ClusterGroupOnline || state == ClusterGroupPartialOnline) online.push_back(ToUtf8(name));
     }
-    return online;
+    return error::Success;
+}
+
+// What is online must not go by an oversight, nor what cannot be seen.
+void RequireNothingOnline(platform::ClusterService& service, const std::string& name) {
+    std::vector<std::string> online;
+    if (const DWORD code = OnlineGroups(service, online))
+        throw CommandError(ExitCodeOf(code), "Whether cluster " + name + " has groups online cannot be read: " +
+                                                 CauseText(code) + " To delete it all the same, use --force.");
+    if (!online.empty())
+        throw CommandError(ExitCode::Refused, "Cluster " + name + " has groups online (" + TextOf(Json(online)) +
+                                                  "). Take them offline first, or use --force.");
 }
 
 // A cluster that cannot be opened can still be deleted: its name is known.
@@ -228,12 +251,7 @@ void DeleteCluster(Context& context, bool isForced) {
         throw CommandError(ExitCode::NoSuchObject,
                            "There is no cluster named \"" + name + "\". See: ostra cluster list");
     std::shared_ptr<platform::ClusterService> service;
-    if (!platform::ClusterDirectory::Resolve(wide, service)) {
-        const std::vector<std::string> online = OnlineGroups(*service);
-        if (!online.empty() && !isForced)
-            throw CommandError(ExitCode::Refused, "Cluster " + name + " has groups online (" + TextOf(Json(online)) +
-                                                      "). Take them offline first, or use --force.");
-    }
+    if (!isForced && !platform::ClusterDirectory::Resolve(wide, service)) RequireNothingOnline(*service, name);
     service.reset();
     if (!context.Confirm("Delete cluster " + name + " with all it holds?"))
         throw CommandError(ExitCode::Refused, "Cluster " + name + " was not deleted. Confirm with --yes.");
@@ -277,7 +295,11 @@ void CreateDefaultCluster(Context& context) {
 
 bool CompleteCluster(Context& context) {
     platform::ClusterService& service = context.Service();
-    if (!service.Administration() || Count(service, CLUSTER_ENUM_NODE) != 0) return false;
+    if (!service.Administration()) return false;
+    StringArray nodes;
+    if (const DWORD code = NamesOf(service, CLUSTER_ENUM_NODE, nodes))
+        throw Refusal("The nodes of the cluster cannot be read", code);
+    if (!nodes.empty()) return false;
     if (const DWORD code = Install(service, HardwareOf({})))
         throw Refusal("The cluster has no nodes, and got none", code);
     return true;

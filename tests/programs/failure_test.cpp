@@ -165,6 +165,7 @@ TEST_F(OstraOnAFailingCluster, AnswersWholeOrNotAtAllWhicheverCallFails) {
                                       {"address", "list"},
                                       {"pool", "list"},
                                       {"pool", "show", "Client"},
+                                      {"schedule", "list"},
                                       {"registry", "list", "--cluster-database", "", "--recursive"},
                                       {"registry", "get", "--cluster-database", R"(Notes\Below)", "Depth"},
                                       {"group", "move", "Files", "--dry-run"}};
@@ -182,6 +183,26 @@ TEST_F(OstraOnAFailingCluster, AnswersWholeOrNotAtAllWhicheverCallFails) {
             EXPECT_EQ(outcome.code == 0, outcome.err.empty()) << Line(command) << ", call " << call << outcome.err;
         }
     }
+}
+
+TEST_F(OstraOnAFailingCluster, IsNeitherListedAsEmptyNorDeletedNorCompletedUnread) {
+    MeddledCluster& cluster = Renew();
+    const programs::Snapshot before = State();
+    const std::string whole = Do({"cluster", "list"}).out;
+    const int calls = cluster.calls;
+    for (cluster.refused = 1; cluster.refused <= calls; ++cluster.refused) {
+        cluster.calls = 0;
+        const Outcome listed = Ostra({"cluster", "list"});
+        EXPECT_NE(std::string::npos, listed.out.find("cannot be read")) << listed.out;
+        cluster.calls = 0;
+        const Outcome deleted = Ostra({"cluster", "delete", "demo", "--yes"});
+        EXPECT_NE(std::string::npos, deleted.err.find("--force")) << deleted.err;
+        cluster.calls = 0;
+        Ostra({"setup"});
+        EXPECT_EQ(before, State()) << cluster.refused;
+    }
+    cluster.refused = 0;
+    EXPECT_EQ(whole, Do({"cluster", "list"}).out);
 }
 
 TEST_F(OstraOnAFailingCluster, IsChangedByOneTransactionWholeOrNotAtAllAndSaysWhich) {
