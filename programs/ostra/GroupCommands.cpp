@@ -123,7 +123,7 @@ void MoveGroup(Context& context, const std::string& name) {
     const DWORD cause = GetLastError();
     change.RequireKnown(cause);
     const std::string place = "still on " + ToUtf8(before);
-    if (cause && cause != error::IoPending) change.Refuse(cause, " and is " + place);
+    if (Change::IsRefusal(cause)) change.Refuse(cause, " and is " + place);
     Json summary;
     const auto hasMoved = [&] {
         change.Report([&] { summary = Summary(group); });

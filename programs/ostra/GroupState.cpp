@@ -13,14 +13,9 @@ namespace programs {
 // A group without resources keeps the state it was last asked for; one with a failed resource may stay short of it.
 Json AwaitGroup(Context& context, Group& group, const GroupGoal& goal, const Change& change, DWORD cause) {
     change.RequireKnown(cause);
-    const bool isRefused = cause && cause != error::IoPending;
     Json summary;
-    const auto read = [&] { summary = Summary(group); };
     const auto isThere = [&] {
-        if (isRefused)
-            read();
-        else
-            change.Report(read);
+        change.ReportAfter(cause, [&] { summary = Summary(group); });
         return summary["state"] == goal.state;
     };
     if (context.WaitUntil(isThere)) return summary;

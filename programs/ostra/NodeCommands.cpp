@@ -1,11 +1,8 @@
-#include <platform/base/error_codes.h>
 #include <platform/base/last_error.h>
 #include <platform/cluster/cluster_api.h>
 #include <programs/ostra/Command.h>
 #include <programs/support/Change.h>
 #include <programs/support/Objects.h>
-
-namespace error = platform::error;
 
 namespace programs {
 
@@ -43,19 +40,14 @@ void ChangeNode(Context& context, const std::string& name, int (Node::*operation
     (node.*operation)();
     const DWORD cause = GetLastError();
     change.RequireKnown(cause);
-    const bool isRefused = cause && cause != error::IoPending;
     Json summary;
-    const auto read = [&] { summary = Summary(node); };
     const auto isThere = [&] {
-        if (isRefused)
-            read();
-        else
-            change.Report(read);
+        change.ReportAfter(cause, [&] { summary = Summary(node); });
         return summary["state"] == wanted;
     };
     if (!context.WaitUntil(isThere)) {
         const std::string state = TextOf(summary["text"]);
-        if (isRefused) change.Refuse(cause, " (" + state + ")");
+        if (Change::IsRefusal(cause)) change.Refuse(cause, " (" + state + ")");
         throw CommandError(ExitCode::NotSettled, "Node " + name + " is not " + verb + " yet: " + state +
                                                      " Look again with: ostra node show " + name);
     }

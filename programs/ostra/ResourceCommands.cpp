@@ -223,14 +223,9 @@ void CreateResource(Context& context, const NewResource& wish) {
 
 void ReportResource(Context& context, Resource& resource, DWORD wanted, const Change& change, DWORD cause) {
     change.RequireKnown(cause);
-    const bool isRefused = cause && cause != error::IoPending;
     Json row;
-    const auto read = [&] { row = Row(resource); };
     const auto isThere = [&] {
-        if (isRefused)
-            read();
-        else
-            change.Report(read);
+        change.ReportAfter(cause, [&] { row = Row(resource); });
         return row["state"] == wanted;
     };
     if (context.WaitUntil(isThere)) return context.PrintRecord(row);

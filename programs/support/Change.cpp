@@ -51,4 +51,15 @@ void Change::Report(const std::function<void()>& read) const {
     }
 }
 
+void Change::ReportAfter(DWORD cause, const std::function<void()>& read) const {
+    if (IsRefusal(cause))
+        read();
+    else
+        Report(read);
+}
+
+bool Change::IsRefusal(DWORD cause) {
+    return cause && cause != error::IoPending;
+}
+
 }  // namespace programs

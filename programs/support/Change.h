@@ -33,6 +33,10 @@ public:
 
     /// Reads what the change has brought about. It is done: what cannot be read now is not told as its failure.
     void Report(const std::function<void()>& read) const;
+    /// The same after a request that ended with `cause`, 0 or IoPending once it was accepted. After a refusal nothing
+    /// was changed, and what cannot be read is told as that.
+    void ReportAfter(DWORD cause, const std::function<void()>& read) const;
+    static bool IsRefusal(DWORD cause);
 
 private:
     void RunWhole(const std::function<void()>& steps) const;
