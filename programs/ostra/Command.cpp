@@ -25,8 +25,9 @@ public:
     TraceSink(const TraceSink&) = delete;
     TraceSink& operator=(const TraceSink&) = delete;
     ~TraceSink() override { platform::SetOutputSink(_before); }
+    bool IsRead() const override { return _context.options.isTraced; }
     void Write(std::wstring_view text) override {
-        if (!_context.options.isTraced) return;
+        if (!IsRead()) return;
         const std::string lines = platform::ToUtf8(text);
         std::ostream& err = _context.Channels().err;
         for (std::size_t begin = 0; begin < lines.size();) {
