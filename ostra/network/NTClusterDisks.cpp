@@ -1,5 +1,6 @@
 #include <ostra/network/NTClusterDisks.h>
 
+#include <ostra/cluster/PredefinedResourceTypes.h>
 #include <ostra/foundation/NameEnumeration.h>
 #include <ostra/foundation/display.h>
 #include <ostra/properties/ObjectProperties.h>
@@ -16,8 +17,6 @@ namespace {
 using OpenNode = platform::SharedHandle<HNODE, CloseClusterNode>;
 using OpenResource = platform::SharedHandle<HRESOURCE, CloseClusterResource>;
 using OpenEnumeration = platform::SharedHandle<HCLUSENUM, ClusterCloseEnum>;
-
-constexpr wchar_t diskType[] = L"Physical Disk";
 
 constexpr std::size_t descriptionsOfADisk = 6;
 constexpr std::size_t descriptionsKept = 5;  // the serial number, which comes last, is not
@@ -136,7 +135,7 @@ DWORD NTClusterDisks::GetAvailableDiskAttributes(HCLUSTER cluster) {
             continue;
         }
         StringArray descriptions;
-        count = ResourceTypeProperties(_hCluster).Get(diskType, &descriptions,
+        count = ResourceTypeProperties(_hCluster).Get(physicalDiskType, &descriptions,
                                                       CLUSCTL_RESOURCE_TYPE_STORAGE_GET_AVAILABLE_DISKS, node.Get());
         const std::span<const std::wstring> all(descriptions);
         for (std::size_t start = 0; start + descriptionsOfADisk <= all.size(); start += descriptionsOfADisk)
@@ -185,6 +184,6 @@ DWORD NTClusterDisks::GetPhysicalDiskResources(const std::wstring& resourceName)
     if (!resource) return 0;
     StringMap attributes;
     const DWORD count = ResourceProperties(resource.Get()).Get(&attributes, CLUSCTL_RESOURCE_GET_COMMON_PROPERTIES);
-    if (ValueOf(attributes, L"Type") == diskType) _diskResources.push_back(resourceName);
+    if (ValueOf(attributes, L"Type") == physicalDiskType) _diskResources.push_back(resourceName);
     return count;
 }

@@ -87,7 +87,7 @@ std::size_t ExpertGroup::CreateKinds(const Lists& lists) {
             continue;
         }
         const StringArray* disks = ListAt(lists, diskList);
-        if (type->Name() == L"Physical Disk" && disks && !disks->empty()) signature = SignatureIn(disks->back());
+        if (type->Name() == physicalDiskType && disks && !disks->empty()) signature = SignatureIn(disks->back());
         if (type->Name() == L"File Share") SetSharePath(*type, signature, lists);
         if (!CreateKind(kind, std::move(type), ListAt(lists, i), 0)) break;
         ++created;

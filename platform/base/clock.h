@@ -10,7 +10,7 @@
 namespace platform {
 
 /// The time and the waiting of the process. Tests put a clock of their own in place, so that nothing waits for real.
-/// May be called from any thread, and by several at once; only `Sleep` and `Beep` block, for their time.
+/// May be called from any thread, and by several at once; only `Sleep`, `Beep` and `Await` block, for their time.
 class PLATFORM_API Clock {
 public:
     virtual ~Clock() = default;

@@ -35,8 +35,7 @@ bool IsNewClusterName(const std::wstring& name);
 StringArray ClusterFolderNames();
 
 /// The folder of a cluster. FileNotFound without one, AccessDenied for another user's and for a state directory that
-/// cannot be used, FileCorrupt for a `cluster.json`
-/// that is none, NotSupported for one of a later format.
+/// cannot be used, FileCorrupt for a `cluster.json` that is none, NotSupported for one of a later format.
 DWORD FindClusterFolder(const std::wstring& name, ClusterFolder& folder);
 
 /// Makes a folder that appears under its name only when `fill`, given its path so far, has answered Success. `fill`

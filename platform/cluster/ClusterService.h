@@ -61,8 +61,8 @@ private:
 /// Operations may be called from any thread.
 ///
 /// Names of objects compare without regard to case and keep the case in which they were given. One has 1 to 199
-/// characters (what the customary buffer of an enumeration holds) and no control characters; any other is refused with
-/// 123, and a name that another object of that kind has with 5010.
+/// characters (what the customary buffer of an enumeration holds) that people see and tell apart (IsNameCharacter); any
+/// other is refused with 123, and a name that another object of that kind has with 5010.
 ///
 /// A node may have a group when it is up, not paused, and a possible owner of every resource of the group. Where an
 /// operation names a node that may not: 5050 when it is down, 5070 paused, 5071 not a possible owner. Where the choice
@@ -92,8 +92,6 @@ public:
 
     /// A new group: offline, without resources and preferred owners, on the first node that is up and not paused
     /// (5005).
-    /// A name is 1 to 199 characters that people see and tell apart (IsNameCharacter); 123 for any other, here and
-    /// wherever a name is given.
     virtual DWORD CreateGroup(const std::wstring& name, ObjectId& created) = 0;
     /// A new resource: offline, in `group`, every node a possible owner. `flags` must be 0 (87); 5078 without such a
     /// type. Names of resources are unique in the cluster.

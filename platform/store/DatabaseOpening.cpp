@@ -374,9 +374,10 @@ DWORD Database::State::UpgradeTables() {
     std::vector<std::string> former;
     std::vector<std::string> attached;
     if (const DWORD code = ReadTexts(tables, former)) return code;
-    if (const DWORD code =
-            ReadTexts("SELECT type || ' ' || name FROM sqlite_schema WHERE type <> 'table' AND sql NOT NULL", attached))
-        return code;
+    static constexpr const char* others =
+        "SELECT type || ' \"' || replace(name, '\"', '\"\"') || '\"' FROM sqlite_schema "
+        "WHERE type <> 'table' AND sql NOT NULL";
+    if (const DWORD code = ReadTexts(others, attached)) return code;
     std::string steps;
     for (const std::string& item : attached) steps += "DROP " + item + ';';
     for (const std::string& table : former)

@@ -172,17 +172,15 @@ EventSink* SetEventSink(EventSink* sink) {
 
 DWORD ReadEvents(std::int64_t after, std::size_t limit, std::vector<EventRecord>& records) {
     return Read(
-        "SELECT number, time, source, type, identifier, text, host, checksum FROM events WHERE number > ? ORDER BY "
-        "number "
-        "LIMIT ?",
+        "SELECT number, time, source, type, identifier, text, host, checksum FROM events WHERE number > ? "
+        "ORDER BY number LIMIT ?",
         after, limit, records);
 }
 
 DWORD ReadLastEvents(std::size_t limit, std::vector<EventRecord>& records) {
     const DWORD code = Read(
-        "SELECT number, time, source, type, identifier, text, host, checksum FROM events WHERE number > ? ORDER BY "
-        "number DESC "
-        "LIMIT ?",
+        "SELECT number, time, source, type, identifier, text, host, checksum FROM events WHERE number > ? "
+        "ORDER BY number DESC LIMIT ?",
         0, limit, records);
     std::reverse(records.begin(), records.end());
     return code;

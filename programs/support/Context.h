@@ -108,14 +108,16 @@ public:
     bool WaitUntil(const std::function<bool()>& isSettled);
 
     const Streams& Channels() const { return _streams; }
-    /// Where the command's own output goes from now on, until the next call; null is the stream it began with.
-    void Redirect(std::ostream* out) { _out = out ? out : &_streams.out; }
     /// Runs `action` and returns what it wrote to its output.
     std::string Capture(const std::function<void()>& action);
     void SetProgress(const std::string& text);
 
 private:
     class ProgressLine;
+
+    /// Where the command's own output goes from now on; null is the stream it began with.
+    void Redirect(std::ostream* out) { _out = out ? out : &_streams.out; }
+
     Streams _streams;
     std::ostream* _out;
     std::unique_ptr<ProgressLine> _progress;
