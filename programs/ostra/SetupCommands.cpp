@@ -68,9 +68,9 @@ void Setup(Context& context) {
     const std::size_t changes = WriteTree();
     const bool isFirst = CreateFirstCluster(context);
     const bool isCompleted = !isFirst && IsClusterMeant(context) && CompleteCluster(context);
-    const ExpertWizard wizard;
+    const auto wizard = ReadTemplates();
     StringArray templates;
-    for (const auto& page : wizard.Pages()) templates.push_back(page->Name());
+    for (const auto& page : wizard->Pages()) templates.push_back(page->Name());
     context.PrintRecord({{"registryEntriesWritten", changes},
                          {"templates", ToJson(templates)},
                          {"clusters", ToJson(platform::ClusterDirectory::Names())},

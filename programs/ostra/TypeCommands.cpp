@@ -37,8 +37,8 @@ void ShowType(Context& context, const std::string& name) {
         return context.PrintRecord({{"name", ToUtf8(type)},
                                     {"resources", ToJson(ResourceNames(context)[type])},
                                     {"dependsOn", ToJson(ResourceDependency(type).DependentResources())},
-                                    {"commonDefaults", ToJson(object->Parameters(0))},
-                                    {"privateDefaults", ToJson(object->Parameters(1))}});
+                                    {"commonDefaults", ToJson(object->Parameters(ResourceType::commonList))},
+                                    {"privateDefaults", ToJson(object->Parameters(ResourceType::privateList))}});
     }
     throw CommandError(ExitCode::NoSuchObject,
                        "There is no resource type named \"" + name + "\". See: ostra type list");
