@@ -75,7 +75,7 @@ void Setup(Context& context) {
                          {"templates", ToJson(templates)},
                          {"clusters", ToJson(platform::ClusterDirectory::Names())},
                          {"clusterCreated", isFirst},
-                         {"clusterCompleted", isCompleted}});
+                         {"emptyClusterFilled", isCompleted}});
     if (!changes && !isFirst && !isCompleted) return context.Say("Everything was there already; nothing has changed.");
     if (isCompleted) context.Say("The cluster had no nodes; now it has nodes, networks and disks.");
     context.Say("Next, make a pool of addresses and a group:");

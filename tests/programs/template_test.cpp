@@ -70,10 +70,10 @@ TEST_F(OstraTemplates, AreWrittenBesideAClusterThatGetsTheNodesItLacks) {
     bare.reset();
     Do({"setup", "--dry-run"});
     EXPECT_EQ(0U, Read({"node", "list"}).size());
-    EXPECT_EQ(true, Read({"setup"})["clusterCompleted"]);
+    EXPECT_EQ(true, Read({"setup"})["emptyClusterFilled"]);
     EXPECT_EQ(2U, Read({"node", "list"}).size());
     EXPECT_EQ(4U, Read({"interface", "list"}).size());
-    EXPECT_EQ(false, Read({"setup"})["clusterCompleted"]);
+    EXPECT_EQ(false, Read({"setup"})["emptyClusterFilled"]);
 }
 
 TEST_F(OstraTemplates, MayBeWrittenByTwoAtOnce) {
