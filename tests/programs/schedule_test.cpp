@@ -264,6 +264,32 @@ TEST_F(Schedule, IsNeverLongerThanItsKeyReadsBack) {
     EXPECT_EQ(count - 1, Read({"schedule", "purge"})["removed"]);
 }
 
+TEST_F(Schedule, IsALastingKeyThatTwoWritersDoNotSpoil) {
+    {
+        const auto cluster = GivenEventfulCluster();
+        platform::ClusterKeyId key = 0;
+        bool created = false;
+        cluster->RootKey(key);
+        ASSERT_EQ(0u, cluster->CreateKey(key, L"Ostra", false, key, created));
+        ASSERT_EQ(0u, cluster->CreateKey(key, L"Scheduler", true, key, created));
+        const auto table = platform::ToUtf16(L"demo,Online C,23:30 on 14,Tuesday November 2023\n");
+        ASSERT_EQ(0u, cluster->SetValue(key, L"Persistence", 1, table));
+        EXPECT_EQ(0u, Add(1, L"Online", L"A"));
+        cluster->RootKey(key);
+        ASSERT_EQ(0u, cluster->OpenKey(key, L"Ostra\\Scheduler", key));
+        EXPECT_EQ(0u, cluster->CreateKey(key, L"Below", false, key, created)) << "a volatile key refuses";
+        platform::ClusterDirectory::Register(L"demo", nullptr);
+    }
+    const pid_t child = ::fork();  // no connection is open now
+    DWORD refused = 0;
+    for (int minute = 2; minute <= 21; ++minute) refused |= Add(minute, L"Online", child ? L"A" : L"B");
+    if (child == 0) ::_exit(refused ? 1 : 0);
+    int status = -1;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_EQ(0u, refused | static_cast<DWORD>(status));
+    EXPECT_EQ(42u, Count());
+}
+
 TEST_F(Schedule, IsServedToTheMinuteAlsoWhenOneJobIsSlow) {
     const programs::ScheduledJob removed = programs::ReadJob(L"demo,Online B,22:30 on 14,Tuesday November 2023", {});
     GivenEventfulCluster()->atMove = [&] {
